@@ -1,0 +1,29 @@
+/* tavloms/export.h: linkage of everything the library exports.
+ *
+ * TAVLO_API marks an exported function, variable or class; TAVLO_BEGIN_C and
+ * TAVLO_END_C wrap the flat interface in extern "C" for C++ clients. Clients
+ * never need this header on its own; every other public header includes it. */
+#ifndef TAVLOMS_EXPORT_H
+#define TAVLOMS_EXPORT_H
+
+#if defined(_WIN32)
+#  if defined(TAVLOMS_BUILDING)
+#    define TAVLO_API __declspec(dllexport)
+#  elif defined(TAVLOMS_STATIC)
+#    define TAVLO_API
+#  else
+#    define TAVLO_API __declspec(dllimport)
+#  endif
+#else
+#  define TAVLO_API __attribute__((visibility("default")))
+#endif
+
+#ifdef __cplusplus
+#  define TAVLO_BEGIN_C extern "C" {
+#  define TAVLO_END_C }
+#else
+#  define TAVLO_BEGIN_C
+#  define TAVLO_END_C
+#endif
+
+#endif /* TAVLOMS_EXPORT_H */

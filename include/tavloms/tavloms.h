@@ -1,0 +1,17 @@
+/* tavloms/tavloms.h: the one header a client includes.
+ *
+ * Everything the library offers its clients: the records of a database, their
+ * creation and release, the flat queries, deep copies, the platform hooks and,
+ * for C++, the exception of a failed read. Compiles as C99 and C++17. */
+#ifndef TAVLOMS_TAVLOMS_H
+#define TAVLOMS_TAVLOMS_H
+
+#include "export.h"
+#include "records.h"
+#include "lifecycle.h"
+#include "query.h"
+#include "copy.h"
+#include "platform.h"
+#include "exception.h"
+
+#endif /* TAVLOMS_TAVLOMS_H */
