@@ -1,0 +1,29 @@
+// dbfile/input.h: the database file being read, held whole in memory.
+//
+// Only one file is read at a time, so the input is module-wide. The reader
+// opens it, the scanner walks its bytes, and every path that reports an
+// error closes it first (record creation does too when memory runs out).
+#ifndef TAVLOMS_DBFILE_INPUT_H
+#define TAVLOMS_DBFILE_INPUT_H
+
+#include <cstddef>
+
+namespace tavlo::dbfile {
+
+// Reads the whole file into memory as the current input, closing any input
+// that was open. False (and no input open) when the file cannot be read.
+// The bytes are taken as they stand; line ends are the scanner's business.
+bool OpenInput(const char* path);
+
+bool IsInputOpen();
+
+// The bytes of the open input; null and 0 when none is open.
+const unsigned char* InputData();
+std::size_t InputSize();
+
+// Releases the input if one is open and forgets it.
+void CloseInput();
+
+}  // namespace tavlo::dbfile
+
+#endif  // TAVLOMS_DBFILE_INPUT_H
