@@ -1,0 +1,89 @@
+// model/attrdef.cpp: attribute definitions and defaults made by the reader.
+#include "model/attrdef.h"
+
+#include <string>
+
+#include "dbfile/report.h"
+#include "model/model.h"
+#include "tavloms/lifecycle.h"
+#include "tavloms/query.h"
+
+namespace tavlo::model {
+
+namespace {
+
+std::string BlanksForTabs(const char* name) {
+    std::string text = name != nullptr ? name : "";
+    for (char& c : text) {
+        if (c == '\t') {
+            c = ' ';
+        }
+    }
+    return text;
+}
+
+// An empty default text; running out of memory ends the read.
+char* EmptyDefault() {
+    char* text = DuplicateText("");
+    if (text == nullptr) {
+        dbfile::RaiseError(dbfile::kMsgNotEnoughMemory, -1, nullptr);
+    }
+    return text;
+}
+
+}  // namespace
+
+int DefineAttribute(attr_def** list, const char* name, unsigned int objectType,
+                    unsigned int valueType, const AttrRange& range, int line) {
+    const std::string key = BlanksForTabs(name);
+    if (TAVLO_GET_ATTR_DEF_NAME(*list, key.c_str()) != nullptr) {
+        dbfile::ReportReadError(dbfile::kMsgDuplicateSymbol, line, key.c_str());
+        return 0;
+    }
+    attr_def* def = TAVLO_CREATE_ATTR_DEF();
+    CopyName(def->name, key.c_str());
+    def->object_type = objectType;
+    def->value_type = valueType;
+    switch (valueType) {
+    case TAVLO_ATTR_STRING:
+        def->default_value.text = EmptyDefault();
+        break;
+    case TAVLO_ATTR_ENUM:
+        def->default_value.text = EmptyDefault();
+        def->minimum.text = range.minimum.text;
+        break;
+    default:  // INT, FLOAT, HEX
+        def->minimum.number = range.minimum.number;
+        def->maximum = range.maximum;
+        def->default_value.number = range.minimum.number;
+        break;
+    }
+    attr_def* tail = *list;
+    while (tail != nullptr && tail->next != nullptr) {
+        tail = tail->next;
+    }
+    if (tail == nullptr) {
+        *list = def;
+    } else {
+        tail->next = def;
+    }
+    return 1;
+}
+
+int SetAttributeDefault(attr_def* list, const char* name, tavlo_attr_value_t value, int line) {
+    const std::string key = BlanksForTabs(name);
+    attr_def* def = TAVLO_GET_ATTR_DEF_NAME(list, key.c_str());
+    if (def == nullptr) {
+        dbfile::ReportReadError(dbfile::kMsgUnknownSymbol, line, key.c_str());
+        return 0;
+    }
+    if (def->value_type == TAVLO_ATTR_STRING || def->value_type == TAVLO_ATTR_ENUM) {
+        TAVLO_MFREE(def->default_value.text);
+        def->default_value.text = value.text;
+    } else {
+        def->default_value.number = value.number;
+    }
+    return 1;
+}
+
+}  // namespace tavlo::model

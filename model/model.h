@@ -1,0 +1,83 @@
+// model/model.h: helpers shared by the model's own files (creation, linking,
+// release, queries, copies). Not part of the public interface.
+//
+// Records are byte-packed, so nothing here takes the address of a record
+// field: list heads that live in records are read into locals, changed and
+// written back.
+#ifndef TAVLOMS_MODEL_MODEL_H
+#define TAVLOMS_MODEL_MODEL_H
+
+#include "tavloms/lifecycle.h"
+#include "tavloms/records.h"
+
+namespace tavlo::model {
+
+// Makes TAVLO_MALLOC fail: after `count` more successful allocations every
+// allocation returns null, until this is called again with a negative count
+// (the default state). Lets tests drive every out-of-memory path.
+void FailAllocationsAfter(long count);
+
+// Blocks from TAVLO_MALLOC not yet released with TAVLO_MFREE. Lets tests see
+// exactly how many blocks an operation releases.
+long LiveAllocations();
+
+// A zero-filled record from TAVLO_MALLOC, or null.
+template <class T>
+T* Allocate() {
+    return static_cast<T*>(TAVLO_MALLOC(sizeof(T)));
+}
+
+// Copies at most 32 characters of a name into a 33-byte name field and
+// terminates it; a null source gives the empty name.
+void CopyName(char* field, const char* source);
+
+// Whether a name field holds exactly the given name (exact, case-sensitive).
+// A null name matches nothing.
+bool NameEquals(const char* field, const char* name);
+
+// A copy of a text in TAVLO_MALLOC memory; null for a null text, and null
+// when memory is exhausted.
+char* DuplicateText(const char* text);
+
+// Releases every record of a list, each with `releaseOne`.
+template <class T, class Release>
+void ReleaseEach(T* list, Release releaseOne) {
+    while (list != nullptr) {
+        T* next = list->next;
+        releaseOne(list);
+        list = next;
+    }
+}
+
+// Releases the entries of a list and nothing they point to.
+template <class T>
+void ReleaseEntries(T* list) {
+    ReleaseEach(list, [](T* entry) { TAVLO_MFREE(entry); });
+}
+
+// Whether an attribute value holds a text, as its definition says.
+inline bool HoldsText(const attr_def* def) {
+    return def != nullptr && def->value_type == TAVLO_ATTR_STRING;
+}
+
+// Full-depth release of whole lists: each record with everything it owns,
+// as TAVLO_FREE releases a database. Attribute values read their definitions,
+// so they must go before the definitions do. Null lists are ignored.
+void ReleaseAttrs(attr* list);
+void ReleaseValueDescriptions(val* list);
+void ReleaseRelations(rxblk* list);  // entries with their relation values
+void ReleaseAttrDefs(attr_def* list);
+void ReleaseCategories(cat* list);
+void ReleaseFilterCategories(filtercatblk* list);
+void ReleaseFilterNodes(rxblk* list);  // entries only: their third field is unset
+void ReleaseValueTables(valtable* list);
+void ReleaseSigTypes(sigtype* list);
+void ReleaseNodes(symblk* list);
+void ReleaseSignals(sigblk* list);
+void ReleaseMessages(msgblk* list);
+void ReleaseEnvvars(env_var_blk* list);
+void ReleaseBitTimings(btlblk* list);
+
+}  // namespace tavlo::model
+
+#endif  // TAVLOMS_MODEL_MODEL_H
