@@ -1,0 +1,133 @@
+/* The flat interface from C: build a small database, query it, copy it and
+ * free both, through <tavloms/tavloms.h> and nothing else. */
+#include <stdio.h>
+#include <string.h>
+
+#include <tavloms/tavloms.h>
+
+static int passed = 0;
+static int failed = 0;
+
+#define CHECK(condition)                                                    \
+    do {                                                                    \
+        if (condition) {                                                    \
+            ++passed;                                                       \
+        } else {                                                            \
+            ++failed;                                                       \
+            fprintf(stderr, "%s:%d: failed: %s\n", __FILE__, __LINE__, #condition); \
+        }                                                                   \
+    } while (0)
+
+static char* text(const char* s) {
+    char* copy = (char*)TAVLO_MALLOC(strlen(s) + 1);
+    strcpy(copy, s);
+    return copy;
+}
+
+static void build(tavlo_root_t* db) {
+    symblk* engine = TAVLO_CREATE_SYMBOL();
+    symblk* dash = TAVLO_CREATE_SYMBOL();
+    msgblk* message = TAVLO_CREATE_MSGBLK();
+    sigblk* speed = TAVLO_CREATE_SIGBLK();
+    sigblk* mode = TAVLO_CREATE_SIGBLK();
+    attr_def* def = TAVLO_CREATE_ATTR_DEF();
+    attr* value = (attr*)TAVLO_MALLOC(sizeof(attr));
+    val* description = (val*)TAVLO_MALLOC(sizeof(val));
+
+    memset(db, 0, sizeof *db);
+    db->version = text("2.0");
+    db->comment = text("from C");
+
+    strcpy(engine->name, "Engine");
+    strcpy(dash->name, "Dash");
+    CAN_INSERT_SYMBOL(&db->nodes, engine, 0);
+    CAN_INSERT_SYMBOL(&db->nodes, dash, 1);
+
+    strcpy(def->name, "GenMsgCycleTime");
+    def->object_type = TAVLO_OBJ_MESSAGE;
+    def->value_type = TAVLO_ATTR_INT;
+    def->maximum = 1000;
+    def->default_value.number = 100;
+    db->attr_defs = def;
+
+    strcpy(message->name, "Vehicle");
+    message->id = 0x80000400u;
+    message->dlc = 8;
+    message->transmitter = engine;
+    value->def = def;
+    value->value.number = 20;
+    message->attributes = value;
+    CAN_INSERT_MSG(&db->messages, message, 0);
+
+    strcpy(speed->name, "Speed");
+    speed->length = 16;
+    speed->factor = 0.01;
+    speed->receivers = TAVLO_CREATE_RX(dash);
+    speed->receiver_count = 1;
+    description->value = 0;
+    strcpy(description->text, "Standing");
+    speed->value_descriptions = description;
+    strcpy(mode->name, "Mode");
+    mode->flags = TAVLO_SIG_MODE;
+    CAN_INSERT_SIG(message, speed, 0);
+    CAN_INSERT_SIG(message, mode, 1);
+    message->signal_count = 2;
+}
+
+static void query(tavlo_root_t* db, const char* which) {
+    tavlo_attr_value_t value;
+    msgblk* message = TAVLO_GET_MESSAGE(db->messages, 0x80000400u);
+    sigblk* speed;
+    double factor;
+    double expected;
+    char buffer[8];
+
+    fprintf(stderr, "querying the %s\n", which);
+    CHECK(message != NULL && strcmp(message->name, "Vehicle") == 0);
+    CHECK(TAVLO_GET_MESSAGE_NAME(db->messages, "Vehicle") == message);
+    CHECK(message->transmitter == TAVLO_GET_SYMBOL_NAME(db->nodes, "Engine"));
+    CHECK(TAVLO_GET_SYMBOL_N(db->nodes, 2) == TAVLO_GET_SYMBOL_NAME(db->nodes, "Dash"));
+    speed = TAVLO_GET_SIGNAL(db->messages, 0x80000400u, "Speed");
+    CHECK(speed != NULL);
+    /* Stored in doubles first: a 32-bit build compares literals with excess
+     * precision. */
+    factor = TAVLO_GET_SIG_FACTOR(speed);
+    expected = 0.01;
+    CHECK(factor == expected);
+    CHECK(speed->receivers->symbol == TAVLO_GET_SYMBOL_NAME(db->nodes, "Dash"));
+    CHECK(TAVLO_GET_MODE_SIGNAL(db->messages, 0x80000400u) == TAVLO_GET_SIGNAL_OF_MSG_N(message, 2));
+    CHECK(TAVLO_GET_SIGNAL_N(db->messages, 0x80000400u, 1) == NULL);
+    CHECK(strcmp(TAVLO_GET_SIG_ENUMSYMBOL(speed, 0), "Standing") == 0);
+    CHECK(TAVLO_IS_MSG_ATTRIBUTE_DEFINED(message, "GenMsgCycleTime") == 1);
+    TAVLO_GET_MSG_ATTRVAL(&value, message, "GenMsgCycleTime");
+    CHECK(value.number == 20.0);
+    TAVLO_GET_ATTRDEFAULT(&value, db->attr_defs, "GenMsgCycleTime");
+    CHECK(value.number == 100.0);
+    CHECK(TAVLO_GET_ATTRTYPE(db->attr_defs, "Missing") == 0xFFFFFFFFu);
+    buffer[sizeof buffer - 1] = '\0';
+    CHECK(TAVLO_GET_FILE_COMMENT(db->comment, buffer, (int)sizeof buffer) == 6);
+    CHECK(strcmp(buffer, "from C") == 0);
+}
+
+int main(void) {
+    tavlo_root_t db;
+    tavlo_root_t copy;
+
+    build(&db);
+    query(&db, "original");
+    CHECK(TAVLO_COPY_DATABASE(&db, &copy) == 1);
+    TAVLO_FREE_ROOT(&db);
+    query(&copy, "copy");
+    {
+        symblk* extra = TAVLO_CREATE_SYMBOL();
+        CAN_INSERT_SYMBOL(&copy.nodes, extra, 2);
+        CHECK(TAVLO_GET_SYMBOL_N(copy.nodes, 3) == extra);
+        CAN_DELETE_SYMBOL(&copy.nodes, extra);
+        CHECK(TAVLO_GET_SYMBOL_N(copy.nodes, 3) == NULL);
+    }
+    TAVLO_FREE_ROOT(&copy);
+    CHECK(copy.nodes == NULL);
+
+    printf("%d passed, %d failed\n", passed, failed);
+    return failed == 0 ? 0 : 1;
+}
