@@ -1,0 +1,40 @@
+#!/usr/bin/env bash
+# Builds the library and runs every test.
+#   scripts/test.sh [release]   Release build (-O2), the default
+#   scripts/test.sh sanitize    AddressSanitizer + UndefinedBehaviorSanitizer, leaks checked
+#   scripts/test.sh m32         32-bit build (-m32): the record layouts with 4-byte pointers
+# Build trees go to build/<mode>. Missing Debian packages are installed first.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+mode="${1:-release}"
+jobs="$(nproc 2>/dev/null || echo 2)"
+case "$mode" in
+    release)
+        scripts/deps.sh
+        options=(-DCMAKE_BUILD_TYPE=Release)
+        ;;
+    sanitize)
+        scripts/deps.sh
+        options=(-DCMAKE_BUILD_TYPE=RelWithDebInfo -DTAVLOMS_SANITIZERS=ON -DTAVLOMS_BUILD_BENCH=OFF)
+        export ASAN_OPTIONS="detect_leaks=1:strict_string_checks=1:detect_stack_use_after_return=1"
+        export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
+        ;;
+    m32)
+        scripts/deps.sh m32
+        options=(-DCMAKE_BUILD_TYPE=Release -DCMAKE_C_FLAGS=-m32 -DCMAKE_CXX_FLAGS=-m32
+                 -DTAVLOMS_GTEST_FROM_SOURCE=ON -DTAVLOMS_BUILD_BENCH=OFF)
+        ;;
+    *)
+        echo "usage: scripts/test.sh [release|sanitize|m32]" >&2
+        exit 2
+        ;;
+esac
+
+build="build/$mode"
+echo "== $mode: configuring $build"
+cmake -S . -B "$build" "${options[@]}" >/dev/null
+echo "== $mode: building"
+cmake --build "$build" -j "$jobs"
+echo "== $mode: testing"
+ctest --test-dir "$build" -j "$jobs" --output-on-failure
