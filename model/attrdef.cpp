@@ -22,13 +22,14 @@ std::string BlanksForTabs(const char* name) {
     return text;
 }
 
-// An empty default text; running out of memory ends the read.
-char* EmptyDefault() {
-    char* text = DuplicateText("");
-    if (text == nullptr) {
+// Gives a new definition an empty default text; running out of memory
+// releases the definition and ends the read.
+void SetEmptyDefault(attr_def* def) {
+    def->default_value.text = DuplicateText("");
+    if (def->default_value.text == nullptr) {
+        TAVLO_MFREE(def);
         dbfile::RaiseError(dbfile::kMsgNotEnoughMemory, -1, nullptr);
     }
-    return text;
 }
 
 }  // namespace
@@ -46,10 +47,10 @@ int DefineAttribute(attr_def** list, const char* name, unsigned int objectType,
     def->value_type = valueType;
     switch (valueType) {
     case TAVLO_ATTR_STRING:
-        def->default_value.text = EmptyDefault();
+        SetEmptyDefault(def);
         break;
     case TAVLO_ATTR_ENUM:
-        def->default_value.text = EmptyDefault();
+        SetEmptyDefault(def);
         def->minimum.text = range.minimum.text;
         break;
     default:  // INT, FLOAT, HEX

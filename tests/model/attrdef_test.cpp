@@ -100,6 +100,22 @@ TEST_F(AttrDefinition, ADuplicateIsTheReadsErrorNineteen) {
     EXPECT_EQ(+defs_->next, nullptr);
 }
 
+TEST_F(AttrDefinition, RunningOutOfMemoryEndsTheReadAndKeepsNothing) {
+    for (unsigned int type : {TAVLO_ATTR_STRING, TAVLO_ATTR_ENUM}) {
+        const long before = tavlo::model::LiveAllocations();
+        MessageCapture capture;
+        tavlo::model::FailAllocationsAfter(1);  // the definition, not its default text
+        EXPECT_THROW(DefineAttribute(&defs_, "Note", TAVLO_OBJ_NODE, type, Numbers(0, 0), 1),
+                     TavloException);
+        tavlo::model::FailAllocationsAfter(-1);
+        tavlo::dbfile::ClearErrorReported();
+        EXPECT_EQ(tavlo::model::LiveAllocations(), before) << type;
+        EXPECT_EQ(defs_, nullptr);
+        ASSERT_EQ(capture.messages().size(), 1u);
+        EXPECT_EQ(capture.messages()[0].text, "not enough memory");
+    }
+}
+
 TEST_F(AttrDefinition, DefaultsReplaceTextsAndNumbers) {
     AttrRange none{};
     DefineAttribute(&defs_, "Note", TAVLO_OBJ_NODE, TAVLO_ATTR_STRING, none, 1);
