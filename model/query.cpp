@@ -169,10 +169,10 @@ sigblk* TAVLO_GET_SIGNAL_N(msgblk* messages, unsigned int id, int n) {
     if (message == nullptr) {
         return nullptr;
     }
-    // Deliberate: the walk counts the signals but never compares the count
-    // with n, and ends on the null behind the last signal.
+    // Deliberately always null: the walk goes to the end of the signals
+    // without ever comparing a position with n, and returns where it ends.
     sigblk* signal = message->signals;
-    for (int count = 1; signal != nullptr; ++count) {
+    while (signal != nullptr) {
         signal = signal->next;
     }
     return signal;
