@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
 #include "dbfile/input.h"
@@ -348,7 +350,10 @@ class CreationFailure : public ::testing::Test {
 protected:
     void SetUp() override {
         tavlo::dbfile::ClearErrorReported();
-        path_ = ::testing::TempDir() + "tavloms_creation_input.dbc";
+        // Tests run in parallel processes: each reads a file of its own.
+        path_ = ::testing::TempDir() + "tavloms_" +
+                ::testing::UnitTest::GetInstance()->current_test_info()->name() + "_" +
+                std::to_string(getpid()) + ".dbc";
         std::FILE* file = std::fopen(path_.c_str(), "w");
         ASSERT_NE(file, nullptr);
         std::fputs("VERSION \"\"\n", file);
