@@ -59,15 +59,7 @@ int DefineAttribute(attr_def** list, const char* name, unsigned int objectType,
         def->default_value.number = range.minimum.number;
         break;
     }
-    attr_def* tail = *list;
-    while (tail != nullptr && tail->next != nullptr) {
-        tail = tail->next;
-    }
-    if (tail == nullptr) {
-        *list = def;
-    } else {
-        tail->next = def;
-    }
+    AppendTail(list, def);
     return 1;
 }
 

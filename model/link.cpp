@@ -51,12 +51,17 @@ bool Unlink(T*& head, T* record) {
     return false;
 }
 
-// Unlinks a record from a list given by the address of its head. A record
+// Unlinks a record from a list given by the address of its head and says
+// whether there is a record to release: a null record is ignored, and one
 // that is not in the list is still released by the callers.
 template <class T>
-void UnlinkFromHead(T** head, T* record) {
+bool Detach(T** head, T* record) {
+    if (record == nullptr) {
+        return false;
+    }
     TAVLO_ASSERT(head != NULL, kModule);
     Unlink(*head, record);
+    return true;
 }
 
 }  // namespace
@@ -91,19 +96,17 @@ void CAN_INSERT_SIG(msgblk* msg, sigblk* signal, unsigned int position) {
 }
 
 void CAN_DELETE_SYMBOL(symblk** head, symblk* node) {
-    if (node == nullptr) {
+    if (!Detach(head, node)) {
         return;
     }
-    UnlinkFromHead(head, node);
     TAVLO_MFREE(node->comment);
     TAVLO_MFREE(node);
 }
 
 void CAN_DELETE_MSG(msgblk** head, msgblk* message) {
-    if (message == nullptr) {
+    if (!Detach(head, message)) {
         return;
     }
-    UnlinkFromHead(head, message);
     message->next = nullptr;
     message->signals = CAN_DELETE_SIGLIST(message->signals);
     TAVLO_MFREE(message->comment);
@@ -111,27 +114,24 @@ void CAN_DELETE_MSG(msgblk** head, msgblk* message) {
 }
 
 void CAN_DELETE_EVBLK(env_var_blk** head, env_var_blk* envvar) {
-    if (envvar == nullptr) {
+    if (!Detach(head, envvar)) {
         return;
     }
-    UnlinkFromHead(head, envvar);
     TAVLO_MFREE(envvar->comment);
     TAVLO_MFREE(envvar);
 }
 
 void CAN_DELETE_BTL(btlblk** head, btlblk* timing) {
-    if (timing == nullptr) {
+    if (!Detach(head, timing)) {
         return;
     }
-    UnlinkFromHead(head, timing);
     TAVLO_MFREE(timing);
 }
 
 void CAN_DELETE_ATTR_DEF(attr_def** head, attr_def* def) {
-    if (def == nullptr) {
+    if (!Detach(head, def)) {
         return;
     }
-    UnlinkFromHead(head, def);
     // Unlike TAVLO_FREE, an ENUM definition's default text stays allocated.
     if (def->value_type == TAVLO_ATTR_ENUM) {
         TAVLO_MFREE(def->minimum.text);
@@ -142,26 +142,23 @@ void CAN_DELETE_ATTR_DEF(attr_def** head, attr_def* def) {
 }
 
 void CAN_DELETE_CATEGORY(cat** head, cat* category) {
-    if (category == nullptr) {
+    if (!Detach(head, category)) {
         return;
     }
-    UnlinkFromHead(head, category);
     TAVLO_MFREE(category);
 }
 
 void CAN_DELETE_SIGTYPE(sigtype** head, sigtype* type) {
-    if (type == nullptr) {
+    if (!Detach(head, type)) {
         return;
     }
-    UnlinkFromHead(head, type);
     TAVLO_MFREE(type);  // its comment and attribute values are kept
 }
 
 void CAN_DELETE_VALTABLE(valtable** head, valtable* table) {
-    if (table == nullptr) {
+    if (!Detach(head, table)) {
         return;
     }
-    UnlinkFromHead(head, table);
     TAVLO_MFREE(table);  // its value descriptions are kept
 }
 

@@ -39,6 +39,20 @@ bool NameEquals(const char* field, const char* name);
 // when memory is exhausted.
 char* DuplicateText(const char* text);
 
+// Links a record at the end of a list, keeping the order records came in.
+template <class T>
+void AppendTail(T** head, T* record) {
+    if (*head == nullptr) {
+        *head = record;
+        return;
+    }
+    T* tail = *head;
+    while (tail->next != nullptr) {
+        tail = tail->next;
+    }
+    tail->next = record;
+}
+
 // Releases every record of a list, each with `releaseOne`.
 template <class T, class Release>
 void ReleaseEach(T* list, Release releaseOne) {
