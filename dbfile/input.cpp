@@ -11,6 +11,25 @@ namespace {
 std::string gBytes;
 bool gOpen = false;
 
+// The file is text: as a text-mode read on Windows does, a carriage return
+// directly before a line feed is dropped, so line ends read the same from
+// files written on either platform (comments keep no stray returns).
+void DropCarriageReturns(std::string& bytes) {
+    std::size_t from = bytes.find('\r');
+    if (from == std::string::npos) {
+        return;
+    }
+    std::size_t to = from;
+    for (; from < bytes.size(); ++from) {
+        const char c = bytes[from];
+        if (c == '\r' && from + 1 < bytes.size() && bytes[from + 1] == '\n') {
+            continue;
+        }
+        bytes[to++] = c;
+    }
+    bytes.resize(to);
+}
+
 }  // namespace
 
 bool OpenInput(const char* path) {
@@ -33,6 +52,7 @@ bool OpenInput(const char* path) {
     if (failed) {
         return false;
     }
+    DropCarriageReturns(bytes);
     gBytes.swap(bytes);
     gOpen = true;
     return true;

@@ -12,7 +12,8 @@ namespace tavlo::dbfile {
 
 // Reads the whole file into memory as the current input, closing any input
 // that was open. False (and no input open) when the file cannot be read.
-// The bytes are taken as they stand; line ends are the scanner's business.
+// A carriage return before a line feed is dropped, as in a text-mode read;
+// every other byte is taken as it stands.
 bool OpenInput(const char* path);
 
 bool IsInputOpen();

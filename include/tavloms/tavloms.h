@@ -1,8 +1,9 @@
 /* tavloms/tavloms.h: the one header a client includes.
  *
  * Everything the library offers its clients: the records of a database, their
- * creation and release, the flat queries, deep copies, the platform hooks and,
- * for C++, the exception of a failed read. Compiles as C99 and C++17. */
+ * creation and release, the flat queries, deep copies, reading and writing
+ * database files, the platform hooks and, for C++, the exception of a failed
+ * read. Compiles as C99 and C++17. */
 #ifndef TAVLOMS_TAVLOMS_H
 #define TAVLOMS_TAVLOMS_H
 
@@ -11,6 +12,7 @@
 #include "lifecycle.h"
 #include "query.h"
 #include "copy.h"
+#include "dbfile.h"
 #include "platform.h"
 #include "exception.h"
 
