@@ -1,0 +1,76 @@
+// libFuzzer target: reads arbitrary bytes as a database file.
+//
+// Each input is written to one temporary file per process (in /dev/shm when
+// there is one) and read with TAVLO_READ into twelve empty items. A failed
+// read (TavloException) is an expected outcome; whatever was read, in full or
+// in part, is then released with TAVLO_FREE, so that the leak checker sees
+// every record the reader left unreleased. Message boxes are answered
+// silently.
+//
+//     scripts/fuzz.sh [seconds]
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include <unistd.h>
+
+#include "tavloms/exception.h"
+#include "tavloms/tavloms.h"
+
+namespace {
+
+std::string& InputPath() {
+    static std::string path;
+    return path;
+}
+
+int AnswerOk(const char*, const char*, unsigned int) { return 1; }
+
+void RemoveInput() { std::remove(InputPath().c_str()); }
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    std::string directory = "/dev/shm";
+    if (access(directory.c_str(), W_OK) != 0) {
+        const char* tmp = std::getenv("TMPDIR");
+        directory = tmp && *tmp ? tmp : "/tmp";
+    }
+    InputPath() = directory + "/tavloms_read_fuzzer_" + std::to_string(getpid()) + ".dbc";
+    std::atexit(RemoveInput);
+    TAVLO_SET_MESSAGEBOX_HOOK(AnswerOk);
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    FILE* file = std::fopen(InputPath().c_str(), "wb");
+    if (!file) std::abort();
+    if (size > 0 && std::fwrite(data, 1, size, file) != size) std::abort();
+    if (std::fclose(file) != 0) std::abort();
+
+    symblk* nodes = nullptr;
+    msgblk* messages = nullptr;
+    env_var_blk* envvars = nullptr;
+    btlblk* bitTimings = nullptr;
+    attr_def* attrDefs = nullptr;
+    attr* dbAttrs = nullptr;
+    cat* categories = nullptr;
+    filter_t filter;
+    std::memset(&filter, 0, sizeof filter);
+    char* comment = nullptr;
+    char* version = nullptr;
+    sigtype* sigTypes = nullptr;
+    valtable* valueTables = nullptr;
+    try {
+        TAVLO_READ(InputPath().c_str(), &nodes, &messages, &envvars, &bitTimings, &attrDefs,
+                   &dbAttrs, &categories, &filter, &comment, &version, &sigTypes, &valueTables);
+    } catch (const TavloException&) {
+        // A file the reader refuses: what it had linked in is released below.
+    }
+    TAVLO_FREE(nodes, messages, envvars, bitTimings, attrDefs, dbAttrs, categories, filter,
+               comment, version, sigTypes, valueTables);
+    return 0;
+}
