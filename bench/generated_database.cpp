@@ -210,7 +210,7 @@ void WriteAttributeDefinitions(Text& text) {
     text.Add("BA_DEF_ BO_  \"GenMsgStartDelayTime\" HEX 0 65535;\n");
     text.Add("BA_DEF_ BO_  \"GenMsgDelayTime\" FLOAT 0 1000.5;\n");
     text.Add("BA_DEF_ BO_  \"MsgOwner\" STRING ;\n");
-    text.Add("BA_DEF_ SG_  \"GenSigStartValue\" FLOAT -100000 100000000000;\n");
+    text.Add("BA_DEF_ SG_  \"GenSigStartValue\" FLOAT -100000 10000000000;\n");
     text.Add("BA_DEF_ SG_  \"GenSigSendType\" ENUM  \"Cyclic\",\"OnWrite\",\"OnChange\","
              "\"IfActive\",\"NoSigSendType\";\n");
     text.Add("BA_DEF_ SG_  \"GenSigInactiveValue\" INT 0 100000;\n");
