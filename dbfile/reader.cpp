@@ -1,0 +1,1763 @@
+// dbfile/reader.cpp: TAVLO_READ and the recursive-descent parser that turns
+// the scanner's tokens into records.
+//
+// Each parse function carries its grammar rule. The header statements
+// (VERSION, NS_, BS_, BU_) come first, in this order, each optional; every
+// other statement may follow in any order, provided that what it names was
+// defined before it. Records are linked into the caller's lists as soon as
+// they are made, so a read that ends by an error leaves everything linked up
+// to that point and nothing unlinked. Names are looked up through hash
+// indexes built while reading, so big files read in linear time.
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "dbfile/input.h"
+#include "dbfile/keywords.h"
+#include "dbfile/report.h"
+#include "dbfile/scanner.h"
+#include "model/attrdef.h"
+#include "model/model.h"
+#include "tavloms/dbfile.h"
+#include "tavloms/lifecycle.h"
+
+namespace tavlo::dbfile {
+
+namespace {
+
+// The node name that stands for no node.
+constexpr const char* kNoNode = "Corvan__XXX";
+// The access word of an environment variable: this prefix, then hex digits.
+constexpr const char* kAccessWord = "DUMMY_NODE_CORVAN";
+constexpr std::size_t kAccessWordLength = 17;
+// An empty enumeration text as files write it.
+constexpr const char* kEmptyEnumText = "corvan_leerstring";
+// The view filter's NONE node.
+constexpr const char* kNoneNode = "<<none>>";
+// Context of an unknown message in "BO_TX_BU_"; the placeholder is never
+// filled in, a misprint that is kept.
+constexpr const char* kUnknownTxMessage = "Msg &lu";
+
+constexpr unsigned int kStringAccessBit = 0x8000;
+constexpr unsigned int kAccessNodeBit = 0x2;
+
+// Ends a parse without a further report: `warning` for the two warnings
+// that stop a read, otherwise after a report that let the read go on.
+struct ParseStopped {
+    bool warning;
+};
+
+// A name as records store it (cut to 32 characters) with the line it was on.
+struct Name {
+    char text[TAVLO_NAME_SIZE];
+    int line;
+    std::string_view view() const { return std::string_view(text); }
+    bool Is(const char* other) const { return std::strcmp(text, other) == 0; }
+};
+
+// The items of the database being read.
+struct Lists {
+    symblk** nodes;
+    msgblk** messages;
+    env_var_blk** envvars;
+    btlblk** bitTimings;
+    attr_def** attrDefs;
+    attr** dbAttrs;
+    cat** categories;
+    filter_t* filter;
+    char** comment;
+    char** version;
+    sigtype** sigTypes;
+    valtable** valueTables;
+};
+
+// Attribute names are compared with tabs read as blanks, as definitions
+// store them.
+void BlanksForTabs(char* name) {
+    for (; *name != '\0'; ++name) {
+        if (*name == '\t') {
+            *name = ' ';
+        }
+    }
+}
+
+template <class T>
+T* TailOf(T* list) {
+    while (list != nullptr && list->next != nullptr) {
+        list = list->next;
+    }
+    return list;
+}
+
+// Keeps the end of a list, so that appending does not walk it.
+template <class T>
+class Tail {
+public:
+    void Reset(T** head) {
+        head_ = head;
+        last_ = TailOf(*head);
+    }
+    void Append(T* record) {
+        if (last_ == nullptr) {
+            *head_ = record;
+        } else {
+            last_->next = record;
+        }
+        last_ = record;
+    }
+
+private:
+    T** head_ = nullptr;
+    T* last_ = nullptr;
+};
+
+class Parser {
+public:
+    explicit Parser(const Lists& lists);
+    void Run();
+
+private:
+    // Tokens.
+    void Advance() { tok_ = NextToken(); }
+    bool Accept(int token);
+    void Expect(int token);
+    [[noreturn]] void SyntaxError();
+    [[noreturn]] void Fail(unsigned int code, int line, const char* context);
+    void ExpectName(Name* name);
+    std::uint64_t ExpectUnsigned(std::uint64_t maximum, int* line = nullptr);
+    double SignedNumber();
+    long long SignedInteger();
+    bool IsNumberStart() const;
+    void ExpectString(std::string* text);
+    char* TakeText();
+    void SkipStatement();
+
+    // Objects by name or number.
+    symblk* NodeRef(const Name& name);
+    msgblk* MessageRef(std::uint32_t id, int line);
+    sigblk* SignalRef(msgblk* message, const Name& name);
+    env_var_blk* EnvvarRef(const Name& name);
+    sigtype* SigtypeRef(const Name& name);
+    valtable* ValtableRef(const Name& name);
+    attr_def* AttrDefRef(const Name& name, unsigned int code);
+    cat* CategoryRef(long long number, int line, bool noneForZero);
+    template <class T>
+    T* New();
+
+    // Header statements.
+    void version();
+    void new_symbols();
+    void segm_table();
+    void device_decl();
+
+    // Statements in any order.
+    void statement();
+    void value_table();  // rule valtable
+    void msg();
+    void sg(msgblk* message, Tail<sigblk>* signals);
+    void mode(const Name& text, sigblk* signal);
+    void msg_tx_node();
+    void env_var();
+    void env_data();
+    void signal_type();  // rule sigtype
+    void sigtype_values();
+    void comment();
+    void user_define(int token);
+    unsigned int data_type(model::AttrRange* range);
+    void sigtype_attr();
+    void user_define_default();
+    void user_attribute();
+    void user_attribute_sigtype();
+    void user_attribute_rel();
+    attr* value(attr_def* def, const Name& name);
+    void sig_values();
+    val* value_descriptions();
+    void category_def();
+    void category();
+    void filter();
+    void signal_type_ref();
+    void signal_group();
+    void signal_valtype();
+    void signaltype_valtype();
+
+    void SetComment(char** slot);
+    static void SetAttr(attr** list, attr* value);
+    static rxblk* RelationOf(rxblk** list, symblk* node, unsigned short* count);
+
+    const Lists lists_;
+    int tok_ = kTokEnd;
+    std::string text_;  // scratch for strings
+
+    Tail<symblk> nodes_;
+    Tail<msgblk> messages_;
+    Tail<env_var_blk> envvars_;
+    Tail<btlblk> bitTimings_;
+    Tail<valtable> valueTables_;
+    Tail<sigtype> sigTypes_;
+    Tail<cat> categories_;
+    std::unordered_map<std::string_view, symblk*> nodeIndex_;
+    std::unordered_map<std::uint32_t, msgblk*> messageIndex_;
+    std::unordered_map<std::string_view, env_var_blk*> envvarIndex_;
+    std::unordered_map<std::string_view, attr_def*> attrDefIndex_;
+    bool newSymbolKeyword_[kTokUminus + 1] = {};
+};
+
+Parser::Parser(const Lists& lists) : lists_(lists) {
+    nodes_.Reset(lists.nodes);
+    messages_.Reset(lists.messages);
+    envvars_.Reset(lists.envvars);
+    bitTimings_.Reset(lists.bitTimings);
+    valueTables_.Reset(lists.valueTables);
+    sigTypes_.Reset(lists.sigTypes);
+    categories_.Reset(lists.categories);
+    for (symblk* node = *lists.nodes; node != nullptr; node = node->next) {
+        nodeIndex_.emplace(node->name, node);
+    }
+    for (msgblk* message = *lists.messages; message != nullptr; message = message->next) {
+        messageIndex_.emplace(message->id, message);
+    }
+    for (env_var_blk* envvar = *lists.envvars; envvar != nullptr; envvar = envvar->next) {
+        envvarIndex_.emplace(envvar->name, envvar);
+    }
+    for (attr_def* def = *lists.attrDefs; def != nullptr; def = def->next) {
+        attrDefIndex_.emplace(def->name, def);
+    }
+    for (int row = kNewSymbolRow + 1; row < kKeywordCount; ++row) {
+        newSymbolKeyword_[kKeywords[row].token] = true;
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Tokens
+
+bool Parser::Accept(int token) {
+    if (tok_ != token) {
+        return false;
+    }
+    Advance();
+    return true;
+}
+
+void Parser::Expect(int token) {
+    if (tok_ != token) {
+        SyntaxError();
+    }
+    Advance();
+}
+
+void Parser::SyntaxError() {
+    ReportSyntaxError("error: syntax");
+    throw ParseStopped{false};
+}
+
+void Parser::Fail(unsigned int code, int line, const char* context) {
+    CloseInput();
+    ReportReadError(code, line, context);
+    throw ParseStopped{false};
+}
+
+void Parser::ExpectName(Name* name) {
+    if (tok_ != kTokSymbol) {
+        SyntaxError();
+    }
+    const TokenValue& token = CurrentToken();
+    model::CopyName(name->text, token.text);
+    name->line = token.line;
+    Advance();
+}
+
+std::uint64_t Parser::ExpectUnsigned(std::uint64_t maximum, int* line) {
+    const TokenValue& token = CurrentToken();
+    if ((tok_ != kTokInteger && tok_ != kTokLong) || token.huge || token.integer > maximum) {
+        SyntaxError();
+    }
+    const std::uint64_t value = token.integer;
+    if (line != nullptr) {
+        *line = token.line;
+    }
+    Advance();
+    return value;
+}
+
+bool Parser::IsNumberStart() const {
+    return tok_ == kTokInteger || tok_ == kTokLong || tok_ == kTokFloat || tok_ == '-' ||
+           tok_ == '+';
+}
+
+// signed_float -> ['-' | '+'] (INTEGER | LONG | FLOAT)
+double Parser::SignedNumber() {
+    const bool negative = tok_ == '-';
+    if (negative || tok_ == '+') {
+        Advance();
+    }
+    if (tok_ != kTokInteger && tok_ != kTokLong && tok_ != kTokFloat) {
+        SyntaxError();
+    }
+    const double value = CurrentToken().number;
+    Advance();
+    return negative ? -value : value;
+}
+
+// sign -> ['-' | '+'] (INTEGER | LONG), within 64 bits
+long long Parser::SignedInteger() {
+    const bool negative = tok_ == '-';
+    if (negative || tok_ == '+') {
+        Advance();
+    }
+    const std::uint64_t value = ExpectUnsigned(UINT64_MAX);
+    return negative ? -static_cast<long long>(value) : static_cast<long long>(value);
+}
+
+void Parser::ExpectString(std::string* text) {
+    if (tok_ != kTokString) {
+        SyntaxError();
+    }
+    const TokenValue& token = CurrentToken();
+    text->assign(token.text, token.length);
+    Advance();
+}
+
+// The current string token as a new text of the caller's.
+char* Parser::TakeText() {
+    if (tok_ != kTokString) {
+        SyntaxError();
+    }
+    const TokenValue& token = CurrentToken();
+    char* text = static_cast<char*>(TAVLO_MALLOC(token.length + 1));
+    if (text == nullptr) {
+        Fail(kMsgNotEnoughMemory, -1, nullptr);
+    }
+    std::memcpy(text, token.text, token.length);
+    text[token.length] = '\0';
+    Advance();
+    return text;
+}
+
+// Drops the tokens of a statement up to and including its ";".
+void Parser::SkipStatement() {
+    while (tok_ != ';') {
+        if (tok_ == kTokEnd || tok_ == kTokError) {
+            SyntaxError();
+        }
+        Advance();
+    }
+    Advance();
+}
+
+// ---------------------------------------------------------------------------
+// Objects by name or number
+
+template <class T>
+T* Parser::New() {
+    T* record = model::Allocate<T>();
+    if (record == nullptr) {
+        Fail(kMsgNotEnoughMemory, -1, nullptr);
+    }
+    return record;
+}
+
+// A node by name; a name no "BU_" line declared becomes a new node at the
+// end of the list. "Corvan__XXX" is no node.
+symblk* Parser::NodeRef(const Name& name) {
+    if (name.Is(kNoNode)) {
+        return nullptr;
+    }
+    const auto found = nodeIndex_.find(name.view());
+    if (found != nodeIndex_.end()) {
+        return found->second;
+    }
+    symblk* node = TAVLO_CREATE_SYMBOL();
+    if (node == nullptr) {
+        throw ParseStopped{false};
+    }
+    model::CopyName(node->name, name.text);
+    nodes_.Append(node);
+    nodeIndex_.emplace(node->name, node);
+    return node;
+}
+
+msgblk* Parser::MessageRef(std::uint32_t id, int line) {
+    const auto found = messageIndex_.find(id);
+    if (found == messageIndex_.end()) {
+        Fail(kMsgUnknownSymbol, line, std::to_string(id).c_str());
+    }
+    return found->second;
+}
+
+sigblk* Parser::SignalRef(msgblk* message, const Name& name) {
+    for (sigblk* signal = message->signals; signal != nullptr; signal = signal->next) {
+        if (model::NameEquals(signal->name, name.text)) {
+            return signal;
+        }
+    }
+    Fail(kMsgUnknownSymbol, name.line, name.text);
+}
+
+env_var_blk* Parser::EnvvarRef(const Name& name) {
+    const auto found = envvarIndex_.find(name.view());
+    if (found == envvarIndex_.end()) {
+        Fail(kMsgUnknownSymbol, name.line, name.text);
+    }
+    return found->second;
+}
+
+sigtype* Parser::SigtypeRef(const Name& name) {
+    for (::sigtype* type = *lists_.sigTypes; type != nullptr; type = type->next) {
+        if (model::NameEquals(type->name, name.text)) {
+            return type;
+        }
+    }
+    Fail(kMsgUnknownSymbol, name.line, name.text);
+}
+
+valtable* Parser::ValtableRef(const Name& name) {
+    for (::valtable* table = *lists_.valueTables; table != nullptr; table = table->next) {
+        if (model::NameEquals(table->name, name.text)) {
+            return table;
+        }
+    }
+    Fail(kMsgUnknownSymbol, name.line, name.text);
+}
+
+// The definition of an attribute; `code` is reported when there is none.
+attr_def* Parser::AttrDefRef(const Name& name, unsigned int code) {
+    const auto found = attrDefIndex_.find(name.view());
+    if (found == attrDefIndex_.end()) {
+        Fail(code, name.line, name.text);
+    }
+    return found->second;
+}
+
+// A category by number; with `noneForZero`, 0 names the NONE category
+// (null) unless a category 0 is defined.
+cat* Parser::CategoryRef(long long number, int line, bool noneForZero) {
+    for (cat* category = *lists_.categories; category != nullptr; category = category->next) {
+        if (category->number == number) {
+            return category;
+        }
+    }
+    if (noneForZero && number == 0) {
+        return nullptr;
+    }
+    Fail(kMsgUnknownCategory, line, nullptr);
+}
+
+// ---------------------------------------------------------------------------
+// start -> [version] [new_symbols] [segm_table] [device_decl] statement*
+
+void Parser::Run() {
+    Advance();
+    version();
+    new_symbols();
+    segm_table();
+    device_decl();
+    while (tok_ != kTokEnd) {
+        statement();
+    }
+}
+
+// version -> VERSION STRING
+void Parser::version() {
+    if (!Accept(kTokVer)) {
+        return;
+    }
+    if (tok_ != kTokString) {
+        SyntaxError();
+    }
+    char* text = TakeText();
+    TAVLO_MFREE(*lists_.version);
+    *lists_.version = text;
+}
+
+// new_symbols -> NS_ ':' new_symbol_list
+// new_symbol_list -> (SYMBOL | keyword after "NS_")*
+void Parser::new_symbols() {
+    if (!Accept(kTokNewSymbol)) {
+        return;
+    }
+    Expect(':');
+    for (;;) {
+        if (tok_ == kTokSymbol) {
+            if (!DeclareNewSymbol(CurrentToken().text)) {
+                Fail(kMsgNotEnoughMemory, -1, nullptr);
+            }
+        } else if (tok_ < 0 || tok_ > kTokUminus || !newSymbolKeyword_[tok_]) {
+            break;
+        }
+        Advance();
+    }
+    Accept(';');
+}
+
+// segm_table -> BS_ ':' btl_list
+// btl -> baudrate ':' btr1 ',' btr2
+void Parser::segm_table() {
+    if (!Accept(kTokBitsegmentierung)) {
+        return;
+    }
+    Expect(':');
+    while (tok_ == kTokInteger || tok_ == kTokLong) {
+        const auto baudrate = static_cast<unsigned short>(ExpectUnsigned(0xFFFF));
+        Expect(':');
+        const auto btr1 = static_cast<unsigned char>(ExpectUnsigned(0xFF));
+        Expect(',');
+        const auto btr2 = static_cast<unsigned char>(ExpectUnsigned(0xFF));
+        btlblk* timing = TAVLO_CREATE_BTLBLK();
+        if (timing == nullptr) {
+            throw ParseStopped{false};
+        }
+        timing->baudrate = baudrate;
+        timing->btr1 = btr1;
+        timing->btr2 = btr2;
+        bitTimings_.Append(timing);
+    }
+    Accept(';');
+}
+
+// device_decl -> BU_ ':' sym_list
+// A name listed twice is kept once; "Corvan__XXX" declares nothing.
+void Parser::device_decl() {
+    if (!Accept(kTokBusteilnehmer)) {
+        return;
+    }
+    Expect(':');
+    while (tok_ == kTokSymbol) {
+        Name name;
+        ExpectName(&name);
+        NodeRef(name);
+    }
+    Accept(';');
+}
+
+void Parser::statement() {
+    switch (tok_) {
+    case ';':
+        Advance();
+        break;
+    case kTokValueTable: value_table(); break;
+    case kTokBotschaft: msg(); break;
+    case kTokMsgTxNode: msg_tx_node(); break;
+    case kTokEnvvar: env_var(); break;
+    case kTokEnvvarData: env_data(); break;
+    case kTokSignalType: signal_type(); break;
+    case kTokSignalTypeValues: sigtype_values(); break;
+    case kTokComment: comment(); break;
+    case kTokUserDefine:
+    case kTokUserDefineRel: user_define(tok_); break;
+    case kTokSignalTypeAttribute: sigtype_attr(); break;
+    case kTokUserDefineDefault:
+    case kTokUserDefineDefaultRel: user_define_default(); break;
+    case kTokUserAttribute: user_attribute(); break;
+    case kTokUserAttributeSigtype: user_attribute_sigtype(); break;
+    case kTokUserAttributeRel: user_attribute_rel(); break;
+    case kTokSignalValues: sig_values(); break;
+    case kTokCategoryDefine: category_def(); break;
+    case kTokCategory: category(); break;
+    case kTokFilter: filter(); break;
+    case kTokSignalTypeRef: signal_type_ref(); break;
+    case kTokSignalGroup: signal_group(); break;
+    case kTokSignalValtype: signal_valtype(); break;
+    case kTokSignalTypeValtype: signaltype_valtype(); break;
+    case kTokNewSymbolDesc:
+        Advance();
+        SkipStatement();
+        break;
+    default:
+        SyntaxError();
+    }
+}
+
+// valtable -> VAL_TABLE_ name (value STRING)* ';'
+void Parser::value_table() {
+    Advance();
+    Name name;
+    ExpectName(&name);
+    for (::valtable* table = *lists_.valueTables; table != nullptr; table = table->next) {
+        if (model::NameEquals(table->name, name.text)) {
+            Fail(kMsgDuplicateSymbol, name.line, name.text);
+        }
+    }
+    ::valtable* table = TAVLO_CREATE_VALTABLE();
+    model::CopyName(table->name, name.text);
+    valueTables_.Append(table);
+    table->value_descriptions = value_descriptions();
+}
+
+// (value STRING)* ';' as a list of value descriptions, linked as read.
+val* Parser::value_descriptions() {
+    val* head = nullptr;
+    val* last = nullptr;
+    try {
+        while (!Accept(';')) {
+            const long long number = SignedInteger();
+            if (tok_ != kTokString) {
+                SyntaxError();
+            }
+            val* entry = New<val>();
+            entry->value = static_cast<int>(static_cast<std::uint32_t>(number));
+            model::CopyName(entry->text, CurrentToken().text);
+            Advance();
+            if (last == nullptr) {
+                head = entry;
+            } else {
+                last->next = entry;
+            }
+            last = entry;
+        }
+    } catch (...) {
+        model::ReleaseValueDescriptions(head);
+        throw;
+    }
+    return head;
+}
+
+// msg -> BO_ id name ':' dlc transmitter signal_list
+void Parser::msg() {
+    Advance();
+    int line;
+    const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
+    Name name;
+    ExpectName(&name);
+    Expect(':');
+    const auto dlc = static_cast<unsigned short>(ExpectUnsigned(0xFFFF));
+    Name transmitter;
+    ExpectName(&transmitter);
+    if (messageIndex_.count(id) != 0) {
+        Fail(kMsgDuplicateSymbol, name.line, name.text);
+    }
+    symblk* node = NodeRef(transmitter);
+    msgblk* message = TAVLO_CREATE_MSGBLK();
+    if (message == nullptr) {
+        throw ParseStopped{false};
+    }
+    message->id = id;
+    model::CopyName(message->name, name.text);
+    message->dlc = dlc;
+    message->transmitter = node;
+    message->signal_count = 0;
+    messages_.Append(message);
+    messageIndex_.emplace(id, message);
+    Tail<sigblk> signals;
+    sigblk* head = nullptr;
+    signals.Reset(&head);
+    unsigned short count = 0;
+    while (tok_ == kTokUnterbotschaft) {
+        sg(message, &signals);
+        ++count;
+    }
+    message->signal_count = count;
+}
+
+// sg -> SG_ name [mode] ':' start '|' length '@' order sign
+//       '(' factor ',' offset ')' '[' minimum '|' maximum ']' unit rx_list
+void Parser::sg(msgblk* message, Tail<sigblk>* signals) {
+    Advance();
+    Name name;
+    ExpectName(&name);
+    for (sigblk* other = message->signals; other != nullptr; other = other->next) {
+        if (model::NameEquals(other->name, name.text)) {
+            Fail(kMsgDuplicateSymbol, name.line, name.text);
+        }
+    }
+    sigblk* signal = TAVLO_CREATE_SIGBLK();
+    if (signal == nullptr) {
+        throw ParseStopped{false};
+    }
+    model::CopyName(signal->name, name.text);
+    signals->Append(signal);
+    if (message->signals == nullptr) {
+        message->signals = signal;
+    }
+    if (tok_ == kTokSymbol) {
+        Name text;
+        ExpectName(&text);
+        mode(text, signal);
+    }
+    Expect(':');
+    signal->start_bit = static_cast<unsigned short>(ExpectUnsigned(0xFFFF));
+    Expect('|');
+    signal->length = static_cast<unsigned short>(ExpectUnsigned(0xFFFF));
+    Expect('@');
+    const std::uint64_t order = ExpectUnsigned(1);
+    unsigned char flags = signal->flags;
+    if (order == 0) {
+        flags |= TAVLO_SIG_MOTOROLA;
+    }
+    if (tok_ == '-') {
+        flags |= TAVLO_SIG_SIGNED;
+    } else if (tok_ != '+') {
+        SyntaxError();
+    }
+    Advance();
+    signal->flags = flags;
+    Expect('(');
+    signal->factor = SignedNumber();
+    Expect(',');
+    signal->offset = SignedNumber();
+    Expect(')');
+    Expect('[');
+    signal->minimum = SignedNumber();
+    Expect('|');
+    signal->maximum = SignedNumber();
+    Expect(']');
+    if (tok_ != kTokString) {
+        SyntaxError();
+    }
+    model::CopyName(signal->unit, CurrentToken().text);
+    Advance();
+    // rx_list -> [rx_symbol (',' rx_symbol)*]
+    if (tok_ != kTokSymbol) {
+        return;
+    }
+    rxblk* receivers = nullptr;
+    rxblk* last = nullptr;
+    unsigned short count = 0;
+    do {
+        Name receiver;
+        ExpectName(&receiver);
+        symblk* node = NodeRef(receiver);
+        if (node == nullptr) {
+            continue;
+        }
+        rxblk* entry = TAVLO_CREATE_RX(node);
+        if (entry == nullptr) {
+            throw ParseStopped{false};
+        }
+        if (last == nullptr) {
+            receivers = entry;
+        } else {
+            last->next = entry;
+        }
+        last = entry;
+        signal->receivers = receivers;
+        signal->receiver_count = ++count;
+    } while (Accept(','));
+}
+
+// mode -> 'M' | 'm' value | 'm' value 'M'
+void Parser::mode(const Name& text, sigblk* signal) {
+    const char* p = text.text;
+    unsigned char flags = signal->flags;
+    if (std::strcmp(p, "M") == 0) {
+        signal->flags = flags | TAVLO_SIG_MODE;
+        return;
+    }
+    if (*p == 'm' && p[1] >= '0' && p[1] <= '9') {
+        std::uint64_t value = 0;
+        for (++p; *p >= '0' && *p <= '9'; ++p) {
+            value = value * 10 + static_cast<unsigned>(*p - '0');
+            if (value > 0xFFFFFFFFu) {
+                break;
+            }
+        }
+        if (value <= 0xFFFFFFFFu && (*p == '\0' || (p[0] == 'M' && p[1] == '\0'))) {
+            flags |= TAVLO_SIG_MULTIPLEXED;
+            if (*p == 'M') {
+                flags |= TAVLO_SIG_MODE;
+            }
+            signal->flags = flags;
+            signal->mode_value = static_cast<unsigned int>(value);
+            return;
+        }
+    }
+    Fail(kMsgIllegalMode, text.line, text.text);
+}
+
+// msg_tx_node -> BO_TX_BU_ id ':' bo_tx_list ';'
+// bo_tx_list -> [tx_symbol (',' tx_symbol)*]
+void Parser::msg_tx_node() {
+    Advance();
+    int line;
+    const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
+    const auto found = messageIndex_.find(id);
+    if (found == messageIndex_.end()) {
+        Fail(kMsgUnknownSymbol, line, kUnknownTxMessage);
+    }
+    msgblk* message = found->second;
+    Expect(':');
+    rxblk* last = TailOf(message->transmitters);
+    while (!Accept(';')) {
+        Accept(',');
+        Name name;
+        ExpectName(&name);
+        symblk* node = NodeRef(name);
+        if (node == nullptr) {
+            continue;
+        }
+        rxblk* entry = TAVLO_CREATE_TX(node);
+        if (entry == nullptr) {
+            throw ParseStopped{false};
+        }
+        if (last == nullptr) {
+            message->transmitters = entry;
+        } else {
+            last->next = entry;
+        }
+        last = entry;
+    }
+}
+
+// env_var -> EV_ name ':' type '[' minimum '|' maximum ']' unit initial id
+//            access_word [access_node (',' access_node)*] ';'
+void Parser::env_var() {
+    Advance();
+    Name name;
+    ExpectName(&name);
+    Expect(':');
+    int typeLine;
+    const std::uint64_t type = ExpectUnsigned(UINT64_MAX, &typeLine);
+    if (type > TAVLO_ENV_FLOAT) {
+        Fail(kMsgEnvvarTypeNotAllowed, typeLine, nullptr);
+    }
+    Expect('[');
+    const double minimum = SignedNumber();
+    Expect('|');
+    const double maximum = SignedNumber();
+    Expect(']');
+    if (tok_ != kTokString) {
+        SyntaxError();
+    }
+    char unit[TAVLO_NAME_SIZE];
+    model::CopyName(unit, CurrentToken().text);
+    Advance();
+    const double initial = SignedNumber();
+    const auto id = static_cast<unsigned int>(ExpectUnsigned(0xFFFFFFFFu));
+    if (envvarIndex_.count(name.view()) != 0) {
+        Fail(kMsgDuplicateSymbol, name.line, name.text);
+    }
+    env_var_blk* envvar = TAVLO_CREATE_EVBLK();
+    if (envvar == nullptr) {
+        throw ParseStopped{false};
+    }
+    model::CopyName(envvar->name, name.text);
+    envvar->type = static_cast<unsigned int>(type);
+    model::CopyName(envvar->unit, unit);
+    envvar->minimum = minimum;
+    envvar->maximum = maximum;
+    envvar->initial_value = initial;
+    envvar->id = id;
+    envvars_.Append(envvar);
+    envvarIndex_.emplace(envvar->name, envvar);
+    // The access word, then the access nodes; a node in the word's place is
+    // an access node too.
+    bool first = true;
+    rxblk* last = nullptr;
+    while (!Accept(';')) {
+        if (!first) {
+            Accept(',');
+        }
+        first = false;
+        Name word;
+        ExpectName(&word);
+        if (std::strncmp(word.text, kAccessWord, kAccessWordLength) == 0) {
+            unsigned int access = 0;
+            for (const char* p = word.text + kAccessWordLength; *p != '\0'; ++p) {
+                const char c = *p;
+                const int digit = c >= '0' && c <= '9'   ? c - '0'
+                                  : c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                  : c >= 'a' && c <= 'f' ? c - 'a' + 10
+                                                         : -1;
+                if (digit < 0) {
+                    break;
+                }
+                access = access * 16 + static_cast<unsigned int>(digit);
+            }
+            if ((access & kStringAccessBit) != 0) {
+                envvar->type = TAVLO_ENV_STRING;
+                access &= ~kStringAccessBit;
+            }
+            envvar->access_type = access;
+            continue;
+        }
+        symblk* node = NodeRef(word);
+        if (node == nullptr) {
+            continue;
+        }
+        rxblk* entry = TAVLO_CREATE_RX(node);
+        if (entry == nullptr) {
+            throw ParseStopped{false};
+        }
+        if (last == nullptr) {
+            envvar->access_nodes = entry;
+        } else {
+            last->next = entry;
+        }
+        last = entry;
+        envvar->access_node_count = static_cast<unsigned short>(envvar->access_node_count + 1);
+        envvar->access_type = envvar->access_type | kAccessNodeBit;
+    }
+}
+
+// env_data -> (ENVVAR_DATA_ | EV_DATA_) name ':' length ';'
+void Parser::env_data() {
+    Advance();
+    Name name;
+    ExpectName(&name);
+    Expect(':');
+    const auto length = static_cast<unsigned int>(ExpectUnsigned(0xFFFFFFFFu));
+    Expect(';');
+    const auto found = envvarIndex_.find(name.view());
+    if (found == envvarIndex_.end()) {
+        CloseInput();
+        ShowWarning(kMsgUnknownDataEnvvar, name.line, name.text);
+        throw ParseStopped{true};
+    }
+    found->second->type = TAVLO_ENV_DATA;
+    found->second->data_length = length;
+}
+
+// sigtype -> SGTYPE_ name ':' length '@' order sign '(' factor ',' offset ')'
+//            '[' minimum '|' maximum ']' unit default [val_table_ref] ';'
+void Parser::signal_type() {
+    Advance();
+    Name name;
+    ExpectName(&name);
+    for (::sigtype* other = *lists_.sigTypes; other != nullptr; other = other->next) {
+        if (model::NameEquals(other->name, name.text)) {
+            Fail(kMsgDuplicateSymbol, name.line, name.text);
+        }
+    }
+    Expect(':');
+    ::sigtype* type = TAVLO_CREATE_SIGTYPE();
+    model::CopyName(type->name, name.text);
+    sigTypes_.Append(type);
+    type->length = static_cast<unsigned short>(ExpectUnsigned(0xFFFF));
+    Expect('@');
+    unsigned char flags = ExpectUnsigned(1) == 0 ? TAVLO_SIG_MOTOROLA : 0;
+    if (tok_ == '-') {
+        flags |= TAVLO_SIG_SIGNED;
+    } else if (tok_ != '+') {
+        SyntaxError();
+    }
+    Advance();
+    type->flags = flags;
+    Expect('(');
+    type->factor = SignedNumber();
+    Expect(',');
+    type->offset = SignedNumber();
+    Expect(')');
+    Expect('[');
+    type->minimum = SignedNumber();
+    Expect('|');
+    type->maximum = SignedNumber();
+    Expect(']');
+    if (tok_ != kTokString) {
+        SyntaxError();
+    }
+    model::CopyName(type->unit, CurrentToken().text);
+    Advance();
+    type->default_value = SignedNumber();
+    // val_table_ref -> name
+    if (tok_ == kTokSymbol) {
+        Name table;
+        ExpectName(&table);
+        type->value_list = ValtableRef(table);
+    }
+    Expect(';');
+}
+
+// sigtype_values -> SGTYPE_VAL_ type (value STRING)* ';'
+// Read for compatibility; a signal type keeps no value descriptions of its
+// own, so the entries are dropped.
+void Parser::sigtype_values() {
+    Advance();
+    Name name;
+    ExpectName(&name);
+    SigtypeRef(name);
+    model::ReleaseValueDescriptions(value_descriptions());
+}
+
+void Parser::SetComment(char** slot) {
+    char* text = TakeText();
+    TAVLO_MFREE(*slot);
+    *slot = text;
+}
+
+// comment -> CM_ [BU_ node | BO_ id | SG_ id signal | EV_ variable |
+//                 SGTYPE_ type] STRING ';'
+void Parser::comment() {
+    Advance();
+    char* text = nullptr;
+    switch (tok_) {
+    case kTokString:
+        SetComment(lists_.comment);
+        break;
+    case kTokBusteilnehmer: {
+        Advance();
+        Name name;
+        ExpectName(&name);
+        symblk* node = NodeRef(name);
+        if (node == nullptr) {
+            SyntaxError();
+        }
+        text = node->comment;
+        SetComment(&text);
+        node->comment = text;
+        break;
+    }
+    case kTokBotschaft: {
+        Advance();
+        int line;
+        const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
+        msgblk* message = MessageRef(id, line);
+        text = message->comment;
+        SetComment(&text);
+        message->comment = text;
+        break;
+    }
+    case kTokUnterbotschaft: {
+        Advance();
+        int line;
+        const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
+        msgblk* message = MessageRef(id, line);
+        Name name;
+        ExpectName(&name);
+        sigblk* signal = SignalRef(message, name);
+        text = signal->comment;
+        SetComment(&text);
+        signal->comment = text;
+        break;
+    }
+    case kTokEnvvar: {
+        Advance();
+        Name name;
+        ExpectName(&name);
+        env_var_blk* envvar = EnvvarRef(name);
+        text = envvar->comment;
+        SetComment(&text);
+        envvar->comment = text;
+        break;
+    }
+    case kTokSignalType: {
+        Advance();
+        Name name;
+        ExpectName(&name);
+        ::sigtype* type = SigtypeRef(name);
+        text = type->comment;
+        SetComment(&text);
+        type->comment = text;
+        break;
+    }
+    default:
+        SyntaxError();
+    }
+    Expect(';');
+}
+
+// data_type -> INT signed signed | HEX signed signed | FLOAT signed_float
+//              signed_float | STRING | ENUM [STRING (',' STRING)*]
+// An ENUM's texts are joined by line feeds into range->minimum.text, a new
+// text of the caller's; each is cut to 32 characters, and "corvan_leerstring"
+// stands for the empty text.
+unsigned int Parser::data_type(model::AttrRange* range) {
+    range->minimum.number = 0.0;
+    range->maximum = 0.0;
+    const int token = tok_;
+    switch (token) {
+    case kTokUserInt:
+    case kTokUserHex:
+    case kTokUserFloat:
+        Advance();
+        range->minimum.number = SignedNumber();
+        range->maximum = SignedNumber();
+        return token == kTokUserInt ? TAVLO_ATTR_INT
+               : token == kTokUserHex ? TAVLO_ATTR_HEX
+                                      : TAVLO_ATTR_FLOAT;
+    case kTokUserString:
+        Advance();
+        return TAVLO_ATTR_STRING;
+    case kTokUserEnum: {
+        Advance();
+        std::string joined;
+        bool first = true;
+        while (tok_ == kTokString || (!first && tok_ == ',')) {
+            if (!first) {
+                Expect(',');
+            }
+            ExpectString(&text_);
+            if (text_ == kEmptyEnumText) {
+                text_.clear();
+            } else if (text_.size() > TAVLO_NAME_SIZE - 1) {
+                text_.resize(TAVLO_NAME_SIZE - 1);
+            }
+            if (!first) {
+                joined += '\n';
+            }
+            joined += text_;
+            first = false;
+        }
+        range->minimum.text = model::DuplicateText(joined.c_str());
+        if (range->minimum.text == nullptr) {
+            Fail(kMsgNotEnoughMemory, -1, nullptr);
+        }
+        return TAVLO_ATTR_ENUM;
+    }
+    default:
+        SyntaxError();
+    }
+}
+
+// user_define -> BA_DEF_ [BU_ | BO_ | SG_ | EV_] STRING data_type ';'
+//              | BA_DEF_REL_ (BU_SG_REL_ | BU_BO_REL_ | BU_EV_REL_) STRING data_type ';'
+void Parser::user_define(int token) {
+    Advance();
+    unsigned int objectType = TAVLO_OBJ_NETWORK;
+    if (token == kTokUserDefine) {
+        switch (tok_) {
+        case kTokBusteilnehmer: objectType = TAVLO_OBJ_NODE; break;
+        case kTokBotschaft: objectType = TAVLO_OBJ_MESSAGE; break;
+        case kTokUnterbotschaft: objectType = TAVLO_OBJ_SIGNAL; break;
+        case kTokEnvvar: objectType = TAVLO_OBJ_ENVVAR; break;
+        default: break;
+        }
+    } else {
+        switch (tok_) {
+        case kTokNodeRxSigRel: objectType = TAVLO_OBJ_NODE_SIGNAL; break;
+        case kTokNodeTxMsgRel: objectType = TAVLO_OBJ_NODE_MESSAGE; break;
+        case kTokNodeEnvvarRel: objectType = TAVLO_OBJ_NODE_ENVVAR; break;
+        default: SyntaxError();
+        }
+    }
+    if (objectType != TAVLO_OBJ_NETWORK) {
+        Advance();
+    }
+    if (tok_ != kTokString) {
+        SyntaxError();
+    }
+    const int line = CurrentToken().line;
+    ExpectString(&text_);
+    std::string name = text_;
+    model::AttrRange range;
+    const unsigned int valueType = data_type(&range);
+    char* enumTexts = valueType == TAVLO_ATTR_ENUM ? range.minimum.text : nullptr;
+    if (tok_ != ';') {
+        TAVLO_MFREE(enumTexts);
+        SyntaxError();
+    }
+    Advance();
+    int defined = 0;
+    try {
+        defined = model::DefineAttribute(lists_.attrDefs, name.c_str(), objectType, valueType,
+                                         range, line);
+    } catch (...) {
+        TAVLO_MFREE(enumTexts);
+        throw;
+    }
+    if (!defined) {
+        TAVLO_MFREE(enumTexts);
+        throw ParseStopped{false};
+    }
+    attr_def* def = TailOf(*lists_.attrDefs);
+    attrDefIndex_.emplace(def->name, def);
+}
+
+// sigtype_attr -> BA_DEF_SGTYPE_ STRING [data_type] ';'
+// Turns an attribute defined before into an attribute of signal types.
+void Parser::sigtype_attr() {
+    Advance();
+    if (tok_ != kTokString) {
+        SyntaxError();
+    }
+    Name name;
+    model::CopyName(name.text, CurrentToken().text);
+    BlanksForTabs(name.text);
+    name.line = CurrentToken().line;
+    Advance();
+    if (tok_ != ';') {
+        model::AttrRange range;
+        if (data_type(&range) == TAVLO_ATTR_ENUM) {
+            TAVLO_MFREE(range.minimum.text);
+        }
+    }
+    Expect(';');
+    const auto found = attrDefIndex_.find(name.view());
+    if (found == attrDefIndex_.end()) {
+        CloseInput();
+        ShowWarning(kMsgUndefinedAttribute, name.line, name.text);
+        throw ParseStopped{true};
+    }
+    found->second->object_type = TAVLO_OBJ_SIGTYPE;
+}
+
+// user_define_default -> (BA_DEF_DEF_ | BA_DEF_DEF_REL_) STRING default ';'
+// default -> STRING | signed_float
+void Parser::user_define_default() {
+    Advance();
+    if (tok_ != kTokString) {
+        SyntaxError();
+    }
+    const int line = CurrentToken().line;
+    ExpectString(&text_);
+    std::string name = text_;
+    const bool isText = tok_ == kTokString;
+    tavlo_attr_value_t value;
+    value.number = 0.0;
+    std::string text;
+    if (isText) {
+        ExpectString(&text);
+    } else {
+        value.number = SignedNumber();
+    }
+    Expect(';');
+    Name key;
+    model::CopyName(key.text, name.c_str());
+    BlanksForTabs(key.text);
+    const auto found = attrDefIndex_.find(key.view());
+    if (found != attrDefIndex_.end()) {
+        const unsigned int valueType = found->second->value_type;
+        const bool wantsText = valueType == TAVLO_ATTR_STRING || valueType == TAVLO_ATTR_ENUM;
+        if (wantsText != isText) {
+            Fail(kMsgIllegalMode, line, key.text);
+        }
+    }
+    if (isText) {
+        value.text = model::DuplicateText(text.c_str());
+        if (value.text == nullptr) {
+            Fail(kMsgNotEnoughMemory, -1, nullptr);
+        }
+    }
+    int set = 0;
+    try {
+        set = model::SetAttributeDefault(*lists_.attrDefs, name.c_str(), value, line);
+    } catch (...) {
+        if (isText) {
+            TAVLO_MFREE(value.text);
+        }
+        throw;
+    }
+    if (!set) {
+        if (isText) {
+            TAVLO_MFREE(value.text);
+        }
+        throw ParseStopped{false};
+    }
+}
+
+// value -> STRING | signed_float, as the definition wants it: a text for
+// STRING, a number for INT, FLOAT and HEX, and for ENUM the index, given
+// as a number or as one of its texts.
+attr* Parser::value(attr_def* def, const Name& name) {
+    const unsigned int valueType = def->value_type;
+    tavlo_attr_value_t value;
+    value.number = 0.0;
+    if (tok_ == kTokString) {
+        if (valueType == TAVLO_ATTR_STRING) {
+            value.text = TakeText();
+        } else if (valueType == TAVLO_ATTR_ENUM) {
+            char wanted[TAVLO_NAME_SIZE];
+            model::CopyName(wanted, CurrentToken().text);
+            if (std::strcmp(wanted, kEmptyEnumText) == 0) {
+                wanted[0] = '\0';
+            }
+            const char* texts = def->minimum.text != nullptr ? def->minimum.text : "";
+            double index = 0.0;
+            bool found = false;
+            for (const char* piece = texts;; ++index) {
+                const char* end = std::strchr(piece, '\n');
+                const std::size_t length =
+                    end != nullptr ? static_cast<std::size_t>(end - piece) : std::strlen(piece);
+                if (length == std::strlen(wanted) && std::strncmp(piece, wanted, length) == 0) {
+                    found = true;
+                    break;
+                }
+                if (end == nullptr) {
+                    break;
+                }
+                piece = end + 1;
+            }
+            if (!found) {
+                Fail(kMsgIllegalMode, name.line, name.text);
+            }
+            Advance();
+            value.number = index;
+        } else {
+            Fail(kMsgIllegalMode, name.line, name.text);
+        }
+    } else {
+        if (!IsNumberStart()) {
+            SyntaxError();
+        }
+        if (valueType == TAVLO_ATTR_STRING) {
+            Fail(kMsgIllegalMode, name.line, name.text);
+        }
+        value.number = SignedNumber();
+    }
+    if (tok_ != ';') {
+        if (valueType == TAVLO_ATTR_STRING) {
+            TAVLO_MFREE(value.text);
+        }
+        SyntaxError();
+    }
+    Advance();
+    attr* result = model::Allocate<attr>();
+    if (result == nullptr) {
+        if (valueType == TAVLO_ATTR_STRING) {
+            TAVLO_MFREE(value.text);
+        }
+        Fail(kMsgNotEnoughMemory, -1, nullptr);
+    }
+    result->def = def;
+    result->value = value;
+    return result;
+}
+
+// Gives an object the value of an attribute: a value it already has for the
+// same definition is replaced, otherwise the value is appended.
+void Parser::SetAttr(attr** list, attr* value) {
+    attr** slot = list;
+    for (; *slot != nullptr; slot = &(*slot)->next) {
+        if ((*slot)->def == value->def) {
+            value->next = (*slot)->next;
+            (*slot)->next = nullptr;
+            model::ReleaseAttrs(*slot);
+            break;
+        }
+    }
+    *slot = value;
+}
+
+// user_attribute -> BA_ STRING [BU_ node | BO_ id | SG_ id signal |
+//                   EV_ variable] value ';'
+void Parser::user_attribute() {
+    Advance();
+    if (tok_ != kTokString) {
+        SyntaxError();
+    }
+    Name name;
+    model::CopyName(name.text, CurrentToken().text);
+    BlanksForTabs(name.text);
+    name.line = CurrentToken().line;
+    Advance();
+    attr_def* def = AttrDefRef(name, kMsgUndefinedAttribute);
+    unsigned int objectType = TAVLO_OBJ_NETWORK;
+    attr* head = nullptr;
+    attr** list = lists_.dbAttrs;
+    switch (tok_) {
+    case kTokBusteilnehmer: {
+        Advance();
+        objectType = TAVLO_OBJ_NODE;
+        Name node;
+        ExpectName(&node);
+        symblk* record = NodeRef(node);
+        if (record == nullptr) {
+            SyntaxError();
+        }
+        if (def->object_type != objectType) {
+            Fail(kMsgIllegalMode, name.line, name.text);
+        }
+        head = record->attributes;
+        SetAttr(&head, value(def, name));
+        record->attributes = head;
+        return;
+    }
+    case kTokBotschaft: {
+        Advance();
+        objectType = TAVLO_OBJ_MESSAGE;
+        int line;
+        const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
+        msgblk* record = MessageRef(id, line);
+        if (def->object_type != objectType) {
+            Fail(kMsgIllegalMode, name.line, name.text);
+        }
+        head = record->attributes;
+        SetAttr(&head, value(def, name));
+        record->attributes = head;
+        return;
+    }
+    case kTokUnterbotschaft: {
+        Advance();
+        objectType = TAVLO_OBJ_SIGNAL;
+        int line;
+        const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
+        msgblk* message = MessageRef(id, line);
+        Name signal;
+        ExpectName(&signal);
+        sigblk* record = SignalRef(message, signal);
+        if (def->object_type != objectType) {
+            Fail(kMsgIllegalMode, name.line, name.text);
+        }
+        head = record->attributes;
+        SetAttr(&head, value(def, name));
+        record->attributes = head;
+        return;
+    }
+    case kTokEnvvar: {
+        Advance();
+        objectType = TAVLO_OBJ_ENVVAR;
+        Name variable;
+        ExpectName(&variable);
+        env_var_blk* record = EnvvarRef(variable);
+        if (def->object_type != objectType) {
+            Fail(kMsgIllegalMode, name.line, name.text);
+        }
+        head = record->attributes;
+        SetAttr(&head, value(def, name));
+        record->attributes = head;
+        return;
+    }
+    default:
+        if (def->object_type != objectType) {
+            Fail(kMsgIllegalMode, name.line, name.text);
+        }
+        SetAttr(list, value(def, name));
+        return;
+    }
+}
+
+// user_attribute_sigtype -> BA_SGTYPE_ STRING SGTYPE_ type value ';'
+void Parser::user_attribute_sigtype() {
+    Advance();
+    if (tok_ != kTokString) {
+        SyntaxError();
+    }
+    Name name;
+    model::CopyName(name.text, CurrentToken().text);
+    BlanksForTabs(name.text);
+    name.line = CurrentToken().line;
+    Advance();
+    attr_def* def = AttrDefRef(name, kMsgUndefinedAttribute);
+    Expect(kTokSignalType);
+    Name typeName;
+    ExpectName(&typeName);
+    ::sigtype* type = SigtypeRef(typeName);
+    if (def->object_type != TAVLO_OBJ_SIGTYPE) {
+        Fail(kMsgIllegalMode, name.line, name.text);
+    }
+    attr* head = type->attributes;
+    SetAttr(&head, value(def, name));
+    type->attributes = head;
+}
+
+// The relation entry of a node in a relation list; a node that has none
+// gets one at the end of the list (counted in `count` when given).
+rxblk* Parser::RelationOf(rxblk** list, symblk* node, unsigned short* count) {
+    rxblk** slot = list;
+    for (; *slot != nullptr; slot = &(*slot)->next) {
+        if ((*slot)->symbol == node) {
+            return *slot;
+        }
+    }
+    rxblk* entry = TAVLO_CREATE_RX(node);
+    if (entry == nullptr) {
+        throw ParseStopped{false};
+    }
+    *slot = entry;
+    if (count != nullptr) {
+        ++*count;
+    }
+    return entry;
+}
+
+// user_attribute_rel -> BA_REL_ STRING (BU_SG_REL_ node SG_ id signal |
+//                       BU_BO_REL_ node id | BU_EV_REL_ node variable) value ';'
+void Parser::user_attribute_rel() {
+    Advance();
+    if (tok_ != kTokString) {
+        SyntaxError();
+    }
+    Name name;
+    model::CopyName(name.text, CurrentToken().text);
+    BlanksForTabs(name.text);
+    name.line = CurrentToken().line;
+    Advance();
+    attr_def* def = AttrDefRef(name, kMsgUndefinedAttribute);
+    const int kind = tok_;
+    if (kind != kTokNodeRxSigRel && kind != kTokNodeTxMsgRel && kind != kTokNodeEnvvarRel) {
+        SyntaxError();
+    }
+    Advance();
+    Name nodeName;
+    ExpectName(&nodeName);
+    symblk* node = NodeRef(nodeName);
+    rxblk* entry = nullptr;
+    if (kind == kTokNodeRxSigRel) {
+        Expect(kTokUnterbotschaft);
+        int line;
+        const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
+        msgblk* message = MessageRef(id, line);
+        Name signalName;
+        ExpectName(&signalName);
+        sigblk* signal = SignalRef(message, signalName);
+        if (def->object_type != TAVLO_OBJ_NODE_SIGNAL) {
+            Fail(kMsgIllegalMode, name.line, name.text);
+        }
+        rxblk* receivers = signal->receivers;
+        unsigned short count = signal->receiver_count;
+        entry = RelationOf(&receivers, node, &count);
+        signal->receivers = receivers;
+        signal->receiver_count = count;
+    } else if (kind == kTokNodeTxMsgRel) {
+        int line;
+        const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
+        msgblk* message = MessageRef(id, line);
+        if (def->object_type != TAVLO_OBJ_NODE_MESSAGE) {
+            Fail(kMsgIllegalMode, name.line, name.text);
+        }
+        rxblk* transmitters = message->transmitters;
+        entry = RelationOf(&transmitters, node, nullptr);
+        message->transmitters = transmitters;
+    } else {
+        Name variableName;
+        ExpectName(&variableName);
+        env_var_blk* envvar = EnvvarRef(variableName);
+        if (def->object_type != TAVLO_OBJ_NODE_ENVVAR) {
+            Fail(kMsgIllegalMode, name.line, name.text);
+        }
+        rxblk* accessNodes = envvar->access_nodes;
+        unsigned short count = envvar->access_node_count;
+        entry = RelationOf(&accessNodes, node, &count);
+        envvar->access_nodes = accessNodes;
+        envvar->access_node_count = count;
+    }
+    attr* head = entry->attributes;
+    SetAttr(&head, value(def, name));
+    entry->attributes = head;
+}
+
+// sig_values -> VAL_ (id signal | variable) (value STRING)* ';'
+// A second "VAL_" for the same object replaces the first.
+void Parser::sig_values() {
+    Advance();
+    if (tok_ == kTokSymbol) {
+        Name name;
+        ExpectName(&name);
+        env_var_blk* envvar = EnvvarRef(name);
+        model::ReleaseValueDescriptions(envvar->value_descriptions);
+        envvar->value_descriptions = nullptr;
+        envvar->value_descriptions = value_descriptions();
+        return;
+    }
+    int line;
+    const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
+    msgblk* message = MessageRef(id, line);
+    Name name;
+    ExpectName(&name);
+    sigblk* signal = SignalRef(message, name);
+    model::ReleaseValueDescriptions(signal->value_descriptions);
+    signal->value_descriptions = nullptr;
+    signal->value_descriptions = value_descriptions();
+}
+
+// category_def -> CAT_DEF_ number name value ';'
+void Parser::category_def() {
+    Advance();
+    int line = CurrentToken().line;
+    const long long number = SignedInteger();
+    Name name;
+    ExpectName(&name);
+    const long long value = SignedInteger();
+    Expect(';');
+    for (cat* other = *lists_.categories; other != nullptr; other = other->next) {
+        if (other->number == static_cast<short>(number)) {
+            Fail(kMsgDuplicateSymbol, line, name.text);
+        }
+    }
+    cat* category = TAVLO_CREATE_CATEGORY();
+    category->number = static_cast<short>(number);
+    category->value = static_cast<short>(value);
+    model::CopyName(category->name, name.text);
+    categories_.Append(category);
+}
+
+// category -> CAT_ (BU_ node | EV_ variable | BO_ id) number ';'
+void Parser::category() {
+    Advance();
+    const int kind = tok_;
+    Advance();
+    symblk* node = nullptr;
+    env_var_blk* envvar = nullptr;
+    msgblk* message = nullptr;
+    Name name;
+    if (kind == kTokBusteilnehmer) {
+        ExpectName(&name);
+        node = NodeRef(name);
+        if (node == nullptr) {
+            SyntaxError();
+        }
+    } else if (kind == kTokEnvvar) {
+        ExpectName(&name);
+        envvar = EnvvarRef(name);
+    } else if (kind == kTokBotschaft) {
+        int line;
+        const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
+        message = MessageRef(id, line);
+    } else {
+        SyntaxError();
+    }
+    const int line = CurrentToken().line;
+    const long long number = SignedInteger();
+    Expect(';');
+    cat* category = CategoryRef(number, line, false);
+    if (node != nullptr) {
+        node->category = category;
+    } else if (envvar != nullptr) {
+        envvar->category = category;
+    } else {
+        message->category = category;
+    }
+}
+
+// filter -> FILTER number CAT_ filter_cat_list BU_ filter_node_list ';'
+// filter_cat -> number (0 is NONE unless a category 0 is defined)
+// filter_node -> name | "<<none>>" (NONE; so is "Corvan__XXX")
+void Parser::filter() {
+    Advance();
+    filter_t* filter = lists_.filter;
+    filter->number = static_cast<unsigned short>(ExpectUnsigned(0xFFFF));
+    Expect(kTokCategory);
+    filtercatblk* lastCategory = TailOf(filter->categories);
+    while (tok_ == kTokInteger || tok_ == kTokLong || tok_ == '-' || tok_ == '+') {
+        const int line = CurrentToken().line;
+        cat* category = CategoryRef(SignedInteger(), line, true);
+        filtercatblk* entry = New<filtercatblk>();
+        entry->act = category;
+        if (lastCategory == nullptr) {
+            filter->categories = entry;
+        } else {
+            lastCategory->next = entry;
+        }
+        lastCategory = entry;
+    }
+    Expect(kTokBusteilnehmer);
+    rxblk* lastNode = TailOf(filter->nodes);
+    while (tok_ == kTokSymbol || tok_ == kTokString) {
+        symblk* node = nullptr;
+        if (tok_ == kTokString) {
+            if (std::strcmp(CurrentToken().text, kNoneNode) != 0) {
+                SyntaxError();
+            }
+            Advance();
+        } else {
+            Name name;
+            ExpectName(&name);
+            node = NodeRef(name);
+        }
+        rxblk* entry = New<rxblk>();
+        entry->symbol = node;
+        if (lastNode == nullptr) {
+            filter->nodes = entry;
+        } else {
+            lastNode->next = entry;
+        }
+        lastNode = entry;
+    }
+    Expect(';');
+}
+
+// signal_type_ref -> SIG_TYPE_REF_ id signal ':' type ';'
+void Parser::signal_type_ref() {
+    Advance();
+    int line;
+    const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
+    msgblk* message = MessageRef(id, line);
+    Name signalName;
+    ExpectName(&signalName);
+    sigblk* signal = SignalRef(message, signalName);
+    Expect(':');
+    Name typeName;
+    ExpectName(&typeName);
+    ::sigtype* type = SigtypeRef(typeName);
+    Expect(';');
+    signal->sig_type = type;
+}
+
+// signal_group -> SIG_GROUP_ id name repetitions ':' sig_name_list ';'
+void Parser::signal_group() {
+    Advance();
+    int line;
+    const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
+    msgblk* message = MessageRef(id, line);
+    Name name;
+    ExpectName(&name);
+    const auto repetitions = static_cast<unsigned int>(ExpectUnsigned(0xFFFFFFFFu));
+    Expect(':');
+    siggroupblk* group = TAVLO_CREATE_SIGGROUP(message);
+    model::CopyName(group->name, name.text);
+    group->repetitions = repetitions;
+    siggroupblk* groups = message->signal_groups;
+    model::AppendTail(&groups, group);
+    message->signal_groups = groups;
+    siglistblk* last = nullptr;
+    while (!Accept(';')) {
+        if (last != nullptr) {
+            Accept(',');
+        }
+        Name member;
+        ExpectName(&member);
+        siglistblk* entry = TAVLO_CREATE_SIGLIST(SignalRef(message, member));
+        if (last == nullptr) {
+            group->signals = entry;
+        } else {
+            last->next = entry;
+        }
+        last = entry;
+    }
+}
+
+// signal_valtype -> SIG_VALTYPE_ id signal [':'] value_type ';'
+void Parser::signal_valtype() {
+    Advance();
+    int line;
+    const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
+    msgblk* message = MessageRef(id, line);
+    Name name;
+    ExpectName(&name);
+    sigblk* signal = SignalRef(message, name);
+    Accept(':');
+    const auto valueType = static_cast<unsigned int>(ExpectUnsigned(0xFFFFFFFFu));
+    Expect(';');
+    signal->value_type = valueType;
+}
+
+// signaltype_valtype -> SIGTYPE_VALTYPE_ type [':'] value_type ';'
+void Parser::signaltype_valtype() {
+    Advance();
+    Name name;
+    ExpectName(&name);
+    ::sigtype* type = SigtypeRef(name);
+    Accept(':');
+    const auto valueType = static_cast<unsigned int>(ExpectUnsigned(0xFFFFFFFFu));
+    Expect(';');
+    type->value_type = valueType;
+}
+
+}  // namespace
+
+}  // namespace tavlo::dbfile
+
+extern "C" unsigned int TAVLO_READ(const char* file, symblk** nodes, msgblk** messages,
+                                   env_var_blk** envvars, btlblk** bitTimings,
+                                   attr_def** attrDefs, attr** dbAttrs, cat** categories,
+                                   filter_t* filter, char** comment, char** version,
+                                   sigtype** sigTypes, valtable** valueTables) {
+    using namespace tavlo::dbfile;
+    FreeNewSymbols();  // left behind by a read that ended by an error
+    if (*version == nullptr) {
+        *version = tavlo::model::DuplicateText("");
+    }
+    ClearErrorReported();
+    if (file == nullptr) {
+        return 0;
+    }
+    if (!OpenInput(file)) {
+        ReportReadError(kMsgNotFound, -1, file);
+        return kMsgNotFound;
+    }
+    StartScanner();
+    unsigned int result = 0;
+    try {
+        Parser parser(Lists{nodes, messages, envvars, bitTimings, attrDefs, dbAttrs, categories,
+                            filter, comment, version, sigTypes, valueTables});
+        parser.Run();
+    } catch (const ParseStopped& stopped) {
+        if (!stopped.warning) {
+            ReportReadError(kMsgIllegalSegmentation, CurrentLine(), nullptr);
+        }
+        result = kMsgFormatError;
+    }
+    CloseInput();
+    FreeNewSymbols();
+    return result;
+}

@@ -1,0 +1,393 @@
+// dbfile/scanner.cpp: the hand-written scanner over the file's bytes.
+//
+// The whole file is in memory (dbfile/input.h), so the hot loops (names,
+// numbers, strings, blanks) walk the bytes directly and classify them through
+// a 256-entry table; the push-back stack is consulted first and is almost
+// always empty. Only a line feed taken from the file counts a line.
+#include "dbfile/scanner.h"
+
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <string>
+
+#include "dbfile/input.h"
+#include "dbfile/report.h"
+
+namespace tavlo::dbfile {
+
+namespace {
+
+// Character classes, one table lookup per byte instead of library calls.
+enum : unsigned char {
+    kBlank = 1,       // codes below 33
+    kIdentStart = 2,  // "A"-"Z", "a"-"z", "_"
+    kIdentChar = 4,   // identifier start or digit
+    kDigit = 8,
+    kKeywordChar = 16,  // "A"-"Z" and "_": keywords use nothing else
+    kInvalid = 32,      // 128 and above
+};
+
+struct CharTable {
+    unsigned char classes[256];
+    constexpr CharTable() : classes() {
+        for (int c = 0; c < 256; ++c) {
+            unsigned char bits = 0;
+            if (c < 33) {
+                bits |= kBlank;
+            }
+            const bool upper = c >= 'A' && c <= 'Z';
+            if (upper || (c >= 'a' && c <= 'z') || c == '_') {
+                bits |= kIdentStart | kIdentChar;
+            }
+            if (upper || c == '_') {
+                bits |= kKeywordChar;
+            }
+            if (c >= '0' && c <= '9') {
+                bits |= kDigit | kIdentChar;
+            }
+            if (c >= 128) {
+                bits |= kInvalid;
+            }
+            classes[c] = bits;
+        }
+    }
+};
+constexpr CharTable kTable;
+
+inline bool Is(int c, unsigned char bits) {
+    return c >= 0 && (kTable.classes[c] & bits) != 0;
+}
+
+// Longest keyword: "SIGTYPE_VALTYPE_".
+constexpr std::size_t kLongestKeyword = 16;
+
+constexpr int kPushBackSize = 11;
+
+const unsigned char* gPos = nullptr;
+const unsigned char* gEnd = nullptr;
+int gPushBack[kPushBackSize];
+int gPushCount = 0;
+int gLine = 0;
+char gText[kTokenTextSize + 1];
+std::string gString;
+TokenValue gToken;
+
+// The scanner gives up on a token: the input is closed and the error
+// reported, which ends the read.
+int Fail(unsigned int code, int line, const char* context) {
+    CloseInput();
+    ReportReadError(code, line, context);
+    return kTokError;
+}
+
+// A name or number longer than the token text holds.
+int TooLong(std::size_t length) {
+    std::string context(gText, length);
+    return Fail(kMsgInvalidCharInSymbol, gLine, context.c_str());
+}
+
+// An invalid character in or at the start of a name: the collected text, the
+// rest of the word, " :" and the first invalid character make the context.
+int InvalidSymbol(std::size_t length, int first) {
+    std::string context(gText, length);
+    if (first >= 0) {
+        context += static_cast<char>(first);
+    }
+    for (int c = ReadChar(); !Is(c, kBlank) && c != -1 && c != ':' && c != ',' && c != ';';
+         c = ReadChar()) {
+        if (context.size() < kTokenTextSize * 4) {
+            context += static_cast<char>(c);
+        }
+    }
+    context += " :";
+    if (first >= 0) {
+        context += static_cast<char>(first);
+    }
+    return Fail(kMsgInvalidCharInSymbol, gLine, context.c_str());
+}
+
+// Drops characters up to and including the next ";" (the statement of a
+// declared new symbol) or the next line feed (a "//" comment). The end of
+// the file before it is a syntax error.
+bool SkipPast(int stop) {
+    for (;;) {
+        if (gPushCount == 0) {
+            const void* found = std::memchr(gPos, stop, static_cast<std::size_t>(gEnd - gPos));
+            const unsigned char* to =
+                found != nullptr ? static_cast<const unsigned char*>(found) : gEnd;
+            for (const unsigned char* p = gPos; p < to; ++p) {
+                gLine += *p == '\n';
+            }
+            gPos = to;
+        }
+        const int c = ReadChar();
+        if (c == stop) {
+            return true;
+        }
+        if (c == -1) {
+            ReportSyntaxError("error: syntax");
+            return false;
+        }
+    }
+}
+
+// name: identifier start, then identifier characters.
+int Identifier(int c, bool* skipped) {
+    std::size_t length = 0;
+    bool keywordChars = true;
+    gText[length++] = static_cast<char>(c);
+    keywordChars = Is(c, kKeywordChar);
+    for (;;) {
+        if (gPushCount == 0 && gPos < gEnd && Is(*gPos, kIdentChar)) {
+            c = *gPos++;
+        } else {
+            c = ReadChar();
+            if (!Is(c, kIdentChar)) {
+                break;
+            }
+        }
+        if (length == kTokenTextSize) {
+            return TooLong(length);
+        }
+        keywordChars = keywordChars && Is(c, kKeywordChar);
+        gText[length++] = static_cast<char>(c);
+    }
+    if (c == -1 || Is(c, kInvalid)) {
+        return InvalidSymbol(length, c);
+    }
+    UnreadChar(c);
+    gText[length] = '\0';
+    int token;
+    if (keywordChars && length <= kLongestKeyword && LookupKeyword(gText, &token)) {
+        return token;
+    }
+    if (NewSymbols() != nullptr) {
+        if (const NewSymbol* symbol = FindNewSymbol(gText)) {
+            ShowWarning(kMsgNewSymbolNotSupported, gLine, symbol->self);
+            *skipped = true;
+            SkipPast(';');
+            return kTokError;
+        }
+    }
+    gToken.text = gText;
+    gToken.length = length;
+    return kTokSymbol;
+}
+
+// Collects a run of digits after `length` characters of token text; false
+// when the run would overflow the token text. `c` is the character after it.
+bool Digits(std::size_t* length, int* c) {
+    for (;;) {
+        *c = ReadChar();
+        if (!Is(*c, kDigit)) {
+            return true;
+        }
+        if (*length == kTokenTextSize) {
+            return false;
+        }
+        gText[(*length)++] = static_cast<char>(*c);
+    }
+}
+
+double ToDouble(std::size_t length) {
+    double value = 0.0;
+    const auto result = std::from_chars(gText, gText + length, value);
+    if (result.ec != std::errc()) {  // out of range: as the C library rounds it
+        gText[length] = '\0';
+        value = std::strtod(gText, nullptr);
+    }
+    return value;
+}
+
+// Number: digits, then either nothing more (an integer) or a point with
+// optional digits and/or an exponent (a floating-point number).
+int Number(int c) {
+    std::size_t length = 0;
+    gText[length++] = static_cast<char>(c);
+    if (!Digits(&length, &c)) {
+        return TooLong(length);
+    }
+    if (c != '.' && c != 'E' && c != 'e') {
+        UnreadChar(c);
+        std::uint64_t value = 0;
+        bool huge = false;
+        for (std::size_t i = 0; i < length; ++i) {
+            const unsigned digit = static_cast<unsigned>(gText[i] - '0');
+            if (value > (UINT64_MAX - digit) / 10) {
+                huge = true;
+                break;
+            }
+            value = value * 10 + digit;
+        }
+        gToken.integer = value;
+        gToken.huge = huge;
+        gToken.number = huge ? ToDouble(length) : static_cast<double>(value);
+        return value > 32767 || huge ? kTokLong : kTokInteger;
+    }
+    if (c == '.') {
+        gText[length++] = '.';
+        if (!Digits(&length, &c)) {
+            return TooLong(length);
+        }
+    }
+    if (c == 'E' || c == 'e') {
+        if (length + 2 >= kTokenTextSize) {
+            return TooLong(length);
+        }
+        gText[length++] = static_cast<char>(c);
+        c = ReadChar();
+        if (c == '+' || c == '-') {
+            gText[length++] = static_cast<char>(c);
+            c = ReadChar();
+        }
+        if (!Is(c, kDigit)) {
+            return kTokError;  // "1e": the parser reports the syntax error
+        }
+        gText[length++] = static_cast<char>(c);
+        if (!Digits(&length, &c)) {
+            return TooLong(length);
+        }
+    }
+    UnreadChar(c);
+    gToken.number = ToDouble(length);
+    gToken.huge = false;
+    gToken.integer = 0;
+    return kTokFloat;
+}
+
+// String: up to the next double quote; a backslash before a double quote
+// stands for the quote, a backslash before anything else is kept.
+int String() {
+    gString.clear();
+    try {
+        for (;;) {
+            if (gPushCount == 0) {
+                const unsigned char* p = gPos;
+                while (p < gEnd && *p != '"' && *p != '\\') {
+                    gLine += *p == '\n';
+                    ++p;
+                }
+                gString.append(reinterpret_cast<const char*>(gPos),
+                               static_cast<std::size_t>(p - gPos));
+                gPos = p;
+            }
+            const int c = ReadChar();
+            if (c == '"') {
+                break;
+            }
+            if (c == -1) {
+                ReportSyntaxError("error: syntax");
+                return kTokError;
+            }
+            if (c == '\\') {
+                const int next = ReadChar();
+                if (next == '"') {
+                    gString += '"';
+                    continue;
+                }
+                UnreadChar(next);
+            }
+            gString += static_cast<char>(c);
+        }
+    } catch (const std::bad_alloc&) {
+        std::string().swap(gString);
+        return Fail(kMsgNotEnoughMemory, -1, nullptr);
+    }
+    gToken.text = gString.c_str();
+    gToken.length = gString.size();
+    return kTokString;
+}
+
+}  // namespace
+
+void StartScanner() {
+    gPos = InputData();
+    gEnd = gPos + InputSize();
+    gPushCount = 0;
+    gLine = 0;
+    gToken = TokenValue();
+}
+
+int ReadChar() {
+    if (gPushCount > 0) {
+        return gPushBack[--gPushCount];
+    }
+    if (gPos >= gEnd) {
+        return -1;
+    }
+    const int c = *gPos++;
+    gLine += c == '\n';
+    return c;
+}
+
+void UnreadChar(int c) {
+    if (gPushCount < kPushBackSize) {
+        gPushBack[gPushCount++] = c;
+    }
+}
+
+int CurrentLine() {
+    return gLine;
+}
+
+const TokenValue& CurrentToken() {
+    return gToken;
+}
+
+void ReportSyntaxError(const char* text) {
+    CloseInput();
+    gPos = gEnd = nullptr;
+    ReportReadError(kMsgSyntax, gLine, text);
+}
+
+int NextToken() {
+    for (;;) {
+        // Blanks, fast while nothing is pushed back.
+        if (gPushCount == 0) {
+            while (gPos < gEnd && Is(*gPos, kBlank)) {
+                gLine += *gPos == '\n';
+                ++gPos;
+            }
+        }
+        int c = ReadChar();
+        if (c == -1) {
+            return kTokEnd;
+        }
+        if (c == '/') {
+            const int next = ReadChar();
+            if (next == '/') {
+                if (!SkipPast('\n')) {
+                    return kTokError;
+                }
+                continue;
+            }
+            UnreadChar(next);
+        }
+        if (Is(c, kBlank)) {
+            continue;
+        }
+        gToken.line = gLine;
+        if (Is(c, kIdentStart)) {
+            bool skipped = false;
+            const int token = Identifier(c, &skipped);
+            if (skipped) {
+                continue;
+            }
+            return token;
+        }
+        if (Is(c, kDigit)) {
+            return Number(c);
+        }
+        if (c == '"') {
+            return String();
+        }
+        if (Is(c, kInvalid)) {
+            return InvalidSymbol(0, c);
+        }
+        return c;
+    }
+}
+
+}  // namespace tavlo::dbfile

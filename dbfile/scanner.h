@@ -1,0 +1,57 @@
+// dbfile/scanner.h: turns the bytes of the database file being read into
+// tokens for the parser, one token per call, and keeps the line counter that
+// messages give. All state is module-wide: one file is read at a time.
+#ifndef TAVLOMS_DBFILE_SCANNER_H
+#define TAVLOMS_DBFILE_SCANNER_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include "dbfile/keywords.h"
+
+namespace tavlo::dbfile {
+
+// Longest identifier or number the scanner collects; longer ones are
+// reported as invalid symbols.
+constexpr int kTokenTextSize = 80;
+
+// The semantic value of the last token.
+struct TokenValue {
+    std::uint64_t integer;  // INTEGER and LONG, unless `huge`
+    double number;          // FLOAT; INTEGER and LONG as well
+    bool huge;              // LONG too large for 64 bits: only `number` holds it
+    const char* text;       // SYMBOL and STRING: the scanner's own copy, valid
+    std::size_t length;     //   until the next token
+    int line;               // line counter when the token began
+};
+
+// Empties the push-back stack and sets the line counter to 0; the scanner
+// then reads the open input (dbfile/input.h) from its start.
+void StartScanner();
+
+// The next token: 0 at the end of the file, a character code for a
+// character token, a Token number otherwise. Errors in the text are reported
+// through the reader's reporting (which ends the read); the error token 256
+// is returned where the reporting lets the read go on.
+int NextToken();
+
+// The value of the token NextToken returned last.
+const TokenValue& CurrentToken();
+
+// The number of line feeds read from the file so far.
+int CurrentLine();
+
+// The character machinery under NextToken: ReadChar takes the top of the
+// push-back stack, else the next byte of the file (-1 at its end); only a
+// line feed taken from the file counts a line. UnreadChar pushes one back.
+int ReadChar();
+void UnreadChar(int c);
+
+// Closes the input after a syntax error and reports it (code 1 with the
+// current line and `text` as context). Does not return when the report ends
+// the read.
+void ReportSyntaxError(const char* text);
+
+}  // namespace tavlo::dbfile
+
+#endif  // TAVLOMS_DBFILE_SCANNER_H

@@ -1,0 +1,69 @@
+// tests/support/read_database.cpp
+#include "support/read_database.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include <gtest/gtest.h>
+
+#include "support/message_capture.h"
+#include "tavloms/dbfile.h"
+#include "tavloms/exception.h"
+
+namespace tavlo::test {
+
+ReadOutcome ReadDatabase(const std::string& path, tavlo_root_t* root) {
+    ReadOutcome outcome;
+    MessageCapture capture;
+    try {
+        outcome.result = TAVLO_READ(path.c_str(), &root->nodes, &root->messages, &root->envvars,
+                                    &root->bit_timings, &root->attr_defs, &root->db_attrs,
+                                    &root->categories, &root->filter, &root->comment,
+                                    &root->version, &root->sig_types, &root->value_tables);
+    } catch (const TavloException&) {
+        outcome.raised = true;
+    }
+    for (const ShownMessage& message : capture.messages()) {
+        outcome.messages.push_back(message.text);
+    }
+    return outcome;
+}
+
+std::string TestFilePath(const std::string& suffix) {
+    const ::testing::TestInfo* info = ::testing::UnitTest::GetInstance()->current_test_info();
+    std::string name = info != nullptr
+                           ? std::string(info->test_suite_name()) + "." + info->name()
+                           : std::string("tavloms");
+    for (char& c : name) {
+        if (c == '/') {
+            c = '_';
+        }
+    }
+    return (std::filesystem::temp_directory_path() /
+            (name + "." + std::to_string(getpid()) + suffix))
+        .string();
+}
+
+ReadOutcome ReadText(const std::string& text, tavlo_root_t* root) {
+    const std::string path = TestFilePath(".dbc");
+    {
+        std::ofstream out(path, std::ios::binary);
+        out << text;
+    }
+    ReadOutcome outcome = ReadDatabase(path, root);
+    std::remove(path.c_str());
+    return outcome;
+}
+
+std::string FileContent(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream content;
+    content << in.rdbuf();
+    return content.str();
+}
+
+}  // namespace tavlo::test

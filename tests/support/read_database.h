@@ -1,0 +1,35 @@
+// tests/support/read_database.h: reads a database file or a text into a
+// root for tests, catching what the reader shows and raises.
+#ifndef TAVLOMS_TESTS_READ_DATABASE_H
+#define TAVLOMS_TESTS_READ_DATABASE_H
+
+#include <string>
+#include <vector>
+
+#include "tavloms/records.h"
+
+namespace tavlo::test {
+
+struct ReadOutcome {
+    unsigned int result = 0;            // TAVLO_READ's result when it returned
+    bool raised = false;                // TavloException came out instead
+    std::vector<std::string> messages;  // every message box, in order
+};
+
+// Reads `path` into `root` (which should start zeroed; the caller releases
+// it with TAVLO_FREE_ROOT, also after a failed read).
+ReadOutcome ReadDatabase(const std::string& path, tavlo_root_t* root);
+
+// Writes `text` to a file of its own (named after the running test) and
+// reads it.
+ReadOutcome ReadText(const std::string& text, tavlo_root_t* root);
+
+// A file path of its own for the running test, with `suffix` appended.
+std::string TestFilePath(const std::string& suffix);
+
+// The whole content of a file ("" when it cannot be read).
+std::string FileContent(const std::string& path);
+
+}  // namespace tavlo::test
+
+#endif  // TAVLOMS_TESTS_READ_DATABASE_H
