@@ -99,6 +99,22 @@ std::string ReadInto(const std::string& path, tavlo_root_t& root) {
     return std::string();
 }
 
+// Checks that a read took in every message and signal of the generated file.
+std::string CheckComplete(const tavlo_root_t& root) {
+    unsigned long messages = 0, signals = 0;
+    for (const msgblk* message = root.messages; message; message = message->next) {
+        ++messages;
+        for (const sigblk* signal = message->signals; signal; signal = signal->next) ++signals;
+    }
+    if (messages == tavloms_bench::kGeneratedMessages &&
+        signals == static_cast<unsigned long>(tavloms_bench::kGeneratedMessages) *
+                       tavloms_bench::kGeneratedSignalsPerMessage) {
+        return std::string();
+    }
+    return "the read gave " + std::to_string(messages) + " messages and " +
+           std::to_string(signals) + " signals";
+}
+
 void BM_ReadDatabaseFile(benchmark::State& state) {
     const GeneratedFile& file = GeneratedFile::Get();
     if (!file.Ok()) {
@@ -110,6 +126,7 @@ void BM_ReadDatabaseFile(benchmark::State& state) {
         std::memset(&root, 0, sizeof root);
         std::string error = ReadInto(file.Path(), root);
         state.PauseTiming();
+        if (error.empty() && state.iterations() == 0) error = CheckComplete(root);
         TAVLO_FREE_ROOT(&root);
         state.ResumeTiming();
         if (!error.empty()) {
@@ -132,6 +149,7 @@ void BM_WriteDatabaseFile(benchmark::State& state) {
     tavlo_root_t root;
     std::memset(&root, 0, sizeof root);
     std::string error = ReadInto(file.Path(), root);
+    if (error.empty()) error = CheckComplete(root);
     if (!error.empty()) {
         TAVLO_FREE_ROOT(&root);
         state.SkipWithError(error.c_str());

@@ -6,7 +6,7 @@
 namespace tavloms_bench {
 namespace {
 
-constexpr unsigned int kSignalsPerMessage = 8;
+constexpr unsigned int kSignalsPerMessage = kGeneratedSignalsPerMessage;
 
 const char* const kNodes[] = {"Engine", "Brake", "Dash", "Gateway", "Body", "Chassis"};
 constexpr unsigned int kNodeCount = sizeof kNodes / sizeof kNodes[0];

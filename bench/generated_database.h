@@ -12,6 +12,7 @@ namespace tavloms_bench {
 
 // Messages in the full benchmark database (8 signals each, about 14 MB).
 constexpr unsigned int kGeneratedMessages = 20000;
+constexpr unsigned int kGeneratedSignalsPerMessage = 8;
 
 // Returns the file text of a database with `messages` messages of 8 signals
 // each: a handful of nodes, value tables, standard and extended identifiers,
