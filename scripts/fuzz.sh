@@ -23,10 +23,6 @@ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
       -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
       -DTAVLOMS_BUILD_FUZZ=ON -DTAVLOMS_BUILD_TESTS=OFF \
       -DTAVLOMS_BUILD_BENCH=OFF -DTAVLOMS_BUILD_EXAMPLES=OFF >/dev/null
-if ! cmake --build "$build" --target help | grep -qw read_fuzzer; then
-    echo "== fuzz: the library has no database file reader yet: nothing to fuzz"
-    exit 0
-fi
 echo "== fuzz: building"
 cmake --build "$build" -j "$jobs" --target read_fuzzer generate_database
 
