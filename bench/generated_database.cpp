@@ -58,9 +58,10 @@ private:
 };
 
 unsigned int MessageId(unsigned int index) {
-    // The first 1,500 messages use standard identifiers, the rest extended
-    // ones (bit 31 marks an extended identifier in the file).
-    if (index < 1500) return 0x100u + index;
+    // Every fifth of the first 1,500 messages and all after them have
+    // extended identifiers (bit 31 marks one in the file), the others
+    // standard ones.
+    if (index < 1500 && index % 5 != 4) return 0x100u + index;
     return 0x80000000u | (0x18F00000u + index);
 }
 
