@@ -73,6 +73,12 @@ struct Lists {
     valtable** valueTables;
 };
 
+// Whether a name field of a record the reader made (always terminated)
+// holds a name as the reader cuts it.
+inline bool SameName(const char* field, const char* name) {
+    return field[0] == name[0] && std::strcmp(field, name) == 0;
+}
+
 // Attribute names are compared with tabs read as blanks, as definitions
 // store them.
 void BlanksForTabs(char* name) {
@@ -361,7 +367,7 @@ T* Parser::New() {
 // A node by name; a name no "BU_" line declared becomes a new node at the
 // end of the list. "Corvan__XXX" is no node.
 symblk* Parser::NodeRef(const Name& name) {
-    if (name.Is(kNoNode)) {
+    if (name.text[0] == kNoNode[0] && name.Is(kNoNode)) {
         return nullptr;
     }
     const auto found = nodeIndex_.find(name.view());
@@ -388,7 +394,7 @@ msgblk* Parser::MessageRef(std::uint32_t id, int line) {
 
 sigblk* Parser::SignalRef(msgblk* message, const Name& name) {
     for (sigblk* signal = message->signals; signal != nullptr; signal = signal->next) {
-        if (model::NameEquals(signal->name, name.text)) {
+        if (SameName(signal->name, name.text)) {
             return signal;
         }
     }
@@ -405,7 +411,7 @@ env_var_blk* Parser::EnvvarRef(const Name& name) {
 
 sigtype* Parser::SigtypeRef(const Name& name) {
     for (::sigtype* type = *lists_.sigTypes; type != nullptr; type = type->next) {
-        if (model::NameEquals(type->name, name.text)) {
+        if (SameName(type->name, name.text)) {
             return type;
         }
     }
@@ -414,7 +420,7 @@ sigtype* Parser::SigtypeRef(const Name& name) {
 
 valtable* Parser::ValtableRef(const Name& name) {
     for (::valtable* table = *lists_.valueTables; table != nullptr; table = table->next) {
-        if (model::NameEquals(table->name, name.text)) {
+        if (SameName(table->name, name.text)) {
             return table;
         }
     }
@@ -575,7 +581,7 @@ void Parser::value_table() {
     Name name;
     ExpectName(&name);
     for (::valtable* table = *lists_.valueTables; table != nullptr; table = table->next) {
-        if (model::NameEquals(table->name, name.text)) {
+        if (SameName(table->name, name.text)) {
             Fail(kMsgDuplicateSymbol, name.line, name.text);
         }
     }
@@ -657,7 +663,7 @@ void Parser::sg(msgblk* message, Tail<sigblk>* signals) {
     Name name;
     ExpectName(&name);
     for (sigblk* other = message->signals; other != nullptr; other = other->next) {
-        if (model::NameEquals(other->name, name.text)) {
+        if (SameName(other->name, name.text)) {
             Fail(kMsgDuplicateSymbol, name.line, name.text);
         }
     }
@@ -915,7 +921,7 @@ void Parser::signal_type() {
     Name name;
     ExpectName(&name);
     for (::sigtype* other = *lists_.sigTypes; other != nullptr; other = other->next) {
-        if (model::NameEquals(other->name, name.text)) {
+        if (SameName(other->name, name.text)) {
             Fail(kMsgDuplicateSymbol, name.line, name.text);
         }
     }
