@@ -4,9 +4,10 @@
 // double, the shortest digits that read back as the same double lie within
 // half a unit in the last place of it, far closer than the spacing of
 // 11-digit decimals; so when that shortest form has at most 11 digits it is
-// exactly what "%.11G" rounds to, and only the layout (fixed or exponent
-// form) is left to do here. Longer shortest forms, subnormals, infinities
-// and NaNs go through snprintf itself.
+// exactly what "%.11G" rounds to. Longer shortest forms and subnormals are
+// rounded to 11 digits by to_chars with a precision, which is exact as
+// printf is. Only the layout (fixed or exponent form) is done here;
+// infinities and NaNs go through snprintf itself.
 #include "dbfile/number.h"
 
 #include <charconv>
@@ -34,12 +35,50 @@ std::size_t PrintfNumber(double value, char* out) {
     return static_cast<std::size_t>(length);
 }
 
-// Lays out significant digits d1 d2 ... dn (no trailing zeros) of the value
-// d1.d2...dn * 10^exponent as "%G" does.
-std::size_t LayOutDigits(bool negative, const char* digits, int count, int exponent,
-                         char* out) {
+// A value as significant digits d1 d2 ... dn, without trailing zeros, and
+// the exponent of d1.d2...dn * 10^exponent.
+struct ScientificDigits {
+    bool negative;
+    char digits[kNumberRoom];
+    int count;
+    int exponent;
+};
+
+// Reads to_chars' scientific form [-]d[.ddd]e(+|-)xx. False when it has more
+// significant digits than "%.11G" prints.
+bool ReadScientific(const char* p, const char* end, ScientificDigits* number) {
+    number->negative = *p == '-';
+    if (number->negative) {
+        ++p;
+    }
+    int count = 0;
+    for (; p < end && *p != 'e'; ++p) {
+        if (*p != '.') {
+            number->digits[count++] = *p;
+        }
+    }
+    while (count > 1 && number->digits[count - 1] == '0') {
+        --count;
+    }
+    number->count = count;
+    ++p;  // 'e'
+    const bool negativeExponent = *p == '-';
+    int exponent = 0;
+    for (++p; p < end; ++p) {
+        exponent = exponent * 10 + (*p - '0');
+    }
+    number->exponent = negativeExponent ? -exponent : exponent;
+    return count <= kSignificantDigits;
+}
+
+// Lays the digits out as "%G" does: fixed form for exponents from -4 to 10,
+// exponent form with at least two exponent digits otherwise.
+std::size_t LayOutDigits(const ScientificDigits& number, char* out) {
+    const char* digits = number.digits;
+    const int count = number.count;
+    const int exponent = number.exponent;
     char* p = out;
-    if (negative) {
+    if (number.negative) {
         *p++ = '-';
     }
     if (exponent < -4 || exponent >= kSignificantDigits) {
@@ -142,39 +181,26 @@ std::size_t FormatNumber(double value, char* out) {
             return FormatSigned(whole, out);
         }
     }
-    if (!(magnitude >= DBL_MIN) || magnitude > DBL_MAX) {  // subnormal, inf, nan
-        return PrintfNumber(value, out);
+    if (!std::isfinite(value)) {
+        return PrintfNumber(value, out);  // printf's own spelling of inf and nan
     }
 
     char text[kNumberRoom];
-    const std::to_chars_result result =
-        std::to_chars(text, text + sizeof text, value, std::chars_format::scientific);
-    // result is [-]d[.ddd]e(+|-)xx
-    const char* p = text;
-    const bool negative = *p == '-';
-    if (negative) {
-        ++p;
+    char* const end = text + sizeof text;
+    ScientificDigits number;
+    // The shortest digits stand for the rounded value only for normal numbers
+    // (see the top of this file); otherwise, or when they are too many, round
+    // to 11 digits exactly as printf does.
+    if (!(magnitude >= DBL_MIN) ||
+        !ReadScientific(text, std::to_chars(text, end, value, std::chars_format::scientific).ptr,
+                        &number)) {
+        ReadScientific(text,
+                       std::to_chars(text, end, value, std::chars_format::scientific,
+                                     kSignificantDigits - 1)
+                           .ptr,
+                       &number);
     }
-    char digits[kNumberRoom];
-    int count = 0;
-    for (; p < result.ptr && *p != 'e'; ++p) {
-        if (*p != '.') {
-            digits[count++] = *p;
-        }
-    }
-    while (count > 1 && digits[count - 1] == '0') {
-        --count;
-    }
-    if (count > kSignificantDigits) {
-        return PrintfNumber(value, out);
-    }
-    ++p;  // 'e'
-    const bool negativeExponent = *p == '-';
-    int exponent = 0;
-    for (++p; p < result.ptr; ++p) {
-        exponent = exponent * 10 + (*p - '0');
-    }
-    return LayOutDigits(negative, digits, count, negativeExponent ? -exponent : exponent, out);
+    return LayOutDigits(number, out);
 }
 
 }  // namespace tavlo::dbfile
