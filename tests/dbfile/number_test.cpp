@@ -57,7 +57,7 @@ TEST(FormatNumber, MatchesPrintfOnChosenValues) {
         99999999999.5, 99999999999.9, 12345678901.0, 123456789012.0, 1e11 - 1, 1e11 + 1,
         9.99999999995, 9.999999999949, 1234567890.25, 1234567890.75, -1234567890.25,
         12345678901.5, 12345678902.5, 0.1234567890625, -37.45, 0.01 * 255 - 40, 9.9999999999, 0.99999999999, 0.999999999995,
-        // large, small, limits and specials
+        // large, small, limits, infinities and NaNs
         1e15, 1e16, 1e17, 1e21, 1e22, 1e23, 1.5e300, -1.5e300, 1e308, 1e-300, 1e-307,
         DBL_MAX, -DBL_MAX, DBL_MIN, -DBL_MIN, DBL_EPSILON, std::nextafter(DBL_MIN, 0.0),
         denormMin, -denormMin, 2 * denormMin, 1e-310, 4.9406564584124654e-320, 1e-323,

@@ -623,6 +623,8 @@ TEST_F(Writer, ReturnsCouldNotWriteWithoutAMessageWhenTheFileCannotBeOpened) {
 }
 
 TEST(WriterDeathTest, AssertsOnAMissingDefinition) {
+    const std::string path = ::testing::TempDir() + "tavloms_writer_death_" +
+                             std::to_string(getpid()) + ".dbc";
     EXPECT_DEATH(
         {
             std::FILE* file = std::tmpfile();
@@ -634,10 +636,11 @@ TEST(WriterDeathTest, AssertsOnAMissingDefinition) {
         {
             tavlo_attr_value_t value{};
             attr* values = tavlo::test::AppendAttr(nullptr, nullptr, value);
-            TAVLO_WRITE("/dev/null", nullptr, nullptr, nullptr, nullptr, nullptr, values,
+            TAVLO_WRITE(path.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr, values,
                         nullptr, filter_t{}, nullptr, nullptr, nullptr, nullptr);
         },
         "Assertion failed: attr, module canddbw, line [0-9]+");
+    std::remove(path.c_str());
 }
 
 TEST(NewSymbolDescriptions, ListsEveryKeywordWithItsDescription) {
