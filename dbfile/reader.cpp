@@ -143,6 +143,18 @@ private:
     // Objects by name or number.
     symblk* NodeRef(const Name& name);
     msgblk* MessageRef(std::uint32_t id, int line);
+    msgblk* ExpectMessage();
+    symblk* ExpectNode();
+    std::uint32_t ExpectId(int* line);
+    void ExpectAttributeName(Name* name);
+    unsigned char ByteOrderAndSign();
+    template <class T>
+    void Scaling(T* record);
+    template <class T>
+    void SetCommentOf(T* record);
+    void CheckObjectType(const attr_def* def, const Name& name, unsigned int objectType);
+    template <class T>
+    void SetValueOf(T* record, attr_def* def, const Name& name, unsigned int objectType);
     sigblk* SignalRef(msgblk* message, const Name& name);
     env_var_blk* EnvvarRef(const Name& name);
     sigtype* SigtypeRef(const Name& name);
@@ -392,6 +404,40 @@ msgblk* Parser::MessageRef(std::uint32_t id, int line) {
     return found->second;
 }
 
+// id -> INTEGER | LONG, within 32 bits
+std::uint32_t Parser::ExpectId(int* line) {
+    return static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, line));
+}
+
+// The message an identifier names.
+msgblk* Parser::ExpectMessage() {
+    int line;
+    const std::uint32_t id = ExpectId(&line);
+    return MessageRef(id, line);
+}
+
+// A node an object is named by: "Corvan__XXX" does not name one here.
+symblk* Parser::ExpectNode() {
+    Name name;
+    ExpectName(&name);
+    symblk* node = NodeRef(name);
+    if (node == nullptr) {
+        SyntaxError();
+    }
+    return node;
+}
+
+// An attribute name: a string, cut to 32 characters, tabs read as blanks.
+void Parser::ExpectAttributeName(Name* name) {
+    if (tok_ != kTokString) {
+        SyntaxError();
+    }
+    model::CopyName(name->text, CurrentToken().text);
+    BlanksForTabs(name->text);
+    name->line = CurrentToken().line;
+    Advance();
+}
+
 sigblk* Parser::SignalRef(msgblk* message, const Name& name) {
     for (sigblk* signal = message->signals; signal != nullptr; signal = signal->next) {
         if (SameName(signal->name, name.text)) {
@@ -623,7 +669,7 @@ val* Parser::value_descriptions() {
 void Parser::msg() {
     Advance();
     int line;
-    const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
+    const auto id = ExpectId(&line);
     Name name;
     ExpectName(&name);
     Expect(':');
@@ -686,33 +732,8 @@ void Parser::sg(msgblk* message, Tail<sigblk>* signals) {
     Expect('|');
     signal->length = static_cast<unsigned short>(ExpectUnsigned(0xFFFF));
     Expect('@');
-    const std::uint64_t order = ExpectUnsigned(1);
-    unsigned char flags = signal->flags;
-    if (order == 0) {
-        flags |= TAVLO_SIG_MOTOROLA;
-    }
-    if (tok_ == '-') {
-        flags |= TAVLO_SIG_SIGNED;
-    } else if (tok_ != '+') {
-        SyntaxError();
-    }
-    Advance();
-    signal->flags = flags;
-    Expect('(');
-    signal->factor = SignedNumber();
-    Expect(',');
-    signal->offset = SignedNumber();
-    Expect(')');
-    Expect('[');
-    signal->minimum = SignedNumber();
-    Expect('|');
-    signal->maximum = SignedNumber();
-    Expect(']');
-    if (tok_ != kTokString) {
-        SyntaxError();
-    }
-    model::CopyName(signal->unit, CurrentToken().text);
-    Advance();
+    signal->flags = static_cast<unsigned char>(signal->flags | ByteOrderAndSign());
+    Scaling(signal);
     // rx_list -> [rx_symbol (',' rx_symbol)*]
     if (tok_ != kTokSymbol) {
         return;
@@ -740,6 +761,39 @@ void Parser::sg(msgblk* message, Tail<sigblk>* signals) {
         signal->receivers = receivers;
         signal->receiver_count = ++count;
     } while (Accept(','));
+}
+
+// order -> 0 (Motorola) | 1 (Intel); sign -> '+' | '-' (signed)
+unsigned char Parser::ByteOrderAndSign() {
+    unsigned char flags = ExpectUnsigned(1) == 0 ? TAVLO_SIG_MOTOROLA : 0;
+    if (tok_ == '-') {
+        flags |= TAVLO_SIG_SIGNED;
+    } else if (tok_ != '+') {
+        SyntaxError();
+    }
+    Advance();
+    return flags;
+}
+
+// form -> '(' factor ',' offset ')'; minmax -> '[' minimum '|' maximum ']';
+// unit -> STRING
+template <class T>
+void Parser::Scaling(T* record) {
+    Expect('(');
+    record->factor = SignedNumber();
+    Expect(',');
+    record->offset = SignedNumber();
+    Expect(')');
+    Expect('[');
+    record->minimum = SignedNumber();
+    Expect('|');
+    record->maximum = SignedNumber();
+    Expect(']');
+    if (tok_ != kTokString) {
+        SyntaxError();
+    }
+    model::CopyName(record->unit, CurrentToken().text);
+    Advance();
 }
 
 // mode -> 'M' | 'm' value | 'm' value 'M'
@@ -776,7 +830,7 @@ void Parser::mode(const Name& text, sigblk* signal) {
 void Parser::msg_tx_node() {
     Advance();
     int line;
-    const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
+    const auto id = ExpectId(&line);
     const auto found = messageIndex_.find(id);
     if (found == messageIndex_.end()) {
         Fail(kMsgUnknownSymbol, line, kUnknownTxMessage);
@@ -931,29 +985,8 @@ void Parser::signal_type() {
     sigTypes_.Append(type);
     type->length = static_cast<unsigned short>(ExpectUnsigned(0xFFFF));
     Expect('@');
-    unsigned char flags = ExpectUnsigned(1) == 0 ? TAVLO_SIG_MOTOROLA : 0;
-    if (tok_ == '-') {
-        flags |= TAVLO_SIG_SIGNED;
-    } else if (tok_ != '+') {
-        SyntaxError();
-    }
-    Advance();
-    type->flags = flags;
-    Expect('(');
-    type->factor = SignedNumber();
-    Expect(',');
-    type->offset = SignedNumber();
-    Expect(')');
-    Expect('[');
-    type->minimum = SignedNumber();
-    Expect('|');
-    type->maximum = SignedNumber();
-    Expect(']');
-    if (tok_ != kTokString) {
-        SyntaxError();
-    }
-    model::CopyName(type->unit, CurrentToken().text);
-    Advance();
+    type->flags = ByteOrderAndSign();
+    Scaling(type);
     type->default_value = SignedNumber();
     // val_table_ref -> name
     if (tok_ == kTokSymbol) {
@@ -981,49 +1014,40 @@ void Parser::SetComment(char** slot) {
     *slot = text;
 }
 
+template <class T>
+void Parser::SetCommentOf(T* record) {
+    char* text = record->comment;
+    SetComment(&text);
+    record->comment = text;
+}
+
 // comment -> CM_ [BU_ node | BO_ id | SG_ id signal | EV_ variable |
 //                 SGTYPE_ type] STRING ';'
 void Parser::comment() {
     Advance();
-    char* text = nullptr;
     switch (tok_) {
     case kTokString:
         SetComment(lists_.comment);
         break;
     case kTokBusteilnehmer: {
         Advance();
-        Name name;
-        ExpectName(&name);
-        symblk* node = NodeRef(name);
-        if (node == nullptr) {
-            SyntaxError();
-        }
-        text = node->comment;
-        SetComment(&text);
-        node->comment = text;
+        symblk* node = ExpectNode();
+        SetCommentOf(node);
         break;
     }
     case kTokBotschaft: {
         Advance();
-        int line;
-        const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
-        msgblk* message = MessageRef(id, line);
-        text = message->comment;
-        SetComment(&text);
-        message->comment = text;
+        msgblk* message = ExpectMessage();
+        SetCommentOf(message);
         break;
     }
     case kTokUnterbotschaft: {
         Advance();
-        int line;
-        const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
-        msgblk* message = MessageRef(id, line);
+        msgblk* message = ExpectMessage();
         Name name;
         ExpectName(&name);
         sigblk* signal = SignalRef(message, name);
-        text = signal->comment;
-        SetComment(&text);
-        signal->comment = text;
+        SetCommentOf(signal);
         break;
     }
     case kTokEnvvar: {
@@ -1031,9 +1055,7 @@ void Parser::comment() {
         Name name;
         ExpectName(&name);
         env_var_blk* envvar = EnvvarRef(name);
-        text = envvar->comment;
-        SetComment(&text);
-        envvar->comment = text;
+        SetCommentOf(envvar);
         break;
     }
     case kTokSignalType: {
@@ -1041,9 +1063,7 @@ void Parser::comment() {
         Name name;
         ExpectName(&name);
         ::sigtype* type = SigtypeRef(name);
-        text = type->comment;
-        SetComment(&text);
-        type->comment = text;
+        SetCommentOf(type);
         break;
     }
     default:
@@ -1163,14 +1183,8 @@ void Parser::user_define(int token) {
 // Turns an attribute defined before into an attribute of signal types.
 void Parser::sigtype_attr() {
     Advance();
-    if (tok_ != kTokString) {
-        SyntaxError();
-    }
     Name name;
-    model::CopyName(name.text, CurrentToken().text);
-    BlanksForTabs(name.text);
-    name.line = CurrentToken().line;
-    Advance();
+    ExpectAttributeName(&name);
     if (tok_ != ';') {
         model::AttrRange range;
         if (data_type(&range) == TAVLO_ATTR_ENUM) {
@@ -1324,90 +1338,59 @@ void Parser::SetAttr(attr** list, attr* value) {
     *slot = value;
 }
 
+// Gives an object (or relation entry) the value that follows, after
+// checking that the definition is one for its kind of object.
+// A value for another kind of object than the definition's is an error.
+void Parser::CheckObjectType(const attr_def* def, const Name& name, unsigned int objectType) {
+    if (def->object_type != objectType) {
+        Fail(kMsgIllegalMode, name.line, name.text);
+    }
+}
+
+template <class T>
+void Parser::SetValueOf(T* record, attr_def* def, const Name& name, unsigned int objectType) {
+    CheckObjectType(def, name, objectType);
+    attr* head = record->attributes;
+    SetAttr(&head, value(def, name));
+    record->attributes = head;
+}
+
 // user_attribute -> BA_ STRING [BU_ node | BO_ id | SG_ id signal |
 //                   EV_ variable] value ';'
 void Parser::user_attribute() {
     Advance();
-    if (tok_ != kTokString) {
-        SyntaxError();
-    }
     Name name;
-    model::CopyName(name.text, CurrentToken().text);
-    BlanksForTabs(name.text);
-    name.line = CurrentToken().line;
-    Advance();
+    ExpectAttributeName(&name);
     attr_def* def = AttrDefRef(name, kMsgUndefinedAttribute);
-    unsigned int objectType = TAVLO_OBJ_NETWORK;
-    attr* head = nullptr;
-    attr** list = lists_.dbAttrs;
     switch (tok_) {
     case kTokBusteilnehmer: {
         Advance();
-        objectType = TAVLO_OBJ_NODE;
-        Name node;
-        ExpectName(&node);
-        symblk* record = NodeRef(node);
-        if (record == nullptr) {
-            SyntaxError();
-        }
-        if (def->object_type != objectType) {
-            Fail(kMsgIllegalMode, name.line, name.text);
-        }
-        head = record->attributes;
-        SetAttr(&head, value(def, name));
-        record->attributes = head;
+        symblk* node = ExpectNode();
+        SetValueOf(node, def, name, TAVLO_OBJ_NODE);
         return;
     }
-    case kTokBotschaft: {
+    case kTokBotschaft:
         Advance();
-        objectType = TAVLO_OBJ_MESSAGE;
-        int line;
-        const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
-        msgblk* record = MessageRef(id, line);
-        if (def->object_type != objectType) {
-            Fail(kMsgIllegalMode, name.line, name.text);
-        }
-        head = record->attributes;
-        SetAttr(&head, value(def, name));
-        record->attributes = head;
+        SetValueOf(ExpectMessage(), def, name, TAVLO_OBJ_MESSAGE);
         return;
-    }
     case kTokUnterbotschaft: {
         Advance();
-        objectType = TAVLO_OBJ_SIGNAL;
-        int line;
-        const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
-        msgblk* message = MessageRef(id, line);
-        Name signal;
-        ExpectName(&signal);
-        sigblk* record = SignalRef(message, signal);
-        if (def->object_type != objectType) {
-            Fail(kMsgIllegalMode, name.line, name.text);
-        }
-        head = record->attributes;
-        SetAttr(&head, value(def, name));
-        record->attributes = head;
+        msgblk* message = ExpectMessage();
+        Name signalName;
+        ExpectName(&signalName);
+        SetValueOf(SignalRef(message, signalName), def, name, TAVLO_OBJ_SIGNAL);
         return;
     }
     case kTokEnvvar: {
         Advance();
-        objectType = TAVLO_OBJ_ENVVAR;
-        Name variable;
-        ExpectName(&variable);
-        env_var_blk* record = EnvvarRef(variable);
-        if (def->object_type != objectType) {
-            Fail(kMsgIllegalMode, name.line, name.text);
-        }
-        head = record->attributes;
-        SetAttr(&head, value(def, name));
-        record->attributes = head;
+        Name variableName;
+        ExpectName(&variableName);
+        SetValueOf(EnvvarRef(variableName), def, name, TAVLO_OBJ_ENVVAR);
         return;
     }
     default:
-        if (def->object_type != objectType) {
-            Fail(kMsgIllegalMode, name.line, name.text);
-        }
-        SetAttr(list, value(def, name));
+        CheckObjectType(def, name, TAVLO_OBJ_NETWORK);
+        SetAttr(lists_.dbAttrs, value(def, name));
         return;
     }
 }
@@ -1415,25 +1398,13 @@ void Parser::user_attribute() {
 // user_attribute_sigtype -> BA_SGTYPE_ STRING SGTYPE_ type value ';'
 void Parser::user_attribute_sigtype() {
     Advance();
-    if (tok_ != kTokString) {
-        SyntaxError();
-    }
     Name name;
-    model::CopyName(name.text, CurrentToken().text);
-    BlanksForTabs(name.text);
-    name.line = CurrentToken().line;
-    Advance();
+    ExpectAttributeName(&name);
     attr_def* def = AttrDefRef(name, kMsgUndefinedAttribute);
     Expect(kTokSignalType);
     Name typeName;
     ExpectName(&typeName);
-    ::sigtype* type = SigtypeRef(typeName);
-    if (def->object_type != TAVLO_OBJ_SIGTYPE) {
-        Fail(kMsgIllegalMode, name.line, name.text);
-    }
-    attr* head = type->attributes;
-    SetAttr(&head, value(def, name));
-    type->attributes = head;
+    SetValueOf(SigtypeRef(typeName), def, name, TAVLO_OBJ_SIGTYPE);
 }
 
 // The relation entry of a node in a relation list; a node that has none
@@ -1460,17 +1431,16 @@ rxblk* Parser::RelationOf(rxblk** list, symblk* node, unsigned short* count) {
 //                       BU_BO_REL_ node id | BU_EV_REL_ node variable) value ';'
 void Parser::user_attribute_rel() {
     Advance();
-    if (tok_ != kTokString) {
-        SyntaxError();
-    }
     Name name;
-    model::CopyName(name.text, CurrentToken().text);
-    BlanksForTabs(name.text);
-    name.line = CurrentToken().line;
-    Advance();
+    ExpectAttributeName(&name);
     attr_def* def = AttrDefRef(name, kMsgUndefinedAttribute);
     const int kind = tok_;
-    if (kind != kTokNodeRxSigRel && kind != kTokNodeTxMsgRel && kind != kTokNodeEnvvarRel) {
+    const unsigned int objectType = kind == kTokNodeRxSigRel   ? TAVLO_OBJ_NODE_SIGNAL
+                                    : kind == kTokNodeTxMsgRel ? TAVLO_OBJ_NODE_MESSAGE
+                                    : kind == kTokNodeEnvvarRel
+                                        ? TAVLO_OBJ_NODE_ENVVAR
+                                        : TAVLO_OBJ_NETWORK;
+    if (objectType == TAVLO_OBJ_NETWORK) {
         SyntaxError();
     }
     Advance();
@@ -1480,27 +1450,19 @@ void Parser::user_attribute_rel() {
     rxblk* entry = nullptr;
     if (kind == kTokNodeRxSigRel) {
         Expect(kTokUnterbotschaft);
-        int line;
-        const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
-        msgblk* message = MessageRef(id, line);
+        msgblk* message = ExpectMessage();
         Name signalName;
         ExpectName(&signalName);
         sigblk* signal = SignalRef(message, signalName);
-        if (def->object_type != TAVLO_OBJ_NODE_SIGNAL) {
-            Fail(kMsgIllegalMode, name.line, name.text);
-        }
+        CheckObjectType(def, name, objectType);
         rxblk* receivers = signal->receivers;
         unsigned short count = signal->receiver_count;
         entry = RelationOf(&receivers, node, &count);
         signal->receivers = receivers;
         signal->receiver_count = count;
     } else if (kind == kTokNodeTxMsgRel) {
-        int line;
-        const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
-        msgblk* message = MessageRef(id, line);
-        if (def->object_type != TAVLO_OBJ_NODE_MESSAGE) {
-            Fail(kMsgIllegalMode, name.line, name.text);
-        }
+        msgblk* message = ExpectMessage();
+        CheckObjectType(def, name, objectType);
         rxblk* transmitters = message->transmitters;
         entry = RelationOf(&transmitters, node, nullptr);
         message->transmitters = transmitters;
@@ -1508,18 +1470,14 @@ void Parser::user_attribute_rel() {
         Name variableName;
         ExpectName(&variableName);
         env_var_blk* envvar = EnvvarRef(variableName);
-        if (def->object_type != TAVLO_OBJ_NODE_ENVVAR) {
-            Fail(kMsgIllegalMode, name.line, name.text);
-        }
+        CheckObjectType(def, name, objectType);
         rxblk* accessNodes = envvar->access_nodes;
         unsigned short count = envvar->access_node_count;
         entry = RelationOf(&accessNodes, node, &count);
         envvar->access_nodes = accessNodes;
         envvar->access_node_count = count;
     }
-    attr* head = entry->attributes;
-    SetAttr(&head, value(def, name));
-    entry->attributes = head;
+    SetValueOf(entry, def, name, objectType);
 }
 
 // sig_values -> VAL_ (id signal | variable) (value STRING)* ';'
@@ -1535,9 +1493,7 @@ void Parser::sig_values() {
         envvar->value_descriptions = value_descriptions();
         return;
     }
-    int line;
-    const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
-    msgblk* message = MessageRef(id, line);
+    msgblk* message = ExpectMessage();
     Name name;
     ExpectName(&name);
     sigblk* signal = SignalRef(message, name);
@@ -1586,9 +1542,7 @@ void Parser::category() {
         ExpectName(&name);
         envvar = EnvvarRef(name);
     } else if (kind == kTokBotschaft) {
-        int line;
-        const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
-        message = MessageRef(id, line);
+        message = ExpectMessage();
     } else {
         SyntaxError();
     }
@@ -1655,9 +1609,7 @@ void Parser::filter() {
 // signal_type_ref -> SIG_TYPE_REF_ id signal ':' type ';'
 void Parser::signal_type_ref() {
     Advance();
-    int line;
-    const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
-    msgblk* message = MessageRef(id, line);
+    msgblk* message = ExpectMessage();
     Name signalName;
     ExpectName(&signalName);
     sigblk* signal = SignalRef(message, signalName);
@@ -1672,9 +1624,7 @@ void Parser::signal_type_ref() {
 // signal_group -> SIG_GROUP_ id name repetitions ':' sig_name_list ';'
 void Parser::signal_group() {
     Advance();
-    int line;
-    const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
-    msgblk* message = MessageRef(id, line);
+    msgblk* message = ExpectMessage();
     Name name;
     ExpectName(&name);
     const auto repetitions = static_cast<unsigned int>(ExpectUnsigned(0xFFFFFFFFu));
@@ -1705,9 +1655,7 @@ void Parser::signal_group() {
 // signal_valtype -> SIG_VALTYPE_ id signal [':'] value_type ';'
 void Parser::signal_valtype() {
     Advance();
-    int line;
-    const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
-    msgblk* message = MessageRef(id, line);
+    msgblk* message = ExpectMessage();
     Name name;
     ExpectName(&name);
     sigblk* signal = SignalRef(message, name);
