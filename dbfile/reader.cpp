@@ -97,6 +97,18 @@ T* TailOf(T* list) {
     return list;
 }
 
+// Links `entry` after `*last`, or, when the list is still empty, hands it to
+// `setHead` (list heads in records cannot be pointed to: they are packed).
+template <class T, class SetHead>
+void Link(T** last, T* entry, SetHead setHead) {
+    if (*last == nullptr) {
+        setHead(entry);
+    } else {
+        (*last)->next = entry;
+    }
+    *last = entry;
+}
+
 // Keeps the end of a list, so that appending does not walk it.
 template <class T>
 class Tail {
@@ -163,6 +175,7 @@ private:
     cat* CategoryRef(long long number, int line, bool noneForZero);
     template <class T>
     T* New();
+    rxblk* NewRelation(const Name& node, rxblk* (*create)(symblk*));
 
     // Header statements.
     void version();
@@ -374,6 +387,20 @@ T* Parser::New() {
         Fail(kMsgNotEnoughMemory, -1, nullptr);
     }
     return record;
+}
+
+// A relation entry (receiver, transmitter, access node) for a node; null for
+// "Corvan__XXX".
+rxblk* Parser::NewRelation(const Name& name, rxblk* (*create)(symblk*)) {
+    symblk* node = NodeRef(name);
+    if (node == nullptr) {
+        return nullptr;
+    }
+    rxblk* entry = create(node);
+    if (entry == nullptr) {
+        throw ParseStopped{false};
+    }
+    return entry;
 }
 
 // A node by name; a name no "BU_" line declared becomes a new node at the
@@ -651,12 +678,7 @@ val* Parser::value_descriptions() {
             entry->value = static_cast<int>(static_cast<std::uint32_t>(number));
             model::CopyName(entry->text, CurrentToken().text);
             Advance();
-            if (last == nullptr) {
-                head = entry;
-            } else {
-                last->next = entry;
-            }
-            last = entry;
+            Link(&last, entry, [&](auto* first) { head = first; });
         }
     } catch (...) {
         model::ReleaseValueDescriptions(head);
@@ -744,20 +766,11 @@ void Parser::sg(msgblk* message, Tail<sigblk>* signals) {
     do {
         Name receiver;
         ExpectName(&receiver);
-        symblk* node = NodeRef(receiver);
-        if (node == nullptr) {
-            continue;
-        }
-        rxblk* entry = TAVLO_CREATE_RX(node);
+        rxblk* entry = NewRelation(receiver, &TAVLO_CREATE_RX);
         if (entry == nullptr) {
-            throw ParseStopped{false};
+            continue;  // "Corvan__XXX"
         }
-        if (last == nullptr) {
-            receivers = entry;
-        } else {
-            last->next = entry;
-        }
-        last = entry;
+        Link(&last, entry, [&](auto* first) { receivers = first; });
         signal->receivers = receivers;
         signal->receiver_count = ++count;
     } while (Accept(','));
@@ -842,20 +855,11 @@ void Parser::msg_tx_node() {
         Accept(',');
         Name name;
         ExpectName(&name);
-        symblk* node = NodeRef(name);
-        if (node == nullptr) {
-            continue;
-        }
-        rxblk* entry = TAVLO_CREATE_TX(node);
+        rxblk* entry = NewRelation(name, &TAVLO_CREATE_TX);
         if (entry == nullptr) {
-            throw ParseStopped{false};
+            continue;  // "Corvan__XXX"
         }
-        if (last == nullptr) {
-            message->transmitters = entry;
-        } else {
-            last->next = entry;
-        }
-        last = entry;
+        Link(&last, entry, [&](auto* first) { message->transmitters = first; });
     }
 }
 
@@ -931,20 +935,11 @@ void Parser::env_var() {
             envvar->access_type = access;
             continue;
         }
-        symblk* node = NodeRef(word);
-        if (node == nullptr) {
-            continue;
-        }
-        rxblk* entry = TAVLO_CREATE_RX(node);
+        rxblk* entry = NewRelation(word, &TAVLO_CREATE_RX);
         if (entry == nullptr) {
-            throw ParseStopped{false};
+            continue;  // "Corvan__XXX"
         }
-        if (last == nullptr) {
-            envvar->access_nodes = entry;
-        } else {
-            last->next = entry;
-        }
-        last = entry;
+        Link(&last, entry, [&](auto* first) { envvar->access_nodes = first; });
         envvar->access_node_count = static_cast<unsigned short>(envvar->access_node_count + 1);
         envvar->access_type = envvar->access_type | kAccessNodeBit;
     }
@@ -1573,12 +1568,7 @@ void Parser::filter() {
         cat* category = CategoryRef(SignedInteger(), line, true);
         filtercatblk* entry = New<filtercatblk>();
         entry->act = category;
-        if (lastCategory == nullptr) {
-            filter->categories = entry;
-        } else {
-            lastCategory->next = entry;
-        }
-        lastCategory = entry;
+        Link(&lastCategory, entry, [&](auto* first) { filter->categories = first; });
     }
     Expect(kTokBusteilnehmer);
     rxblk* lastNode = TailOf(filter->nodes);
@@ -1596,12 +1586,7 @@ void Parser::filter() {
         }
         rxblk* entry = New<rxblk>();
         entry->symbol = node;
-        if (lastNode == nullptr) {
-            filter->nodes = entry;
-        } else {
-            lastNode->next = entry;
-        }
-        lastNode = entry;
+        Link(&lastNode, entry, [&](auto* first) { filter->nodes = first; });
     }
     Expect(';');
 }
@@ -1643,12 +1628,7 @@ void Parser::signal_group() {
         Name member;
         ExpectName(&member);
         siglistblk* entry = TAVLO_CREATE_SIGLIST(SignalRef(message, member));
-        if (last == nullptr) {
-            group->signals = entry;
-        } else {
-            last->next = entry;
-        }
-        last = entry;
+        Link(&last, entry, [&](auto* first) { group->signals = first; });
     }
 }
 
