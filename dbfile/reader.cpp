@@ -143,6 +143,7 @@ private:
     void Expect(int token);
     [[noreturn]] void SyntaxError();
     [[noreturn]] void Fail(unsigned int code, int line, const char* context);
+    [[noreturn]] void StopWithWarning(unsigned int code, const Name& name);
     void ExpectName(Name* name);
     std::uint64_t ExpectUnsigned(std::uint64_t maximum, int* line = nullptr);
     double SignedNumber();
@@ -287,6 +288,14 @@ void Parser::Fail(unsigned int code, int line, const char* context) {
     CloseInput();
     ReportReadError(code, line, context);
     throw ParseStopped{false};
+}
+
+// The two warnings that end a read: the input is closed and the read
+// returns 15 without raising.
+void Parser::StopWithWarning(unsigned int code, const Name& name) {
+    CloseInput();
+    ShowWarning(code, name.line, name.text);
+    throw ParseStopped{true};
 }
 
 void Parser::ExpectName(Name* name) {
@@ -955,9 +964,7 @@ void Parser::env_data() {
     Expect(';');
     const auto found = envvarIndex_.find(name.view());
     if (found == envvarIndex_.end()) {
-        CloseInput();
-        ShowWarning(kMsgUnknownDataEnvvar, name.line, name.text);
-        throw ParseStopped{true};
+        StopWithWarning(kMsgUnknownDataEnvvar, name);
     }
     found->second->type = TAVLO_ENV_DATA;
     found->second->data_length = length;
@@ -1189,9 +1196,7 @@ void Parser::sigtype_attr() {
     Expect(';');
     const auto found = attrDefIndex_.find(name.view());
     if (found == attrDefIndex_.end()) {
-        CloseInput();
-        ShowWarning(kMsgUndefinedAttribute, name.line, name.text);
-        throw ParseStopped{true};
+        StopWithWarning(kMsgUndefinedAttribute, name);
     }
     found->second->object_type = TAVLO_OBJ_SIGTYPE;
 }
