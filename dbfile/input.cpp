@@ -41,7 +41,17 @@ bool OpenInput(const char* path) {
     if (file == nullptr) {
         return false;
     }
+    // The file's size is known up front, so the bytes are read straight into
+    // one buffer of that size; a file that grows meanwhile is read on.
     std::string bytes;
+    if (std::fseek(file, 0, SEEK_END) == 0) {
+        const long size = std::ftell(file);
+        if (size > 0) {
+            bytes.resize(static_cast<std::size_t>(size));
+        }
+        std::rewind(file);
+    }
+    bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file));
     char chunk[1 << 16];
     std::size_t got;
     while ((got = std::fread(chunk, 1, sizeof chunk, file)) > 0) {

@@ -1,6 +1,7 @@
 // dbfile/keywords.cpp: the keyword table and the new-symbol list.
 #include "dbfile/keywords.h"
 
+#include <array>
 #include <cstring>
 
 #include "model/model.h"
@@ -57,8 +58,19 @@ NewSymbol* gNewSymbols = nullptr;
 }  // namespace
 
 int LookupKeyword(const char* text, int* token) {
-    for (const Keyword& keyword : kKeywords) {
-        if (std::strcmp(keyword.text, text) == 0) {
+    // Lengths first: most names are not keywords and fail there.
+    static const auto lengths = [] {
+        std::array<std::size_t, kKeywordCount> result{};
+        for (int row = 0; row < kKeywordCount; ++row) {
+            result[row] = std::strlen(kKeywords[row].text);
+        }
+        return result;
+    }();
+    const std::size_t length = std::strlen(text);
+    for (int row = 0; row < kKeywordCount; ++row) {
+        const Keyword& keyword = kKeywords[row];
+        if (lengths[row] == length && keyword.text[0] == text[0] &&
+            keyword.text[1] == text[1] && std::memcmp(keyword.text, text, length) == 0) {
             *token = keyword.token;
             return 1;
         }

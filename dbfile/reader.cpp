@@ -73,6 +73,12 @@ struct Lists {
     valtable** valueTables;
 };
 
+// Whether a name field of a record the reader made (always terminated)
+// holds a name as the reader cuts it.
+inline bool SameName(const char* field, const char* name) {
+    return field[0] == name[0] && std::strcmp(field, name) == 0;
+}
+
 // Attribute names are compared with tabs read as blanks, as definitions
 // store them.
 void BlanksForTabs(char* name) {
@@ -89,6 +95,18 @@ T* TailOf(T* list) {
         list = list->next;
     }
     return list;
+}
+
+// Links `entry` after `*last`, or, when the list is still empty, hands it to
+// `setHead` (list heads in records cannot be pointed to: they are packed).
+template <class T, class SetHead>
+void Link(T** last, T* entry, SetHead setHead) {
+    if (*last == nullptr) {
+        setHead(entry);
+    } else {
+        (*last)->next = entry;
+    }
+    *last = entry;
 }
 
 // Keeps the end of a list, so that appending does not walk it.
@@ -125,6 +143,7 @@ private:
     void Expect(int token);
     [[noreturn]] void SyntaxError();
     [[noreturn]] void Fail(unsigned int code, int line, const char* context);
+    [[noreturn]] void StopWithWarning(unsigned int code, const Name& name);
     void ExpectName(Name* name);
     std::uint64_t ExpectUnsigned(std::uint64_t maximum, int* line = nullptr);
     double SignedNumber();
@@ -137,6 +156,18 @@ private:
     // Objects by name or number.
     symblk* NodeRef(const Name& name);
     msgblk* MessageRef(std::uint32_t id, int line);
+    msgblk* ExpectMessage();
+    symblk* ExpectNode();
+    std::uint32_t ExpectId(int* line);
+    void ExpectAttributeName(Name* name);
+    unsigned char ByteOrderAndSign();
+    template <class T>
+    void Scaling(T* record);
+    template <class T>
+    void SetCommentOf(T* record);
+    void CheckObjectType(const attr_def* def, const Name& name, unsigned int objectType);
+    template <class T>
+    void SetValueOf(T* record, attr_def* def, const Name& name, unsigned int objectType);
     sigblk* SignalRef(msgblk* message, const Name& name);
     env_var_blk* EnvvarRef(const Name& name);
     sigtype* SigtypeRef(const Name& name);
@@ -145,6 +176,7 @@ private:
     cat* CategoryRef(long long number, int line, bool noneForZero);
     template <class T>
     T* New();
+    rxblk* NewRelation(const Name& node, rxblk* (*create)(symblk*));
 
     // Header statements.
     void version();
@@ -258,6 +290,14 @@ void Parser::Fail(unsigned int code, int line, const char* context) {
     throw ParseStopped{false};
 }
 
+// The two warnings that end a read: the input is closed and the read
+// returns 15 without raising.
+void Parser::StopWithWarning(unsigned int code, const Name& name) {
+    CloseInput();
+    ShowWarning(code, name.line, name.text);
+    throw ParseStopped{true};
+}
+
 void Parser::ExpectName(Name* name) {
     if (tok_ != kTokSymbol) {
         SyntaxError();
@@ -358,10 +398,24 @@ T* Parser::New() {
     return record;
 }
 
+// A relation entry (receiver, transmitter, access node) for a node; null for
+// "Corvan__XXX".
+rxblk* Parser::NewRelation(const Name& name, rxblk* (*create)(symblk*)) {
+    symblk* node = NodeRef(name);
+    if (node == nullptr) {
+        return nullptr;
+    }
+    rxblk* entry = create(node);
+    if (entry == nullptr) {
+        throw ParseStopped{false};
+    }
+    return entry;
+}
+
 // A node by name; a name no "BU_" line declared becomes a new node at the
 // end of the list. "Corvan__XXX" is no node.
 symblk* Parser::NodeRef(const Name& name) {
-    if (name.Is(kNoNode)) {
+    if (name.text[0] == kNoNode[0] && name.Is(kNoNode)) {
         return nullptr;
     }
     const auto found = nodeIndex_.find(name.view());
@@ -386,9 +440,43 @@ msgblk* Parser::MessageRef(std::uint32_t id, int line) {
     return found->second;
 }
 
+// id -> INTEGER | LONG, within 32 bits
+std::uint32_t Parser::ExpectId(int* line) {
+    return static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, line));
+}
+
+// The message an identifier names.
+msgblk* Parser::ExpectMessage() {
+    int line;
+    const std::uint32_t id = ExpectId(&line);
+    return MessageRef(id, line);
+}
+
+// A node an object is named by: "Corvan__XXX" does not name one here.
+symblk* Parser::ExpectNode() {
+    Name name;
+    ExpectName(&name);
+    symblk* node = NodeRef(name);
+    if (node == nullptr) {
+        SyntaxError();
+    }
+    return node;
+}
+
+// An attribute name: a string, cut to 32 characters, tabs read as blanks.
+void Parser::ExpectAttributeName(Name* name) {
+    if (tok_ != kTokString) {
+        SyntaxError();
+    }
+    model::CopyName(name->text, CurrentToken().text);
+    BlanksForTabs(name->text);
+    name->line = CurrentToken().line;
+    Advance();
+}
+
 sigblk* Parser::SignalRef(msgblk* message, const Name& name) {
     for (sigblk* signal = message->signals; signal != nullptr; signal = signal->next) {
-        if (model::NameEquals(signal->name, name.text)) {
+        if (SameName(signal->name, name.text)) {
             return signal;
         }
     }
@@ -405,7 +493,7 @@ env_var_blk* Parser::EnvvarRef(const Name& name) {
 
 sigtype* Parser::SigtypeRef(const Name& name) {
     for (::sigtype* type = *lists_.sigTypes; type != nullptr; type = type->next) {
-        if (model::NameEquals(type->name, name.text)) {
+        if (SameName(type->name, name.text)) {
             return type;
         }
     }
@@ -414,7 +502,7 @@ sigtype* Parser::SigtypeRef(const Name& name) {
 
 valtable* Parser::ValtableRef(const Name& name) {
     for (::valtable* table = *lists_.valueTables; table != nullptr; table = table->next) {
-        if (model::NameEquals(table->name, name.text)) {
+        if (SameName(table->name, name.text)) {
             return table;
         }
     }
@@ -575,7 +663,7 @@ void Parser::value_table() {
     Name name;
     ExpectName(&name);
     for (::valtable* table = *lists_.valueTables; table != nullptr; table = table->next) {
-        if (model::NameEquals(table->name, name.text)) {
+        if (SameName(table->name, name.text)) {
             Fail(kMsgDuplicateSymbol, name.line, name.text);
         }
     }
@@ -599,12 +687,7 @@ val* Parser::value_descriptions() {
             entry->value = static_cast<int>(static_cast<std::uint32_t>(number));
             model::CopyName(entry->text, CurrentToken().text);
             Advance();
-            if (last == nullptr) {
-                head = entry;
-            } else {
-                last->next = entry;
-            }
-            last = entry;
+            Link(&last, entry, [&](auto* first) { head = first; });
         }
     } catch (...) {
         model::ReleaseValueDescriptions(head);
@@ -617,7 +700,7 @@ val* Parser::value_descriptions() {
 void Parser::msg() {
     Advance();
     int line;
-    const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
+    const auto id = ExpectId(&line);
     Name name;
     ExpectName(&name);
     Expect(':');
@@ -657,7 +740,7 @@ void Parser::sg(msgblk* message, Tail<sigblk>* signals) {
     Name name;
     ExpectName(&name);
     for (sigblk* other = message->signals; other != nullptr; other = other->next) {
-        if (model::NameEquals(other->name, name.text)) {
+        if (SameName(other->name, name.text)) {
             Fail(kMsgDuplicateSymbol, name.line, name.text);
         }
     }
@@ -680,33 +763,8 @@ void Parser::sg(msgblk* message, Tail<sigblk>* signals) {
     Expect('|');
     signal->length = static_cast<unsigned short>(ExpectUnsigned(0xFFFF));
     Expect('@');
-    const std::uint64_t order = ExpectUnsigned(1);
-    unsigned char flags = signal->flags;
-    if (order == 0) {
-        flags |= TAVLO_SIG_MOTOROLA;
-    }
-    if (tok_ == '-') {
-        flags |= TAVLO_SIG_SIGNED;
-    } else if (tok_ != '+') {
-        SyntaxError();
-    }
-    Advance();
-    signal->flags = flags;
-    Expect('(');
-    signal->factor = SignedNumber();
-    Expect(',');
-    signal->offset = SignedNumber();
-    Expect(')');
-    Expect('[');
-    signal->minimum = SignedNumber();
-    Expect('|');
-    signal->maximum = SignedNumber();
-    Expect(']');
-    if (tok_ != kTokString) {
-        SyntaxError();
-    }
-    model::CopyName(signal->unit, CurrentToken().text);
-    Advance();
+    signal->flags = static_cast<unsigned char>(signal->flags | ByteOrderAndSign());
+    Scaling(signal);
     // rx_list -> [rx_symbol (',' rx_symbol)*]
     if (tok_ != kTokSymbol) {
         return;
@@ -717,23 +775,47 @@ void Parser::sg(msgblk* message, Tail<sigblk>* signals) {
     do {
         Name receiver;
         ExpectName(&receiver);
-        symblk* node = NodeRef(receiver);
-        if (node == nullptr) {
-            continue;
-        }
-        rxblk* entry = TAVLO_CREATE_RX(node);
+        rxblk* entry = NewRelation(receiver, &TAVLO_CREATE_RX);
         if (entry == nullptr) {
-            throw ParseStopped{false};
+            continue;  // "Corvan__XXX"
         }
-        if (last == nullptr) {
-            receivers = entry;
-        } else {
-            last->next = entry;
-        }
-        last = entry;
+        Link(&last, entry, [&](auto* first) { receivers = first; });
         signal->receivers = receivers;
         signal->receiver_count = ++count;
     } while (Accept(','));
+}
+
+// order -> 0 (Motorola) | 1 (Intel); sign -> '+' | '-' (signed)
+unsigned char Parser::ByteOrderAndSign() {
+    unsigned char flags = ExpectUnsigned(1) == 0 ? TAVLO_SIG_MOTOROLA : 0;
+    if (tok_ == '-') {
+        flags |= TAVLO_SIG_SIGNED;
+    } else if (tok_ != '+') {
+        SyntaxError();
+    }
+    Advance();
+    return flags;
+}
+
+// form -> '(' factor ',' offset ')'; minmax -> '[' minimum '|' maximum ']';
+// unit -> STRING
+template <class T>
+void Parser::Scaling(T* record) {
+    Expect('(');
+    record->factor = SignedNumber();
+    Expect(',');
+    record->offset = SignedNumber();
+    Expect(')');
+    Expect('[');
+    record->minimum = SignedNumber();
+    Expect('|');
+    record->maximum = SignedNumber();
+    Expect(']');
+    if (tok_ != kTokString) {
+        SyntaxError();
+    }
+    model::CopyName(record->unit, CurrentToken().text);
+    Advance();
 }
 
 // mode -> 'M' | 'm' value | 'm' value 'M'
@@ -770,7 +852,7 @@ void Parser::mode(const Name& text, sigblk* signal) {
 void Parser::msg_tx_node() {
     Advance();
     int line;
-    const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
+    const auto id = ExpectId(&line);
     const auto found = messageIndex_.find(id);
     if (found == messageIndex_.end()) {
         Fail(kMsgUnknownSymbol, line, kUnknownTxMessage);
@@ -782,20 +864,11 @@ void Parser::msg_tx_node() {
         Accept(',');
         Name name;
         ExpectName(&name);
-        symblk* node = NodeRef(name);
-        if (node == nullptr) {
-            continue;
-        }
-        rxblk* entry = TAVLO_CREATE_TX(node);
+        rxblk* entry = NewRelation(name, &TAVLO_CREATE_TX);
         if (entry == nullptr) {
-            throw ParseStopped{false};
+            continue;  // "Corvan__XXX"
         }
-        if (last == nullptr) {
-            message->transmitters = entry;
-        } else {
-            last->next = entry;
-        }
-        last = entry;
+        Link(&last, entry, [&](auto* first) { message->transmitters = first; });
     }
 }
 
@@ -871,20 +944,11 @@ void Parser::env_var() {
             envvar->access_type = access;
             continue;
         }
-        symblk* node = NodeRef(word);
-        if (node == nullptr) {
-            continue;
-        }
-        rxblk* entry = TAVLO_CREATE_RX(node);
+        rxblk* entry = NewRelation(word, &TAVLO_CREATE_RX);
         if (entry == nullptr) {
-            throw ParseStopped{false};
+            continue;  // "Corvan__XXX"
         }
-        if (last == nullptr) {
-            envvar->access_nodes = entry;
-        } else {
-            last->next = entry;
-        }
-        last = entry;
+        Link(&last, entry, [&](auto* first) { envvar->access_nodes = first; });
         envvar->access_node_count = static_cast<unsigned short>(envvar->access_node_count + 1);
         envvar->access_type = envvar->access_type | kAccessNodeBit;
     }
@@ -900,9 +964,7 @@ void Parser::env_data() {
     Expect(';');
     const auto found = envvarIndex_.find(name.view());
     if (found == envvarIndex_.end()) {
-        CloseInput();
-        ShowWarning(kMsgUnknownDataEnvvar, name.line, name.text);
-        throw ParseStopped{true};
+        StopWithWarning(kMsgUnknownDataEnvvar, name);
     }
     found->second->type = TAVLO_ENV_DATA;
     found->second->data_length = length;
@@ -915,7 +977,7 @@ void Parser::signal_type() {
     Name name;
     ExpectName(&name);
     for (::sigtype* other = *lists_.sigTypes; other != nullptr; other = other->next) {
-        if (model::NameEquals(other->name, name.text)) {
+        if (SameName(other->name, name.text)) {
             Fail(kMsgDuplicateSymbol, name.line, name.text);
         }
     }
@@ -925,29 +987,8 @@ void Parser::signal_type() {
     sigTypes_.Append(type);
     type->length = static_cast<unsigned short>(ExpectUnsigned(0xFFFF));
     Expect('@');
-    unsigned char flags = ExpectUnsigned(1) == 0 ? TAVLO_SIG_MOTOROLA : 0;
-    if (tok_ == '-') {
-        flags |= TAVLO_SIG_SIGNED;
-    } else if (tok_ != '+') {
-        SyntaxError();
-    }
-    Advance();
-    type->flags = flags;
-    Expect('(');
-    type->factor = SignedNumber();
-    Expect(',');
-    type->offset = SignedNumber();
-    Expect(')');
-    Expect('[');
-    type->minimum = SignedNumber();
-    Expect('|');
-    type->maximum = SignedNumber();
-    Expect(']');
-    if (tok_ != kTokString) {
-        SyntaxError();
-    }
-    model::CopyName(type->unit, CurrentToken().text);
-    Advance();
+    type->flags = ByteOrderAndSign();
+    Scaling(type);
     type->default_value = SignedNumber();
     // val_table_ref -> name
     if (tok_ == kTokSymbol) {
@@ -975,49 +1016,40 @@ void Parser::SetComment(char** slot) {
     *slot = text;
 }
 
+template <class T>
+void Parser::SetCommentOf(T* record) {
+    char* text = record->comment;
+    SetComment(&text);
+    record->comment = text;
+}
+
 // comment -> CM_ [BU_ node | BO_ id | SG_ id signal | EV_ variable |
 //                 SGTYPE_ type] STRING ';'
 void Parser::comment() {
     Advance();
-    char* text = nullptr;
     switch (tok_) {
     case kTokString:
         SetComment(lists_.comment);
         break;
     case kTokBusteilnehmer: {
         Advance();
-        Name name;
-        ExpectName(&name);
-        symblk* node = NodeRef(name);
-        if (node == nullptr) {
-            SyntaxError();
-        }
-        text = node->comment;
-        SetComment(&text);
-        node->comment = text;
+        symblk* node = ExpectNode();
+        SetCommentOf(node);
         break;
     }
     case kTokBotschaft: {
         Advance();
-        int line;
-        const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
-        msgblk* message = MessageRef(id, line);
-        text = message->comment;
-        SetComment(&text);
-        message->comment = text;
+        msgblk* message = ExpectMessage();
+        SetCommentOf(message);
         break;
     }
     case kTokUnterbotschaft: {
         Advance();
-        int line;
-        const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
-        msgblk* message = MessageRef(id, line);
+        msgblk* message = ExpectMessage();
         Name name;
         ExpectName(&name);
         sigblk* signal = SignalRef(message, name);
-        text = signal->comment;
-        SetComment(&text);
-        signal->comment = text;
+        SetCommentOf(signal);
         break;
     }
     case kTokEnvvar: {
@@ -1025,9 +1057,7 @@ void Parser::comment() {
         Name name;
         ExpectName(&name);
         env_var_blk* envvar = EnvvarRef(name);
-        text = envvar->comment;
-        SetComment(&text);
-        envvar->comment = text;
+        SetCommentOf(envvar);
         break;
     }
     case kTokSignalType: {
@@ -1035,9 +1065,7 @@ void Parser::comment() {
         Name name;
         ExpectName(&name);
         ::sigtype* type = SigtypeRef(name);
-        text = type->comment;
-        SetComment(&text);
-        type->comment = text;
+        SetCommentOf(type);
         break;
     }
     default:
@@ -1157,14 +1185,8 @@ void Parser::user_define(int token) {
 // Turns an attribute defined before into an attribute of signal types.
 void Parser::sigtype_attr() {
     Advance();
-    if (tok_ != kTokString) {
-        SyntaxError();
-    }
     Name name;
-    model::CopyName(name.text, CurrentToken().text);
-    BlanksForTabs(name.text);
-    name.line = CurrentToken().line;
-    Advance();
+    ExpectAttributeName(&name);
     if (tok_ != ';') {
         model::AttrRange range;
         if (data_type(&range) == TAVLO_ATTR_ENUM) {
@@ -1174,9 +1196,7 @@ void Parser::sigtype_attr() {
     Expect(';');
     const auto found = attrDefIndex_.find(name.view());
     if (found == attrDefIndex_.end()) {
-        CloseInput();
-        ShowWarning(kMsgUndefinedAttribute, name.line, name.text);
-        throw ParseStopped{true};
+        StopWithWarning(kMsgUndefinedAttribute, name);
     }
     found->second->object_type = TAVLO_OBJ_SIGTYPE;
 }
@@ -1318,90 +1338,59 @@ void Parser::SetAttr(attr** list, attr* value) {
     *slot = value;
 }
 
+// Gives an object (or relation entry) the value that follows, after
+// checking that the definition is one for its kind of object.
+// A value for another kind of object than the definition's is an error.
+void Parser::CheckObjectType(const attr_def* def, const Name& name, unsigned int objectType) {
+    if (def->object_type != objectType) {
+        Fail(kMsgIllegalMode, name.line, name.text);
+    }
+}
+
+template <class T>
+void Parser::SetValueOf(T* record, attr_def* def, const Name& name, unsigned int objectType) {
+    CheckObjectType(def, name, objectType);
+    attr* head = record->attributes;
+    SetAttr(&head, value(def, name));
+    record->attributes = head;
+}
+
 // user_attribute -> BA_ STRING [BU_ node | BO_ id | SG_ id signal |
 //                   EV_ variable] value ';'
 void Parser::user_attribute() {
     Advance();
-    if (tok_ != kTokString) {
-        SyntaxError();
-    }
     Name name;
-    model::CopyName(name.text, CurrentToken().text);
-    BlanksForTabs(name.text);
-    name.line = CurrentToken().line;
-    Advance();
+    ExpectAttributeName(&name);
     attr_def* def = AttrDefRef(name, kMsgUndefinedAttribute);
-    unsigned int objectType = TAVLO_OBJ_NETWORK;
-    attr* head = nullptr;
-    attr** list = lists_.dbAttrs;
     switch (tok_) {
     case kTokBusteilnehmer: {
         Advance();
-        objectType = TAVLO_OBJ_NODE;
-        Name node;
-        ExpectName(&node);
-        symblk* record = NodeRef(node);
-        if (record == nullptr) {
-            SyntaxError();
-        }
-        if (def->object_type != objectType) {
-            Fail(kMsgIllegalMode, name.line, name.text);
-        }
-        head = record->attributes;
-        SetAttr(&head, value(def, name));
-        record->attributes = head;
+        symblk* node = ExpectNode();
+        SetValueOf(node, def, name, TAVLO_OBJ_NODE);
         return;
     }
-    case kTokBotschaft: {
+    case kTokBotschaft:
         Advance();
-        objectType = TAVLO_OBJ_MESSAGE;
-        int line;
-        const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
-        msgblk* record = MessageRef(id, line);
-        if (def->object_type != objectType) {
-            Fail(kMsgIllegalMode, name.line, name.text);
-        }
-        head = record->attributes;
-        SetAttr(&head, value(def, name));
-        record->attributes = head;
+        SetValueOf(ExpectMessage(), def, name, TAVLO_OBJ_MESSAGE);
         return;
-    }
     case kTokUnterbotschaft: {
         Advance();
-        objectType = TAVLO_OBJ_SIGNAL;
-        int line;
-        const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
-        msgblk* message = MessageRef(id, line);
-        Name signal;
-        ExpectName(&signal);
-        sigblk* record = SignalRef(message, signal);
-        if (def->object_type != objectType) {
-            Fail(kMsgIllegalMode, name.line, name.text);
-        }
-        head = record->attributes;
-        SetAttr(&head, value(def, name));
-        record->attributes = head;
+        msgblk* message = ExpectMessage();
+        Name signalName;
+        ExpectName(&signalName);
+        SetValueOf(SignalRef(message, signalName), def, name, TAVLO_OBJ_SIGNAL);
         return;
     }
     case kTokEnvvar: {
         Advance();
-        objectType = TAVLO_OBJ_ENVVAR;
-        Name variable;
-        ExpectName(&variable);
-        env_var_blk* record = EnvvarRef(variable);
-        if (def->object_type != objectType) {
-            Fail(kMsgIllegalMode, name.line, name.text);
-        }
-        head = record->attributes;
-        SetAttr(&head, value(def, name));
-        record->attributes = head;
+        Name variableName;
+        ExpectName(&variableName);
+        SetValueOf(EnvvarRef(variableName), def, name, TAVLO_OBJ_ENVVAR);
         return;
     }
     default:
-        if (def->object_type != objectType) {
-            Fail(kMsgIllegalMode, name.line, name.text);
-        }
-        SetAttr(list, value(def, name));
+        CheckObjectType(def, name, TAVLO_OBJ_NETWORK);
+        SetAttr(lists_.dbAttrs, value(def, name));
         return;
     }
 }
@@ -1409,25 +1398,13 @@ void Parser::user_attribute() {
 // user_attribute_sigtype -> BA_SGTYPE_ STRING SGTYPE_ type value ';'
 void Parser::user_attribute_sigtype() {
     Advance();
-    if (tok_ != kTokString) {
-        SyntaxError();
-    }
     Name name;
-    model::CopyName(name.text, CurrentToken().text);
-    BlanksForTabs(name.text);
-    name.line = CurrentToken().line;
-    Advance();
+    ExpectAttributeName(&name);
     attr_def* def = AttrDefRef(name, kMsgUndefinedAttribute);
     Expect(kTokSignalType);
     Name typeName;
     ExpectName(&typeName);
-    ::sigtype* type = SigtypeRef(typeName);
-    if (def->object_type != TAVLO_OBJ_SIGTYPE) {
-        Fail(kMsgIllegalMode, name.line, name.text);
-    }
-    attr* head = type->attributes;
-    SetAttr(&head, value(def, name));
-    type->attributes = head;
+    SetValueOf(SigtypeRef(typeName), def, name, TAVLO_OBJ_SIGTYPE);
 }
 
 // The relation entry of a node in a relation list; a node that has none
@@ -1454,17 +1431,16 @@ rxblk* Parser::RelationOf(rxblk** list, symblk* node, unsigned short* count) {
 //                       BU_BO_REL_ node id | BU_EV_REL_ node variable) value ';'
 void Parser::user_attribute_rel() {
     Advance();
-    if (tok_ != kTokString) {
-        SyntaxError();
-    }
     Name name;
-    model::CopyName(name.text, CurrentToken().text);
-    BlanksForTabs(name.text);
-    name.line = CurrentToken().line;
-    Advance();
+    ExpectAttributeName(&name);
     attr_def* def = AttrDefRef(name, kMsgUndefinedAttribute);
     const int kind = tok_;
-    if (kind != kTokNodeRxSigRel && kind != kTokNodeTxMsgRel && kind != kTokNodeEnvvarRel) {
+    const unsigned int objectType = kind == kTokNodeRxSigRel   ? TAVLO_OBJ_NODE_SIGNAL
+                                    : kind == kTokNodeTxMsgRel ? TAVLO_OBJ_NODE_MESSAGE
+                                    : kind == kTokNodeEnvvarRel
+                                        ? TAVLO_OBJ_NODE_ENVVAR
+                                        : TAVLO_OBJ_NETWORK;
+    if (objectType == TAVLO_OBJ_NETWORK) {
         SyntaxError();
     }
     Advance();
@@ -1474,27 +1450,19 @@ void Parser::user_attribute_rel() {
     rxblk* entry = nullptr;
     if (kind == kTokNodeRxSigRel) {
         Expect(kTokUnterbotschaft);
-        int line;
-        const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
-        msgblk* message = MessageRef(id, line);
+        msgblk* message = ExpectMessage();
         Name signalName;
         ExpectName(&signalName);
         sigblk* signal = SignalRef(message, signalName);
-        if (def->object_type != TAVLO_OBJ_NODE_SIGNAL) {
-            Fail(kMsgIllegalMode, name.line, name.text);
-        }
+        CheckObjectType(def, name, objectType);
         rxblk* receivers = signal->receivers;
         unsigned short count = signal->receiver_count;
         entry = RelationOf(&receivers, node, &count);
         signal->receivers = receivers;
         signal->receiver_count = count;
     } else if (kind == kTokNodeTxMsgRel) {
-        int line;
-        const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
-        msgblk* message = MessageRef(id, line);
-        if (def->object_type != TAVLO_OBJ_NODE_MESSAGE) {
-            Fail(kMsgIllegalMode, name.line, name.text);
-        }
+        msgblk* message = ExpectMessage();
+        CheckObjectType(def, name, objectType);
         rxblk* transmitters = message->transmitters;
         entry = RelationOf(&transmitters, node, nullptr);
         message->transmitters = transmitters;
@@ -1502,18 +1470,14 @@ void Parser::user_attribute_rel() {
         Name variableName;
         ExpectName(&variableName);
         env_var_blk* envvar = EnvvarRef(variableName);
-        if (def->object_type != TAVLO_OBJ_NODE_ENVVAR) {
-            Fail(kMsgIllegalMode, name.line, name.text);
-        }
+        CheckObjectType(def, name, objectType);
         rxblk* accessNodes = envvar->access_nodes;
         unsigned short count = envvar->access_node_count;
         entry = RelationOf(&accessNodes, node, &count);
         envvar->access_nodes = accessNodes;
         envvar->access_node_count = count;
     }
-    attr* head = entry->attributes;
-    SetAttr(&head, value(def, name));
-    entry->attributes = head;
+    SetValueOf(entry, def, name, objectType);
 }
 
 // sig_values -> VAL_ (id signal | variable) (value STRING)* ';'
@@ -1529,9 +1493,7 @@ void Parser::sig_values() {
         envvar->value_descriptions = value_descriptions();
         return;
     }
-    int line;
-    const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
-    msgblk* message = MessageRef(id, line);
+    msgblk* message = ExpectMessage();
     Name name;
     ExpectName(&name);
     sigblk* signal = SignalRef(message, name);
@@ -1580,9 +1542,7 @@ void Parser::category() {
         ExpectName(&name);
         envvar = EnvvarRef(name);
     } else if (kind == kTokBotschaft) {
-        int line;
-        const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
-        message = MessageRef(id, line);
+        message = ExpectMessage();
     } else {
         SyntaxError();
     }
@@ -1613,12 +1573,7 @@ void Parser::filter() {
         cat* category = CategoryRef(SignedInteger(), line, true);
         filtercatblk* entry = New<filtercatblk>();
         entry->act = category;
-        if (lastCategory == nullptr) {
-            filter->categories = entry;
-        } else {
-            lastCategory->next = entry;
-        }
-        lastCategory = entry;
+        Link(&lastCategory, entry, [&](auto* first) { filter->categories = first; });
     }
     Expect(kTokBusteilnehmer);
     rxblk* lastNode = TailOf(filter->nodes);
@@ -1636,12 +1591,7 @@ void Parser::filter() {
         }
         rxblk* entry = New<rxblk>();
         entry->symbol = node;
-        if (lastNode == nullptr) {
-            filter->nodes = entry;
-        } else {
-            lastNode->next = entry;
-        }
-        lastNode = entry;
+        Link(&lastNode, entry, [&](auto* first) { filter->nodes = first; });
     }
     Expect(';');
 }
@@ -1649,9 +1599,7 @@ void Parser::filter() {
 // signal_type_ref -> SIG_TYPE_REF_ id signal ':' type ';'
 void Parser::signal_type_ref() {
     Advance();
-    int line;
-    const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
-    msgblk* message = MessageRef(id, line);
+    msgblk* message = ExpectMessage();
     Name signalName;
     ExpectName(&signalName);
     sigblk* signal = SignalRef(message, signalName);
@@ -1666,9 +1614,7 @@ void Parser::signal_type_ref() {
 // signal_group -> SIG_GROUP_ id name repetitions ':' sig_name_list ';'
 void Parser::signal_group() {
     Advance();
-    int line;
-    const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
-    msgblk* message = MessageRef(id, line);
+    msgblk* message = ExpectMessage();
     Name name;
     ExpectName(&name);
     const auto repetitions = static_cast<unsigned int>(ExpectUnsigned(0xFFFFFFFFu));
@@ -1687,21 +1633,14 @@ void Parser::signal_group() {
         Name member;
         ExpectName(&member);
         siglistblk* entry = TAVLO_CREATE_SIGLIST(SignalRef(message, member));
-        if (last == nullptr) {
-            group->signals = entry;
-        } else {
-            last->next = entry;
-        }
-        last = entry;
+        Link(&last, entry, [&](auto* first) { group->signals = first; });
     }
 }
 
 // signal_valtype -> SIG_VALTYPE_ id signal [':'] value_type ';'
 void Parser::signal_valtype() {
     Advance();
-    int line;
-    const auto id = static_cast<std::uint32_t>(ExpectUnsigned(0xFFFFFFFFu, &line));
-    msgblk* message = MessageRef(id, line);
+    msgblk* message = ExpectMessage();
     Name name;
     ExpectName(&name);
     sigblk* signal = SignalRef(message, name);

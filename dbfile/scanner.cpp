@@ -74,6 +74,25 @@ char gText[kTokenTextSize + 1];
 std::string gString;
 TokenValue gToken;
 
+// The character machinery, inlined into the scanner's loops.
+inline int Get() {
+    if (gPushCount > 0) {
+        return gPushBack[--gPushCount];
+    }
+    if (gPos >= gEnd) {
+        return -1;
+    }
+    const int c = *gPos++;
+    gLine += c == '\n';
+    return c;
+}
+
+inline void Unget(int c) {
+    if (gPushCount < kPushBackSize) {
+        gPushBack[gPushCount++] = c;
+    }
+}
+
 // The scanner gives up on a token: the input is closed and the error
 // reported, which ends the read.
 int Fail(unsigned int code, int line, const char* context) {
@@ -95,8 +114,8 @@ int InvalidSymbol(std::size_t length, int first) {
     if (first >= 0) {
         context += static_cast<char>(first);
     }
-    for (int c = ReadChar(); !Is(c, kBlank) && c != -1 && c != ':' && c != ',' && c != ';';
-         c = ReadChar()) {
+    for (int c = Get(); !Is(c, kBlank) && c != -1 && c != ':' && c != ',' && c != ';';
+         c = Get()) {
         if (context.size() < kTokenTextSize * 4) {
             context += static_cast<char>(c);
         }
@@ -122,7 +141,7 @@ bool SkipPast(int stop) {
             }
             gPos = to;
         }
-        const int c = ReadChar();
+        const int c = Get();
         if (c == stop) {
             return true;
         }
@@ -133,34 +152,57 @@ bool SkipPast(int stop) {
     }
 }
 
+// Takes the run of bytes of class `bits` that starts at the read position
+// into the token text after `*length` characters, while nothing is pushed
+// back; false when the run does not fit the token text.
+bool TakeRun(unsigned char bits, std::size_t* length) {
+    if (gPushCount != 0) {
+        return true;
+    }
+    const unsigned char* p = gPos;
+    while (p < gEnd && (kTable.classes[*p] & bits) != 0) {
+        ++p;
+    }
+    const auto run = static_cast<std::size_t>(p - gPos);
+    if (*length + run > kTokenTextSize) {
+        std::memcpy(gText + *length, gPos, kTokenTextSize - *length);
+        *length = kTokenTextSize;
+        return false;
+    }
+    std::memcpy(gText + *length, gPos, run);
+    *length += run;
+    gPos = p;
+    return true;
+}
+
 // name: identifier start, then identifier characters.
 int Identifier(int c, bool* skipped) {
     std::size_t length = 0;
-    bool keywordChars = true;
     gText[length++] = static_cast<char>(c);
-    keywordChars = Is(c, kKeywordChar);
     for (;;) {
-        if (gPushCount == 0 && gPos < gEnd && Is(*gPos, kIdentChar)) {
-            c = *gPos++;
-        } else {
-            c = ReadChar();
-            if (!Is(c, kIdentChar)) {
-                break;
-            }
+        if (!TakeRun(kIdentChar, &length)) {
+            return TooLong(length);
+        }
+        c = Get();
+        if (!Is(c, kIdentChar)) {
+            break;
         }
         if (length == kTokenTextSize) {
             return TooLong(length);
         }
-        keywordChars = keywordChars && Is(c, kKeywordChar);
         gText[length++] = static_cast<char>(c);
     }
     if (c == -1 || Is(c, kInvalid)) {
         return InvalidSymbol(length, c);
     }
-    UnreadChar(c);
+    Unget(c);
     gText[length] = '\0';
+    bool keywordChars = length <= kLongestKeyword;
+    for (std::size_t i = 0; keywordChars && i < length; ++i) {
+        keywordChars = Is(static_cast<unsigned char>(gText[i]), kKeywordChar);
+    }
     int token;
-    if (keywordChars && length <= kLongestKeyword && LookupKeyword(gText, &token)) {
+    if (keywordChars && LookupKeyword(gText, &token)) {
         return token;
     }
     if (NewSymbols() != nullptr) {
@@ -180,7 +222,10 @@ int Identifier(int c, bool* skipped) {
 // when the run would overflow the token text. `c` is the character after it.
 bool Digits(std::size_t* length, int* c) {
     for (;;) {
-        *c = ReadChar();
+        if (!TakeRun(kDigit, length)) {
+            return false;
+        }
+        *c = Get();
         if (!Is(*c, kDigit)) {
             return true;
         }
@@ -210,7 +255,7 @@ int Number(int c) {
         return TooLong(length);
     }
     if (c != '.' && c != 'E' && c != 'e') {
-        UnreadChar(c);
+        Unget(c);
         std::uint64_t value = 0;
         bool huge = false;
         for (std::size_t i = 0; i < length; ++i) {
@@ -237,10 +282,10 @@ int Number(int c) {
             return TooLong(length);
         }
         gText[length++] = static_cast<char>(c);
-        c = ReadChar();
+        c = Get();
         if (c == '+' || c == '-') {
             gText[length++] = static_cast<char>(c);
-            c = ReadChar();
+            c = Get();
         }
         if (!Is(c, kDigit)) {
             return kTokError;  // "1e": the parser reports the syntax error
@@ -250,7 +295,7 @@ int Number(int c) {
             return TooLong(length);
         }
     }
-    UnreadChar(c);
+    Unget(c);
     gToken.number = ToDouble(length);
     gToken.huge = false;
     gToken.integer = 0;
@@ -265,15 +310,17 @@ int String() {
         for (;;) {
             if (gPushCount == 0) {
                 const unsigned char* p = gPos;
+                int lines = 0;
                 while (p < gEnd && *p != '"' && *p != '\\') {
-                    gLine += *p == '\n';
+                    lines += *p == '\n';
                     ++p;
                 }
+                gLine += lines;
                 gString.append(reinterpret_cast<const char*>(gPos),
                                static_cast<std::size_t>(p - gPos));
                 gPos = p;
             }
-            const int c = ReadChar();
+            const int c = Get();
             if (c == '"') {
                 break;
             }
@@ -282,12 +329,12 @@ int String() {
                 return kTokError;
             }
             if (c == '\\') {
-                const int next = ReadChar();
+                const int next = Get();
                 if (next == '"') {
                     gString += '"';
                     continue;
                 }
-                UnreadChar(next);
+                Unget(next);
             }
             gString += static_cast<char>(c);
         }
@@ -311,21 +358,11 @@ void StartScanner() {
 }
 
 int ReadChar() {
-    if (gPushCount > 0) {
-        return gPushBack[--gPushCount];
-    }
-    if (gPos >= gEnd) {
-        return -1;
-    }
-    const int c = *gPos++;
-    gLine += c == '\n';
-    return c;
+    return Get();
 }
 
 void UnreadChar(int c) {
-    if (gPushCount < kPushBackSize) {
-        gPushBack[gPushCount++] = c;
-    }
+    Unget(c);
 }
 
 int CurrentLine() {
@@ -346,24 +383,28 @@ int NextToken() {
     for (;;) {
         // Blanks, fast while nothing is pushed back.
         if (gPushCount == 0) {
-            while (gPos < gEnd && Is(*gPos, kBlank)) {
-                gLine += *gPos == '\n';
-                ++gPos;
+            const unsigned char* p = gPos;
+            int lines = 0;
+            while (p < gEnd && (kTable.classes[*p] & kBlank) != 0) {
+                lines += *p == '\n';
+                ++p;
             }
+            gPos = p;
+            gLine += lines;
         }
-        int c = ReadChar();
+        int c = Get();
         if (c == -1) {
             return kTokEnd;
         }
         if (c == '/') {
-            const int next = ReadChar();
+            const int next = Get();
             if (next == '/') {
                 if (!SkipPast('\n')) {
                     return kTokError;
                 }
                 continue;
             }
-            UnreadChar(next);
+            Unget(next);
         }
         if (Is(c, kBlank)) {
             continue;

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "dbfile/input.h"
 #include "dbfile/report.h"
 #include "model/model.h"
 #include "tavloms/lifecycle.h"
@@ -38,6 +39,7 @@ int DefineAttribute(attr_def** list, const char* name, unsigned int objectType,
                     unsigned int valueType, const AttrRange& range, int line) {
     const std::string key = BlanksForTabs(name);
     if (TAVLO_GET_ATTR_DEF_NAME(*list, key.c_str()) != nullptr) {
+        dbfile::CloseInput();
         dbfile::ReportReadError(dbfile::kMsgDuplicateSymbol, line, key.c_str());
         return 0;
     }
@@ -67,6 +69,7 @@ int SetAttributeDefault(attr_def* list, const char* name, tavlo_attr_value_t val
     const std::string key = BlanksForTabs(name);
     attr_def* def = TAVLO_GET_ATTR_DEF_NAME(list, key.c_str());
     if (def == nullptr) {
+        dbfile::CloseInput();
         dbfile::ReportReadError(dbfile::kMsgUnknownSymbol, line, key.c_str());
         return 0;
     }

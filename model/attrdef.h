@@ -19,16 +19,18 @@ struct AttrRange {
 // blanks). STRING and ENUM get an empty default text; ENUM takes the range's
 // text as its enumeration texts; INT, FLOAT and HEX take minimum and maximum,
 // and the minimum as default. Returns 1. A name that is already defined
-// reports error 19 with the name and line and returns 0 (if the read goes
-// on). The ENUM text becomes the definition's only when 1 is returned.
+// closes the input and reports error 19 with the name and line, and returns
+// 0 if the read goes on. The ENUM text becomes the definition's only when 1
+// is returned.
 int DefineAttribute(attr_def** list, const char* name, unsigned int objectType,
                     unsigned int valueType, const AttrRange& range, int line);
 
 // Sets the default of the definition of `name` (tabs in the name become
 // blanks): STRING and ENUM take value.text (the old default text is
 // released), INT, FLOAT and HEX the number. Returns 1. An unknown name
-// reports error 20 with the name and line and returns 0 (if the read goes
-// on). A text becomes the definition's only when 1 is returned.
+// closes the input and reports error 20 with the name and line, and returns
+// 0 if the read goes on. A text becomes the definition's only when 1 is
+// returned.
 int SetAttributeDefault(attr_def* list, const char* name, tavlo_attr_value_t value, int line);
 
 }  // namespace tavlo::model

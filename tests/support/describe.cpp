@@ -8,9 +8,12 @@ namespace tavlo::test {
 
 namespace {
 
+// Significant digits numbers are described with; 17 tells every double apart.
+int gDigits = 17;
+
 std::string Number(double value) {
     char text[40];
-    std::snprintf(text, sizeof text, "%.17g", value);
+    std::snprintf(text, sizeof text, "%.*g", gDigits, value);
     return text;
 }
 
@@ -96,7 +99,8 @@ void Message(std::ostringstream& out, const msgblk* m) {
 
 }  // namespace
 
-std::string DescribeDatabase(const tavlo_root_t& db) {
+std::string DescribeDatabase(const tavlo_root_t& db, int digits) {
+    gDigits = digits;
     std::ostringstream out;
     out << "version=" << Quoted(db.version) << " comment=" << Quoted(db.comment) << "\n";
     for (const attr_def* d = db.attr_defs; d != nullptr; d = d->next) {

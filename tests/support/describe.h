@@ -11,7 +11,9 @@
 
 namespace tavlo::test {
 
-std::string DescribeDatabase(const tavlo_root_t& db);
+// Numbers are given with `digits` significant digits: 17 tells every double
+// apart, 11 is what a database file keeps.
+std::string DescribeDatabase(const tavlo_root_t& db, int digits = 17);
 
 }  // namespace tavlo::test
 

@@ -66,4 +66,10 @@ std::string FileContent(const std::string& path) {
     return content.str();
 }
 
+unsigned int WriteDatabase(const std::string& path, const tavlo_root_t& root) {
+    return TAVLO_WRITE(path.c_str(), root.nodes, root.messages, root.envvars, root.bit_timings,
+                       root.attr_defs, root.db_attrs, root.categories, root.filter, root.comment,
+                       root.version, root.sig_types, root.value_tables);
+}
+
 }  // namespace tavlo::test

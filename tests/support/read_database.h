@@ -30,6 +30,9 @@ std::string TestFilePath(const std::string& suffix);
 // The whole content of a file ("" when it cannot be read).
 std::string FileContent(const std::string& path);
 
+// Writes `root` to `path` with TAVLO_WRITE and returns its result.
+unsigned int WriteDatabase(const std::string& path, const tavlo_root_t& root);
+
 }  // namespace tavlo::test
 
 #endif  // TAVLOMS_TESTS_READ_DATABASE_H

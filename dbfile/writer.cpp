@@ -1,0 +1,914 @@
+// dbfile/writer.cpp: TAVLO_WRITE, the database file writer.
+//
+// Writes the sections of the file in their fixed order, one pass over the
+// lists per section and always in list order; nothing is filtered. A node
+// reference that is missing is written as the dummy node name. Quoted texts
+// are written as they are, except comments, whose double quotes get a
+// backslash.
+#include "dbfile/writer.h"
+
+#include <vector>
+
+#include "dbfile/keywords.h"
+#include "dbfile/report.h"
+#include "platform/platform.h"
+#include "tavloms/dbfile.h"
+
+namespace tavlo::dbfile {
+
+TextOut::TextOut(std::FILE* file) : file_(file), block_(new char[kBlockSize]) {}
+
+TextOut::~TextOut() {
+    Flush();
+}
+
+void TextOut::Flush() {
+    if (used_ > 0) {
+        std::fwrite(block_.get(), 1, used_, file_);
+        used_ = 0;
+    }
+}
+
+void TextOut::PutLong(const char* text, std::size_t length) {
+    Flush();
+    if (length >= kBlockSize) {
+        std::fwrite(text, 1, length, file_);
+        return;
+    }
+    std::memcpy(block_.get(), text, length);
+    used_ = length;
+}
+
+namespace {
+
+constexpr const char* kModule = "canddbw";
+
+constexpr char kNoNode[] = "Corvan__XXX";             // a missing node reference
+constexpr char kAccessWord[] = "DUMMY_NODE_CORVAN";   // followed by the access code
+constexpr char kEmptyEnumText[] = "corvan_leerstring";
+constexpr char kNoneNode[] = "<<none>>";              // the NONE entry of the view filter
+constexpr unsigned int kStringAccess = 0x8000u;       // access bit of a string variable
+
+bool IsEmpty(const char* text) {
+    return text == nullptr || *text == '\0';
+}
+
+const char* NodeName(const symblk* node) {
+    return node != nullptr ? node->name : kNoNode;
+}
+
+bool IsRelation(unsigned int objectType) {
+    return objectType == TAVLO_OBJ_NODE_SIGNAL || objectType == TAVLO_OBJ_NODE_MESSAGE ||
+           objectType == TAVLO_OBJ_NODE_ENVVAR;
+}
+
+// The object word of an attribute definition, with its trailing blank.
+const char* ObjectWord(unsigned int objectType) {
+    switch (objectType) {
+    case TAVLO_OBJ_NODE: return "BU_ ";
+    case TAVLO_OBJ_MESSAGE: return "BO_ ";
+    case TAVLO_OBJ_SIGNAL:
+    case TAVLO_OBJ_SIGTYPE: return "SG_ ";
+    case TAVLO_OBJ_ENVVAR: return "EV_ ";
+    case TAVLO_OBJ_NODE_SIGNAL: return "BU_SG_REL_ ";
+    case TAVLO_OBJ_NODE_MESSAGE: return "BU_BO_REL_ ";
+    case TAVLO_OBJ_NODE_ENVVAR: return "BU_EV_REL_ ";
+    default: return "";  // the database itself
+    }
+}
+
+// ---- Pieces of lines ------------------------------------------------------
+
+enum class Quotes { kAsIs, kEscaped };
+
+// The one writer of quoted texts. kEscaped (comments only) writes every
+// double quote of the text as backslash and double quote.
+void PutQuoted(TextOut& out, const char* text, std::size_t length, Quotes quotes) {
+    out.Put('"');
+    if (quotes == Quotes::kEscaped) {
+        const char* end = text + length;
+        for (const char* quote;
+             (quote = static_cast<const char*>(std::memchr(text, '"', end - text))) != nullptr;
+             text = quote + 1) {
+            out.Put(text, static_cast<std::size_t>(quote - text));
+            out.Put("\\\"", 2);
+        }
+        length = static_cast<std::size_t>(end - text);
+    }
+    out.Put(text, length);
+    out.Put('"');
+}
+
+void PutQuoted(TextOut& out, const char* text, Quotes quotes = Quotes::kAsIs) {
+    if (text == nullptr) {
+        text = "";
+    }
+    PutQuoted(out, text, std::strlen(text), quotes);
+}
+
+// A comment's text and the end of its line.
+void PutCommentText(TextOut& out, const char* text) {
+    PutQuoted(out, text, Quotes::kEscaped);
+    out.Put(";\n");
+}
+
+// A number right-aligned in `width` columns, as "%<width>u" does.
+void PutPadded(TextOut& out, unsigned int value, std::size_t width) {
+    char digits[kNumberRoom];
+    const std::size_t length = FormatUnsigned(value, digits);
+    for (std::size_t i = length; i < width; ++i) {
+        out.Put(' ');
+    }
+    out.Put(digits, length);
+}
+
+// Byte order and sign: "@0+", "@1-", ...
+void PutOrderAndSign(TextOut& out, unsigned int flags) {
+    out.Put('@');
+    out.Put((flags & TAVLO_SIG_MOTOROLA) != 0 ? '0' : '1');
+    out.Put((flags & TAVLO_SIG_SIGNED) != 0 ? '-' : '+');
+}
+
+// " (factor,offset) [minimum|maximum] "unit" "
+void PutScalingAndUnit(TextOut& out, double factor, double offset, double minimum,
+                       double maximum, const char* unit) {
+    out.Put(" (", 2);
+    out.Number(factor);
+    out.Put(',');
+    out.Number(offset);
+    out.Put(") [", 3);
+    out.Number(minimum);
+    out.Put('|');
+    out.Number(maximum);
+    out.Put("] ", 2);
+    PutQuoted(out, unit);
+    out.Put(' ');
+}
+
+// The node names of a relation list, separated by commas.
+void PutNodeNames(TextOut& out, const rxblk* list) {
+    for (const rxblk* entry = list; entry != nullptr; entry = entry->next) {
+        if (entry != list) {
+            out.Put(',');
+        }
+        out.Put(NodeName(entry->symbol));
+    }
+}
+
+// "<id> <signal>", how a signal is named outside its message.
+void PutSignalKey(TextOut& out, const msgblk* message, const sigblk* signal) {
+    out.Unsigned(message->id);
+    out.Put(' ');
+    out.Put(signal->name);
+}
+
+// `<value> "<text>" ` for each entry.
+void PutValueDescriptions(TextOut& out, const val* list) {
+    for (const val* entry = list; entry != nullptr; entry = entry->next) {
+        out.Signed(entry->value);
+        out.Put(' ');
+        PutQuoted(out, entry->text);
+        out.Put(' ');
+    }
+}
+
+// The enumeration texts of an ENUM definition, held as one text with line
+// feeds between them: each piece quoted, the first after a blank, the others
+// after a comma. An empty piece is written as the placeholder; an empty last
+// piece only when no placeholder has been written before it.
+void PutEnumTexts(TextOut& out, const char* texts) {
+    if (texts == nullptr) {
+        texts = "";
+    }
+    bool placeholderWritten = false;
+    char separator = ' ';
+    auto putPiece = [&](const char* piece, std::size_t length) {
+        out.Put(separator);
+        separator = ',';
+        if (length == 0) {
+            PutQuoted(out, kEmptyEnumText);
+            placeholderWritten = true;
+        } else {
+            PutQuoted(out, piece, length, Quotes::kAsIs);
+        }
+    };
+    const char* piece = texts;
+    for (const char* lineFeed; (lineFeed = std::strchr(piece, '\n')) != nullptr;
+         piece = lineFeed + 1) {
+        putPiece(piece, static_cast<std::size_t>(lineFeed - piece));
+    }
+    if (*piece != '\0' || !placeholderWritten) {
+        putPiece(piece, std::strlen(piece));
+    }
+}
+
+// The one formatter of attribute values (and of INT, FLOAT, HEX and STRING
+// defaults): STRING as a quoted text, INT, FLOAT, HEX and ENUM (its index)
+// as a number, any other value type as nothing.
+void PutAttrValue(TextOut& out, const attr_def* def, tavlo_attr_value_t value) {
+    switch (def->value_type) {
+    case TAVLO_ATTR_STRING: PutQuoted(out, value.text); break;
+    case TAVLO_ATTR_INT:
+    case TAVLO_ATTR_FLOAT:
+    case TAVLO_ATTR_HEX:
+    case TAVLO_ATTR_ENUM: out.Number(value.number); break;
+    default: break;
+    }
+}
+
+// The definition of an attribute value; one without is a broken database.
+const attr_def* DefinitionOf(const attr* value) {
+    const attr_def* attr = value->def;
+    TAVLO_ASSERT(attr, kModule);
+    return attr;
+}
+
+// One line per attribute value: `<keyword> "<name>" <object><value>;`, where
+// putObject writes the object's part with its trailing blank.
+template <class PutObject>
+void PutAttrLines(TextOut& out, const char* keyword, const attr* list, PutObject putObject) {
+    for (const attr* value = list; value != nullptr; value = value->next) {
+        const attr_def* def = DefinitionOf(value);
+        out.Put(keyword);
+        out.Put(' ');
+        PutQuoted(out, def->name);
+        out.Put(' ');
+        putObject();
+        PutAttrValue(out, def, value->value);
+        out.Put(";\n", 2);
+    }
+}
+
+// The messages and their signals in file order: one row per message (with
+// a null signal), followed by one row per signal of it. Most sections walk
+// all signals; walking these rows instead of the links lets the records be
+// fetched ahead rather than one link at a time, which matters with hundreds
+// of thousands of signals.
+struct Row {
+    const msgblk* message;
+    const sigblk* signal;  // null on the message's own row
+};
+using Rows = std::vector<Row>;
+
+Rows FlattenMessages(const msgblk* messages) {
+    Rows rows;
+    for (const msgblk* message = messages; message != nullptr; message = message->next) {
+        rows.push_back({message, nullptr});
+        for (const sigblk* signal = message->signals; signal != nullptr; signal = signal->next) {
+            rows.push_back({message, signal});
+        }
+    }
+    return rows;
+}
+
+template <class Visit>
+void ForEachMessage(const Rows& rows, Visit visit) {
+    for (const Row& row : rows) {
+        if (row.signal == nullptr) {
+            visit(row.message);
+        }
+    }
+}
+
+template <class Visit>
+void ForEachSignal(const Rows& rows, Visit visit) {
+    for (const Row& row : rows) {
+        if (row.signal != nullptr) {
+            visit(row.message, row.signal);
+        }
+    }
+}
+
+// ---- Sections, in file order ----------------------------------------------
+
+void WriteVersion(TextOut& out, const char* version) {
+    out.Put("VERSION ");
+    PutQuoted(out, version);
+    out.Put("\n\n", 2);
+}
+
+// Whether the database holds anything beyond nodes, messages without signals
+// and plain variables. The filter number and database attributes do not
+// count.
+bool NeedsNewSymbolList(const tavlo_root_t& db) {
+    if (!IsEmpty(db.comment)) {
+        return true;
+    }
+    for (const symblk* node = db.nodes; node != nullptr; node = node->next) {
+        if (!IsEmpty(node->comment)) {
+            return true;
+        }
+    }
+    for (const msgblk* message = db.messages; message != nullptr; message = message->next) {
+        if (!IsEmpty(message->comment) || message->signals != nullptr) {
+            return true;
+        }
+    }
+    for (const env_var_blk* envvar = db.envvars; envvar != nullptr; envvar = envvar->next) {
+        if (envvar->type == TAVLO_ENV_DATA) {
+            return true;
+        }
+    }
+    return db.filter.categories != nullptr || db.filter.nodes != nullptr ||
+           db.attr_defs != nullptr || db.categories != nullptr || db.sig_types != nullptr;
+}
+
+// The keywords after "NS_" and the new symbols of the current read.
+void WriteNewSymbols(TextOut& out) {
+    out.Put("\nNS_ : \n");
+    for (int row = kNewSymbolRow + 1; row < kKeywordCount; ++row) {
+        out.Put('\t');
+        out.Put(kKeywords[row].text);
+        out.Put('\n');
+    }
+    for (const NewSymbol* symbol = NewSymbols(); symbol != nullptr; symbol = symbol->next) {
+        out.Put('\t');
+        out.Put(symbol->name);
+        out.Put('\n');
+    }
+    out.Put('\n');
+}
+
+void WriteBitTimings(TextOut& out, const btlblk* timings) {
+    out.Put("BS_:\n");
+    for (const btlblk* timing = timings; timing != nullptr; timing = timing->next) {
+        out.Put(' ');
+        PutPadded(out, timing->baudrate, 5);
+        out.Put(':');
+        PutPadded(out, timing->btr1, 3);
+        out.Put(',');
+        PutPadded(out, timing->btr2, 3);
+        out.Put('\n');
+    }
+    out.Put('\n');
+}
+
+void WriteNodes(TextOut& out, const symblk* nodes) {
+    out.Put("BU_:");
+    for (const symblk* node = nodes; node != nullptr; node = node->next) {
+        out.Put(' ');
+        out.Put(node->name);
+    }
+    out.Put('\n');
+}
+
+void WriteValueTables(TextOut& out, const valtable* tables) {
+    for (const valtable* table = tables; table != nullptr; table = table->next) {
+        out.Put("VAL_TABLE_ ");
+        out.Put(table->name);
+        out.Put(' ');
+        PutValueDescriptions(out, table->value_descriptions);
+        out.Put(";\n", 2);
+    }
+    out.Put('\n');
+}
+
+void WriteSignal(TextOut& out, const sigblk* signal) {
+    out.Put(" SG_ ", 5);
+    out.Put(signal->name);
+    const unsigned int flags = signal->flags;
+    if ((flags & TAVLO_SIG_MODE) != 0) {
+        out.Put(" M", 2);
+    } else if ((flags & TAVLO_SIG_MULTIPLEXED) != 0) {
+        out.Put(" m", 2);
+        out.Unsigned(signal->mode_value);
+    }
+    out.Put(" : ", 3);
+    out.Unsigned(signal->start_bit);
+    out.Put('|');
+    out.Unsigned(signal->length);
+    PutOrderAndSign(out, flags);
+    PutScalingAndUnit(out, signal->factor, signal->offset, signal->minimum, signal->maximum,
+                      signal->unit);
+    const rxblk* receivers = signal->receivers;
+    if (receivers != nullptr) {
+        out.Put(' ');
+        PutNodeNames(out, receivers);
+    } else {
+        out.Put(kNoNode, sizeof kNoNode - 1);
+    }
+    out.Put('\n');
+}
+
+void WriteMessages(TextOut& out, const Rows& rows) {
+    for (const Row& row : rows) {
+        if (row.signal != nullptr) {
+            WriteSignal(out, row.signal);
+            continue;
+        }
+        const msgblk* message = row.message;
+        out.Put("\nBO_ ", 5);
+        out.Unsigned(message->id);
+        out.Put(' ');
+        out.Put(message->name);
+        out.Put(": ", 2);
+        out.Unsigned(message->dlc);
+        out.Put(' ');
+        out.Put(NodeName(message->transmitter));
+        out.Put('\n');
+    }
+    out.Put('\n');
+}
+
+// A single transmitter entry is never written.
+void WriteTransmitters(TextOut& out, const Rows& rows) {
+    ForEachMessage(rows, [&](const msgblk* message) {
+        const rxblk* transmitters = message->transmitters;
+        if (transmitters == nullptr || transmitters->next == nullptr) {
+            return;
+        }
+        out.Put("BO_TX_BU_ ");
+        out.Unsigned(message->id);
+        out.Put(" : ", 3);
+        PutNodeNames(out, transmitters);
+        out.Put(";\n", 2);
+    });
+}
+
+// Strings and data are written as type 0; a string variable is marked by
+// the access bit instead, a data variable by its ENVVAR_DATA_ line.
+void WriteEnvvars(TextOut& out, const env_var_blk* envvars) {
+    out.Put('\n');
+    for (const env_var_blk* envvar = envvars; envvar != nullptr; envvar = envvar->next) {
+        const unsigned int type = envvar->type;
+        out.Put("\nEV_ ");
+        out.Put(envvar->name);
+        out.Put(": ", 2);
+        out.Unsigned(type == TAVLO_ENV_STRING || type == TAVLO_ENV_DATA ? 0 : type);
+        out.Put(" [", 2);
+        out.Number(envvar->minimum);
+        out.Put('|');
+        out.Number(envvar->maximum);
+        out.Put("] ", 2);
+        PutQuoted(out, envvar->unit);
+        out.Put(' ');
+        out.Number(envvar->initial_value);
+        out.Put(' ');
+        out.Unsigned(envvar->id);
+        out.Put(' ');
+        out.Put(kAccessWord, sizeof kAccessWord - 1);
+        out.Hex(envvar->access_type | (type == TAVLO_ENV_STRING ? kStringAccess : 0u));
+        out.Put(' ');
+        const rxblk* accessNodes = envvar->access_nodes;
+        if (accessNodes != nullptr) {
+            out.Put(' ');
+            PutNodeNames(out, accessNodes);
+        } else {
+            out.Put(kNoNode, sizeof kNoNode - 1);
+        }
+        out.Put(";\n", 2);
+    }
+}
+
+void WriteEnvvarData(TextOut& out, const env_var_blk* envvars) {
+    for (const env_var_blk* envvar = envvars; envvar != nullptr; envvar = envvar->next) {
+        if (envvar->type != TAVLO_ENV_DATA) {
+            continue;
+        }
+        out.Put("ENVVAR_DATA_ ");
+        out.Put(envvar->name);
+        out.Put(": ", 2);
+        out.Unsigned(envvar->data_length);
+        out.Put(";\n", 2);
+    }
+}
+
+void WriteSigTypes(TextOut& out, const sigtype* types) {
+    for (const sigtype* type = types; type != nullptr; type = type->next) {
+        out.Put("SGTYPE_ ");
+        out.Put(type->name);
+        out.Put(" : ", 3);
+        out.Unsigned(type->length);
+        PutOrderAndSign(out, type->flags);
+        PutScalingAndUnit(out, type->factor, type->offset, type->minimum, type->maximum,
+                          type->unit);
+        out.Put(' ');
+        out.Number(type->default_value);
+        const valtable* table = type->value_list;
+        if (table != nullptr) {
+            out.Put(' ');
+            out.Put(table->name);
+        }
+        out.Put(";\n", 2);
+    }
+}
+
+void WriteComments(TextOut& out, const tavlo_root_t& db, const Rows& rows) {
+    out.Put('\n');
+    if (!IsEmpty(db.comment)) {
+        out.Put("CM_ ");
+        PutCommentText(out, db.comment);
+    }
+    for (const symblk* node = db.nodes; node != nullptr; node = node->next) {
+        if (!IsEmpty(node->comment)) {
+            out.Put("CM_ BU_ ");
+            out.Put(node->name);
+            out.Put(' ');
+            PutCommentText(out, node->comment);
+        }
+    }
+    for (const Row& row : rows) {
+        if (row.signal == nullptr) {
+            if (!IsEmpty(row.message->comment)) {
+                out.Put("CM_ BO_ ");
+                out.Unsigned(row.message->id);
+                out.Put(' ');
+                PutCommentText(out, row.message->comment);
+            }
+        } else if (!IsEmpty(row.signal->comment)) {
+            out.Put("CM_ SG_ ");
+            PutSignalKey(out, row.message, row.signal);
+            out.Put(' ');
+            PutCommentText(out, row.signal->comment);
+        }
+    }
+    for (const env_var_blk* envvar = db.envvars; envvar != nullptr; envvar = envvar->next) {
+        if (!IsEmpty(envvar->comment)) {
+            out.Put("CM_ EV_ ");
+            out.Put(envvar->name);
+            out.Put(' ');
+            PutCommentText(out, envvar->comment);
+        }
+    }
+    for (const sigtype* type = db.sig_types; type != nullptr; type = type->next) {
+        if (!IsEmpty(type->comment)) {
+            out.Put("CM_ SGTYPE_ ");
+            out.Put(type->name);
+            out.Put(' ');
+            PutCommentText(out, type->comment);
+        }
+    }
+}
+
+// `<keyword> <object word> "<name>" <value type>;`
+void PutAttrDefLine(TextOut& out, const char* keyword, const attr_def* def) {
+    out.Put(keyword);
+    out.Put(ObjectWord(def->object_type));
+    out.Put(' ');
+    PutQuoted(out, def->name);
+    out.Put(' ');
+    WriteValueType(out, def);
+    out.Put(";\n", 2);
+}
+
+// Three passes: plain definitions (signal types with the object word of
+// signals), signal-type definitions once more, relation definitions.
+void WriteAttrDefs(TextOut& out, const attr_def* defs) {
+    for (const attr_def* def = defs; def != nullptr; def = def->next) {
+        if (!IsRelation(def->object_type)) {
+            PutAttrDefLine(out, "BA_DEF_ ", def);
+        }
+    }
+    for (const attr_def* def = defs; def != nullptr; def = def->next) {
+        if (def->object_type == TAVLO_OBJ_SIGTYPE) {
+            out.Put("BA_DEF_SGTYPE_ ");
+            PutQuoted(out, def->name);
+            out.Put(";\n", 2);
+        }
+    }
+    for (const attr_def* def = defs; def != nullptr; def = def->next) {
+        if (IsRelation(def->object_type)) {
+            PutAttrDefLine(out, "BA_DEF_REL_ ", def);
+        }
+    }
+}
+
+void WriteAttrDefaults(TextOut& out, const attr_def* defs) {
+    for (const attr_def* def = defs; def != nullptr; def = def->next) {
+        out.Put(IsRelation(def->object_type) ? "BA_DEF_DEF_REL_" : "BA_DEF_DEF_ ");
+        out.Put(' ');
+        PutQuoted(out, def->name);
+        out.Put(' ');
+        const tavlo_attr_value_t value = def->default_value;
+        if (def->value_type == TAVLO_ATTR_ENUM) {
+            PutQuoted(out, value.text);  // an ENUM default is its text
+        } else {
+            PutAttrValue(out, def, value);
+        }
+        out.Put(";\n", 2);
+    }
+}
+
+void WriteAttrValues(TextOut& out, const tavlo_root_t& db, const Rows& rows) {
+    PutAttrLines(out, "BA_", db.db_attrs, [] {});
+    for (const symblk* node = db.nodes; node != nullptr; node = node->next) {
+        PutAttrLines(out, "BA_", node->attributes, [&] {
+            out.Put("BU_ ", 4);
+            out.Put(node->name);
+            out.Put(' ');
+        });
+    }
+    ForEachMessage(rows, [&](const msgblk* message) {
+        PutAttrLines(out, "BA_", message->attributes, [&] {
+            out.Put("BO_ ", 4);
+            out.Unsigned(message->id);
+            out.Put(' ');
+        });
+    });
+    ForEachSignal(rows, [&](const msgblk* message, const sigblk* signal) {
+        PutAttrLines(out, "BA_", signal->attributes, [&] {
+            out.Put("SG_ ", 4);
+            PutSignalKey(out, message, signal);
+            out.Put(' ');
+        });
+    });
+    for (const env_var_blk* envvar = db.envvars; envvar != nullptr; envvar = envvar->next) {
+        PutAttrLines(out, "BA_", envvar->attributes, [&] {
+            out.Put("EV_ ", 4);
+            out.Put(envvar->name);
+            out.Put(' ');
+        });
+    }
+    for (const sigtype* type = db.sig_types; type != nullptr; type = type->next) {
+        PutAttrLines(out, "BA_SGTYPE_", type->attributes, [&] {
+            out.Put("SGTYPE_ ");
+            out.Put(type->name);
+            out.Put(' ');
+        });
+    }
+
+    ForEachSignal(rows, [&](const msgblk* message, const sigblk* signal) {
+        for (const rxblk* rx = signal->receivers; rx != nullptr; rx = rx->next) {
+            PutAttrLines(out, "BA_REL_", rx->attributes, [&] {
+                out.Put("BU_SG_REL_ ");
+                out.Put(NodeName(rx->symbol));
+                out.Put(" SG_ ", 5);
+                PutSignalKey(out, message, signal);
+                out.Put(' ');
+            });
+        }
+    });
+    ForEachMessage(rows, [&](const msgblk* message) {
+        for (const rxblk* tx = message->transmitters; tx != nullptr; tx = tx->next) {
+            PutAttrLines(out, "BA_REL_", tx->attributes, [&] {
+                out.Put("BU_BO_REL_ ");
+                out.Put(NodeName(tx->symbol));
+                out.Put(' ');
+                out.Unsigned(message->id);
+                out.Put(' ');
+            });
+        }
+    });
+    for (const env_var_blk* envvar = db.envvars; envvar != nullptr; envvar = envvar->next) {
+        for (const rxblk* access = envvar->access_nodes; access != nullptr; access = access->next) {
+            PutAttrLines(out, "BA_REL_", access->attributes, [&] {
+                out.Put("BU_EV_REL_ ");
+                out.Put(NodeName(access->symbol));
+                out.Put(' ');
+                out.Put(envvar->name);
+                out.Put(' ');
+            });
+        }
+    }
+}
+
+void WriteValueDescriptions(TextOut& out, const Rows& rows, const env_var_blk* envvars) {
+    ForEachSignal(rows, [&](const msgblk* message, const sigblk* signal) {
+        const val* descriptions = signal->value_descriptions;
+        if (descriptions != nullptr) {
+            out.Put("VAL_ ", 5);
+            PutSignalKey(out, message, signal);
+            out.Put(' ');
+            PutValueDescriptions(out, descriptions);
+            out.Put(";\n", 2);
+        }
+    });
+    for (const env_var_blk* envvar = envvars; envvar != nullptr; envvar = envvar->next) {
+        const val* descriptions = envvar->value_descriptions;
+        if (descriptions != nullptr) {
+            out.Put("VAL_ ", 5);
+            out.Put(envvar->name);
+            out.Put(' ');
+            PutValueDescriptions(out, descriptions);
+            out.Put(";\n", 2);
+        }
+    }
+}
+
+void WriteCategories(TextOut& out, const tavlo_root_t& db, const Rows& rows) {
+    for (const cat* category = db.categories; category != nullptr; category = category->next) {
+        out.Put("CAT_DEF_ ");
+        out.Signed(category->number);
+        out.Put(' ');
+        out.Put(category->name);
+        out.Put(' ');
+        out.Signed(category->value);
+        out.Put(";\n", 2);
+    }
+    for (const symblk* node = db.nodes; node != nullptr; node = node->next) {
+        const cat* category = node->category;
+        if (category != nullptr) {
+            out.Put("CAT_ BU_ ");
+            out.Put(node->name);
+            out.Put(' ');
+            out.Signed(category->number);
+            out.Put(";\n", 2);
+        }
+    }
+    for (const env_var_blk* envvar = db.envvars; envvar != nullptr; envvar = envvar->next) {
+        const cat* category = envvar->category;
+        if (category != nullptr) {
+            out.Put("CAT_ EV_ ");
+            out.Put(envvar->name);
+            out.Put(' ');
+            out.Signed(category->number);
+            out.Put(";\n", 2);
+        }
+    }
+    ForEachMessage(rows, [&](const msgblk* message) {
+        const cat* category = message->category;
+        if (category != nullptr) {
+            out.Put("CAT_ BO_ ");
+            out.Unsigned(message->id);
+            out.Put(' ');
+            out.Signed(category->number);
+            out.Put(";\n", 2);
+        }
+    });
+}
+
+// Null entries stand for the NONE category and the NONE node; an empty list
+// is written as its NONE entry.
+void WriteFilter(TextOut& out, const filter_t& filter) {
+    const filtercatblk* categories = filter.categories;
+    const rxblk* nodes = filter.nodes;
+    if (categories == nullptr && nodes == nullptr) {
+        return;
+    }
+    out.Put("FILTER ");
+    out.Unsigned(filter.number);
+    out.Put(" CAT_ ");
+    if (categories == nullptr) {
+        out.Put("0 ", 2);
+    }
+    for (const filtercatblk* entry = categories; entry != nullptr; entry = entry->next) {
+        const cat* category = entry->act;
+        out.Signed(category != nullptr ? category->number : 0);
+        out.Put(' ');
+    }
+    out.Put("BU_ ", 4);
+    if (nodes == nullptr) {
+        PutQuoted(out, kNoneNode);
+        out.Put(' ');
+    }
+    for (const rxblk* entry = nodes; entry != nullptr; entry = entry->next) {
+        const symblk* node = entry->symbol;
+        if (node != nullptr) {
+            out.Put(node->name);
+        } else {
+            PutQuoted(out, kNoneNode);
+        }
+        out.Put(' ');
+    }
+    out.Put(";\n", 2);
+}
+
+void WriteSigTypeRefs(TextOut& out, const Rows& rows) {
+    ForEachSignal(rows, [&](const msgblk* message, const sigblk* signal) {
+        const sigtype* type = signal->sig_type;
+        if (type != nullptr) {
+            out.Put("SIG_TYPE_REF_ ");
+            PutSignalKey(out, message, signal);
+            out.Put(" : ", 3);
+            out.Put(type->name);
+            out.Put(";\n", 2);
+        }
+    });
+}
+
+void WriteSignalGroups(TextOut& out, const Rows& rows) {
+    ForEachMessage(rows, [&](const msgblk* message) {
+        for (const siggroupblk* group = message->signal_groups; group != nullptr;
+             group = group->next) {
+            out.Put("SIG_GROUP_ ");
+            out.Unsigned(message->id);
+            out.Put(' ');
+            out.Put(group->name);
+            out.Put(' ');
+            out.Unsigned(group->repetitions);
+            out.Put(" :", 2);
+            for (const siglistblk* member = group->signals; member != nullptr;
+                 member = member->next) {
+                const sigblk* signal = member->signal;
+                if (signal != nullptr) {
+                    out.Put(' ');
+                    out.Put(signal->name);
+                }
+            }
+            out.Put(";\n", 2);
+        }
+    });
+}
+
+void WriteSignalValueTypes(TextOut& out, const Rows& rows) {
+    ForEachSignal(rows, [&](const msgblk* message, const sigblk* signal) {
+        const unsigned int valueType = signal->value_type;
+        if (valueType != TAVLO_VALUE_INTEGER) {
+            out.Put("SIG_VALTYPE_ ");
+            PutSignalKey(out, message, signal);
+            out.Put(" : ", 3);
+            out.Unsigned(valueType);
+            out.Put(";\n", 2);
+        }
+    });
+}
+
+void WriteSigTypeValueTypes(TextOut& out, const sigtype* types) {
+    for (const sigtype* type = types; type != nullptr; type = type->next) {
+        const unsigned int valueType = type->value_type;
+        if (valueType != TAVLO_VALUE_INTEGER) {
+            out.Put("SIGTYPE_VALTYPE_ ");
+            out.Put(type->name);
+            out.Put(" : ", 3);
+            out.Unsigned(valueType);
+            out.Put(";\n", 2);
+        }
+    }
+}
+
+void WriteDatabase(TextOut& out, const tavlo_root_t& db) {
+    const Rows rows = FlattenMessages(db.messages);
+    WriteVersion(out, db.version);
+    if (NeedsNewSymbolList(db)) {
+        WriteNewSymbols(out);
+    }
+    WriteBitTimings(out, db.bit_timings);
+    WriteNodes(out, db.nodes);
+    WriteValueTables(out, db.value_tables);
+    WriteMessages(out, rows);
+    WriteTransmitters(out, rows);
+    WriteEnvvars(out, db.envvars);
+    WriteEnvvarData(out, db.envvars);
+    WriteSigTypes(out, db.sig_types);
+    WriteComments(out, db, rows);
+    WriteAttrDefs(out, db.attr_defs);
+    WriteAttrDefaults(out, db.attr_defs);
+    WriteAttrValues(out, db, rows);
+    WriteValueDescriptions(out, rows, db.envvars);
+    WriteCategories(out, db, rows);
+    WriteFilter(out, db.filter);
+    WriteSigTypeRefs(out, rows);
+    WriteSignalGroups(out, rows);
+    WriteSignalValueTypes(out, rows);
+    WriteSigTypeValueTypes(out, db.sig_types);
+}
+
+}  // namespace
+
+void WriteValueType(TextOut& out, const attr_def* attr) {
+    TAVLO_ASSERT(attr, kModule);
+    switch (attr->value_type) {
+    case TAVLO_ATTR_INT:
+    case TAVLO_ATTR_HEX:
+    case TAVLO_ATTR_FLOAT: {
+        const tavlo_attr_value_t minimum = attr->minimum;
+        out.Put(attr->value_type == TAVLO_ATTR_INT   ? "INT "
+                : attr->value_type == TAVLO_ATTR_HEX ? "HEX "
+                                                     : "FLOAT ");
+        out.Number(minimum.number);
+        out.Put(' ');
+        out.Number(attr->maximum);
+        break;
+    }
+    case TAVLO_ATTR_STRING: out.Put("STRING "); break;
+    case TAVLO_ATTR_ENUM: {
+        const tavlo_attr_value_t texts = attr->minimum;
+        out.Put("ENUM ");
+        PutEnumTexts(out, texts.text);
+        break;
+    }
+    default: break;
+    }
+}
+
+void WriteNewSymbolDescriptions(TextOut& out) {
+    out.Put("NS_DESC_ :");
+    for (const Keyword& keyword : kKeywords) {
+        out.Put(' ');
+        out.Put(keyword.text);
+        out.Put(' ');
+        out.Put(keyword.description);
+    }
+    out.Put(';');
+}
+
+}  // namespace tavlo::dbfile
+
+extern "C" unsigned int TAVLO_WRITE(const char* file, symblk* nodes, msgblk* messages,
+                                    env_var_blk* envvars, btlblk* bitTimings,
+                                    attr_def* attrDefs, attr* dbAttrs, cat* categories,
+                                    filter_t filter, char* comment, char* version,
+                                    sigtype* sigTypes, valtable* valueTables) {
+    std::FILE* stream = file != nullptr ? std::fopen(file, "w") : nullptr;
+    if (stream == nullptr) {
+        return tavlo::dbfile::kMsgCouldNotWrite;
+    }
+    const tavlo_root_t db{nodes,      messages, envvars, bitTimings, attrDefs, dbAttrs,
+                          categories, filter,   comment, version,    sigTypes, valueTables};
+    {
+        tavlo::dbfile::TextOut out(stream);
+        tavlo::dbfile::WriteDatabase(out, db);
+    }
+    std::fclose(stream);
+    return 0;
+}

@@ -1,0 +1,80 @@
+// dbfile/writer.h: the writer's output buffer and the pieces of the writer
+// that are reached from outside TAVLO_WRITE.
+//
+// The writer produces files of many megabytes, so text is gathered in one
+// large block and handed to the file a block at a time, never per field.
+#ifndef TAVLOMS_DBFILE_WRITER_H
+#define TAVLOMS_DBFILE_WRITER_H
+
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include "dbfile/number.h"
+#include "tavloms/records.h"
+
+namespace tavlo::dbfile {
+
+// Text for an open file, gathered in memory. What was put is written out
+// when the block is full, on Flush, and when the object goes away; the
+// results of the writes are not checked.
+class TextOut {
+public:
+    explicit TextOut(std::FILE* file);
+    ~TextOut();
+    TextOut(const TextOut&) = delete;
+    TextOut& operator=(const TextOut&) = delete;
+
+    void Put(char c) {
+        if (used_ == kBlockSize) {
+            Flush();
+        }
+        block_[used_++] = c;
+    }
+    void Put(const char* text, std::size_t length) {
+        if (length > kBlockSize - used_) {
+            PutLong(text, length);
+            return;
+        }
+        std::memcpy(block_.get() + used_, text, length);
+        used_ += length;
+    }
+    void Put(const char* text) { Put(text, std::strlen(text)); }
+
+    void Number(double value) { used_ += FormatNumber(value, Room()); }  // "%.11G"
+    void Unsigned(unsigned long long value) { used_ += FormatUnsigned(value, Room()); }
+    void Signed(long long value) { used_ += FormatSigned(value, Room()); }
+    void Hex(unsigned int value) { used_ += FormatHex(value, Room()); }  // "%X"
+
+    void Flush();
+
+private:
+    static constexpr std::size_t kBlockSize = std::size_t{1} << 20;
+
+    // Space for one number at the end of the block.
+    char* Room() {
+        if (kBlockSize - used_ < kNumberRoom) {
+            Flush();
+        }
+        return block_.get() + used_;
+    }
+    void PutLong(const char* text, std::size_t length);
+
+    std::FILE* file_;
+    std::unique_ptr<char[]> block_;
+    std::size_t used_ = 0;
+};
+
+// Writes the value type of an attribute definition with its range or its
+// enumeration texts ("INT 0 10", "STRING ", "ENUM  \"a\",\"b\""). A null
+// definition is an assertion failure.
+void WriteValueType(TextOut& out, const attr_def* attr);
+
+// Writes the "NS_DESC_ :" statement: every keyword with its description.
+// TAVLO_WRITE does not write it.
+void WriteNewSymbolDescriptions(TextOut& out);
+
+}  // namespace tavlo::dbfile
+
+#endif  // TAVLOMS_DBFILE_WRITER_H
