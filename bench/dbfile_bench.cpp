@@ -155,10 +155,6 @@ void BM_WriteDatabaseFile(benchmark::State& state) {
         state.SkipWithError(error.c_str());
         return;
     }
-#if !defined(TAVLOMS_BENCH_WRITER)
-    TAVLO_FREE_ROOT(&root);
-    state.SkipWithError("the library has no database file writer yet");
-#else
     const std::string output = TempPath("_output.dbc").string();
     for (auto _ : state) {
         unsigned int result = TAVLO_WRITE(output.c_str(), root.nodes, root.messages, root.envvars,
@@ -178,7 +174,6 @@ void BM_WriteDatabaseFile(benchmark::State& state) {
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
                             static_cast<int64_t>(written));
     state.counters["written_bytes"] = static_cast<double>(written);
-#endif
 }
 BENCHMARK(BM_WriteDatabaseFile)->Unit(benchmark::kMillisecond)->UseRealTime();
 
