@@ -285,16 +285,17 @@ void WriteAttributeValues(Text& text, unsigned int messages) {
 void WriteValueDescriptions(Text& text, unsigned int messages) {
     for (unsigned int m = 0; m < messages; ++m) {
         const unsigned int id = MessageId(m);
-        // The State signal of every third message, and the mode signal of multiplexed ones.
-        if (m % 3 == 0) {
-            text.Format("VAL_ %u ", id);
-            SignalName(text, m, 2);
-            text.Add(" 3 \"Error\" 2 \"Active\" 1 \"Standby\" 0 \"Off\" ;\n");
-        }
+        // The mode signal of multiplexed messages and the State signal of
+        // every third message, in signal order.
         if (IsMultiplexed(m)) {
             text.Format("VAL_ %u ", id);
             SignalName(text, m, 0);
             text.Add(" 3 \"PageD\" 2 \"PageC\" 1 \"PageB\" 0 \"PageA\" ;\n");
+        }
+        if (m % 3 == 0) {
+            text.Format("VAL_ %u ", id);
+            SignalName(text, m, 2);
+            text.Add(" 3 \"Error\" 2 \"Active\" 1 \"Standby\" 0 \"Off\" ;\n");
         }
     }
 }

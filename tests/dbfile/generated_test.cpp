@@ -3,6 +3,8 @@
 // and the fuzz seeds exercise what they claim to.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <string>
 
@@ -163,6 +165,24 @@ TEST_F(GeneratedDatabase, KeepsAttributesAndValueDescriptions) {
     unsigned int entries = 0;
     for (const val* v = Signal(Message(0), 2)->value_descriptions; v; v = v->next) ++entries;
     EXPECT_EQ(entries, 4u);
+}
+
+// The generator writes the canonical forms, so the writer gives back the
+// very same text.
+TEST_F(GeneratedDatabase, WritesBackTheSameText) {
+    const std::string path = tavlo::test::TestFilePath(".dbc");
+    ASSERT_EQ(TAVLO_WRITE(path.c_str(), root_.nodes, root_.messages, root_.envvars,
+                          root_.bit_timings, root_.attr_defs, root_.db_attrs, root_.categories,
+                          root_.filter, root_.comment, root_.version, root_.sig_types,
+                          root_.value_tables),
+              0u);
+    const std::string written = tavlo::test::FileContent(path);
+    std::remove(path.c_str());
+    const std::string expected = tavloms_bench::GenerateDatabaseText(kMessages);
+    ASSERT_EQ(written.size(), expected.size());
+    EXPECT_TRUE(written == expected) << "first difference at byte "
+                                     << std::mismatch(written.begin(), written.end(),
+                                                      expected.begin()).first - written.begin();
 }
 
 }  // namespace
