@@ -1,9 +1,12 @@
 /* first_database: build a small CAN database in memory through the flat
- * interface, look things up in it, copy it, and release it.
+ * interface, look things up in it, copy it, write the copy as a database
+ * file, read the file back, and release everything.
  *
- *     first_database
+ *     first_database [FILE]      (FILE defaults to first_database.dbc; it is
+ *                                 removed again at the end)
  *
- * Prints what it built and found; exits 0. */
+ * Prints what it built and found; exits 0, or 1 when the file cannot be
+ * written or read. */
 #include <stdio.h>
 #include <string.h>
 
@@ -38,9 +41,11 @@ static sigblk* add_signal(msgblk* message, const char* name, unsigned short star
     return signal;
 }
 
-int main(void) {
+int main(int argc, char** argv) {
+    const char* path = argc > 1 ? argv[1] : "first_database.dbc";
     tavlo_root_t db;
     tavlo_root_t copy;
+    tavlo_root_t back;
     symblk* engine;
     symblk* dash;
     msgblk* message;
@@ -90,6 +95,28 @@ int main(void) {
     m = TAVLO_GET_MESSAGE_NAME(copy.messages, "EngineStatus");
     printf("The copy stands on its own: %s is sent by its own %s\n", m->name,
            m->transmitter->name);
+
+    /* Write the copy as a database file and read the file back. */
+    if (TAVLO_WRITE(path, copy.nodes, copy.messages, copy.envvars, copy.bit_timings,
+                    copy.attr_defs, copy.db_attrs, copy.categories, copy.filter, copy.comment,
+                    copy.version, copy.sig_types, copy.value_tables) != 0) {
+        fprintf(stderr, "first_database: cannot write %s\n", path);
+        TAVLO_FREE_ROOT(&copy);
+        return 1;
+    }
     TAVLO_FREE_ROOT(&copy);
+    memset(&back, 0, sizeof back);
+    if (TAVLO_READ(path, &back.nodes, &back.messages, &back.envvars, &back.bit_timings,
+                   &back.attr_defs, &back.db_attrs, &back.categories, &back.filter,
+                   &back.comment, &back.version, &back.sig_types, &back.value_tables) != 0) {
+        fprintf(stderr, "first_database: cannot read %s back\n", path);
+        TAVLO_FREE_ROOT(&back);
+        return 1;
+    }
+    s = TAVLO_GET_SIGNAL(back.messages, 0x123, "EngineSpeed");
+    printf("Written to %s and read back: %s has %u receiver(s), unit %s\n", path, s->name,
+           (unsigned)s->receiver_count, s->unit);
+    TAVLO_FREE_ROOT(&back);
+    remove(path);
     return 0;
 }

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds the library in Release and runs the bundled example, which builds a
-# database in memory, looks things up, copies it and releases it.
+# database in memory, looks things up, copies it, writes the copy as a database
+# file and reads it back.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/deps.sh
