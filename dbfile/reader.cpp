@@ -197,13 +197,14 @@ private:
     void sigtype_values();
     void comment();
     void user_define(int token);
-    unsigned int data_type(model::AttrRange* range);
+    unsigned int data_type(model::AttrRange* range, std::string* enumTexts);
     void sigtype_attr();
     void user_define_default();
     void user_attribute();
     void user_attribute_sigtype();
     void user_attribute_rel();
     attr* value(attr_def* def, const Name& name);
+    double EnumIndex(const attr_def* def, const Name& name);
     void sig_values();
     val* value_descriptions();
     void category_def();
@@ -359,7 +360,9 @@ void Parser::ExpectString(std::string* text) {
     Advance();
 }
 
-// The current string token as a new text of the caller's.
+// The current string token as a new text of the caller's. The token stays
+// current: the caller links the text in before it reads on, so that an
+// error in what follows cannot lose it.
 char* Parser::TakeText() {
     if (tok_ != kTokString) {
         SyntaxError();
@@ -371,7 +374,6 @@ char* Parser::TakeText() {
     }
     std::memcpy(text, token.text, token.length);
     text[token.length] = '\0';
-    Advance();
     return text;
 }
 
@@ -557,6 +559,7 @@ void Parser::version() {
     char* text = TakeText();
     TAVLO_MFREE(*lists_.version);
     *lists_.version = text;
+    Advance();
 }
 
 // new_symbols -> NS_ ':' new_symbol_list
@@ -686,8 +689,8 @@ val* Parser::value_descriptions() {
             val* entry = New<val>();
             entry->value = static_cast<int>(static_cast<std::uint32_t>(number));
             model::CopyName(entry->text, CurrentToken().text);
-            Advance();
             Link(&last, entry, [&](auto* first) { head = first; });
+            Advance();
         }
     } catch (...) {
         model::ReleaseValueDescriptions(head);
@@ -1014,6 +1017,7 @@ void Parser::SetComment(char** slot) {
     char* text = TakeText();
     TAVLO_MFREE(*slot);
     *slot = text;
+    Advance();
 }
 
 template <class T>
@@ -1076,10 +1080,9 @@ void Parser::comment() {
 
 // data_type -> INT signed signed | HEX signed signed | FLOAT signed_float
 //              signed_float | STRING | ENUM [STRING (',' STRING)*]
-// An ENUM's texts are joined by line feeds into range->minimum.text, a new
-// text of the caller's; each is cut to 32 characters, and "corvan_leerstring"
-// stands for the empty text.
-unsigned int Parser::data_type(model::AttrRange* range) {
+// An ENUM's texts are joined by line feeds into `enumTexts`; each is cut to
+// 32 characters, and "corvan_leerstring" stands for the empty text.
+unsigned int Parser::data_type(model::AttrRange* range, std::string* enumTexts) {
     range->minimum.number = 0.0;
     range->maximum = 0.0;
     const int token = tok_;
@@ -1098,7 +1101,8 @@ unsigned int Parser::data_type(model::AttrRange* range) {
         return TAVLO_ATTR_STRING;
     case kTokUserEnum: {
         Advance();
-        std::string joined;
+        std::string& joined = *enumTexts;
+        joined.clear();
         bool first = true;
         while (tok_ == kTokString || (!first && tok_ == ',')) {
             if (!first) {
@@ -1115,10 +1119,6 @@ unsigned int Parser::data_type(model::AttrRange* range) {
             }
             joined += text_;
             first = false;
-        }
-        range->minimum.text = model::DuplicateText(joined.c_str());
-        if (range->minimum.text == nullptr) {
-            Fail(kMsgNotEnoughMemory, -1, nullptr);
         }
         return TAVLO_ATTR_ENUM;
     }
@@ -1158,13 +1158,19 @@ void Parser::user_define(int token) {
     ExpectString(&text_);
     std::string name = text_;
     model::AttrRange range;
-    const unsigned int valueType = data_type(&range);
-    char* enumTexts = valueType == TAVLO_ATTR_ENUM ? range.minimum.text : nullptr;
+    std::string texts;
+    const unsigned int valueType = data_type(&range, &texts);
     if (tok_ != ';') {
-        TAVLO_MFREE(enumTexts);
         SyntaxError();
     }
-    Advance();
+    char* enumTexts = nullptr;
+    if (valueType == TAVLO_ATTR_ENUM) {
+        enumTexts = model::DuplicateText(texts.c_str());
+        if (enumTexts == nullptr) {
+            Fail(kMsgNotEnoughMemory, -1, nullptr);
+        }
+        range.minimum.text = enumTexts;
+    }
     int defined = 0;
     try {
         defined = model::DefineAttribute(lists_.attrDefs, name.c_str(), objectType, valueType,
@@ -1177,6 +1183,7 @@ void Parser::user_define(int token) {
         TAVLO_MFREE(enumTexts);
         throw ParseStopped{false};
     }
+    Advance();  // past the ";", with the definition linked in
     attr_def* def = TailOf(*lists_.attrDefs);
     attrDefIndex_.emplace(def->name, def);
 }
@@ -1189,9 +1196,8 @@ void Parser::sigtype_attr() {
     ExpectAttributeName(&name);
     if (tok_ != ';') {
         model::AttrRange range;
-        if (data_type(&range) == TAVLO_ATTR_ENUM) {
-            TAVLO_MFREE(range.minimum.text);
-        }
+        std::string ignored;
+        data_type(&range, &ignored);
     }
     Expect(';');
     const auto found = attrDefIndex_.find(name.view());
@@ -1257,41 +1263,17 @@ void Parser::user_define_default() {
 
 // value -> STRING | signed_float, as the definition wants it: a text for
 // STRING, a number for INT, FLOAT and HEX, and for ENUM the index, given
-// as a number or as one of its texts.
+// as a number or as one of its texts. The statement's ";" stays current:
+// the caller links the value in, then reads on.
 attr* Parser::value(attr_def* def, const Name& name) {
     const unsigned int valueType = def->value_type;
-    tavlo_attr_value_t value;
-    value.number = 0.0;
+    double number = 0.0;
     if (tok_ == kTokString) {
         if (valueType == TAVLO_ATTR_STRING) {
-            value.text = TakeText();
+            ExpectString(&text_);
         } else if (valueType == TAVLO_ATTR_ENUM) {
-            char wanted[TAVLO_NAME_SIZE];
-            model::CopyName(wanted, CurrentToken().text);
-            if (std::strcmp(wanted, kEmptyEnumText) == 0) {
-                wanted[0] = '\0';
-            }
-            const char* texts = def->minimum.text != nullptr ? def->minimum.text : "";
-            double index = 0.0;
-            bool found = false;
-            for (const char* piece = texts;; ++index) {
-                const char* end = std::strchr(piece, '\n');
-                const std::size_t length =
-                    end != nullptr ? static_cast<std::size_t>(end - piece) : std::strlen(piece);
-                if (length == std::strlen(wanted) && std::strncmp(piece, wanted, length) == 0) {
-                    found = true;
-                    break;
-                }
-                if (end == nullptr) {
-                    break;
-                }
-                piece = end + 1;
-            }
-            if (!found) {
-                Fail(kMsgIllegalMode, name.line, name.text);
-            }
+            number = EnumIndex(def, name);
             Advance();
-            value.number = index;
         } else {
             Fail(kMsgIllegalMode, name.line, name.text);
         }
@@ -1302,25 +1284,46 @@ attr* Parser::value(attr_def* def, const Name& name) {
         if (valueType == TAVLO_ATTR_STRING) {
             Fail(kMsgIllegalMode, name.line, name.text);
         }
-        value.number = SignedNumber();
+        number = SignedNumber();
     }
     if (tok_ != ';') {
-        if (valueType == TAVLO_ATTR_STRING) {
-            TAVLO_MFREE(value.text);
-        }
         SyntaxError();
     }
-    Advance();
-    attr* result = model::Allocate<attr>();
-    if (result == nullptr) {
-        if (valueType == TAVLO_ATTR_STRING) {
-            TAVLO_MFREE(value.text);
-        }
-        Fail(kMsgNotEnoughMemory, -1, nullptr);
-    }
+    attr* result = New<attr>();
     result->def = def;
-    result->value = value;
+    if (valueType == TAVLO_ATTR_STRING) {
+        result->value.text = model::DuplicateText(text_.c_str());
+        if (result->value.text == nullptr) {
+            TAVLO_MFREE(result);
+            Fail(kMsgNotEnoughMemory, -1, nullptr);
+        }
+    } else {
+        result->value.number = number;
+    }
     return result;
+}
+
+// The index of the enumeration text that the current string token names.
+double Parser::EnumIndex(const attr_def* def, const Name& name) {
+    char wanted[TAVLO_NAME_SIZE];
+    model::CopyName(wanted, CurrentToken().text);
+    if (std::strcmp(wanted, kEmptyEnumText) == 0) {
+        wanted[0] = '\0';
+    }
+    const std::size_t wantedLength = std::strlen(wanted);
+    const char* piece = def->minimum.text != nullptr ? def->minimum.text : "";
+    for (double index = 0.0;; ++index) {
+        const char* end = std::strchr(piece, '\n');
+        const std::size_t length =
+            end != nullptr ? static_cast<std::size_t>(end - piece) : std::strlen(piece);
+        if (length == wantedLength && std::strncmp(piece, wanted, length) == 0) {
+            return index;
+        }
+        if (end == nullptr) {
+            Fail(kMsgIllegalMode, name.line, name.text);
+        }
+        piece = end + 1;
+    }
 }
 
 // Gives an object the value of an attribute: a value it already has for the
@@ -1353,6 +1356,7 @@ void Parser::SetValueOf(T* record, attr_def* def, const Name& name, unsigned int
     attr* head = record->attributes;
     SetAttr(&head, value(def, name));
     record->attributes = head;
+    Advance();  // past the ";"
 }
 
 // user_attribute -> BA_ STRING [BU_ node | BO_ id | SG_ id signal |
@@ -1391,6 +1395,7 @@ void Parser::user_attribute() {
     default:
         CheckObjectType(def, name, TAVLO_OBJ_NETWORK);
         SetAttr(lists_.dbAttrs, value(def, name));
+        Advance();  // past the ";"
         return;
     }
 }

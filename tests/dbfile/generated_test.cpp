@@ -85,16 +85,16 @@ TEST_F(GeneratedDatabase, KeepsLayoutScalingAndReceivers) {
     const msgblk* first = Message(0);
     ASSERT_NE(first, nullptr);
     EXPECT_STREQ(first->name, "EngineStatus_00000");
-    EXPECT_EQ(static_cast<unsigned int>(first->id), 0x100u);
-    EXPECT_EQ(static_cast<unsigned int>(first->dlc), 8u);
-    ASSERT_NE(static_cast<const void*>(first->transmitter), nullptr);
+    EXPECT_EQ(+static_cast<unsigned int>(first->id), 0x100u);
+    EXPECT_EQ(+static_cast<unsigned int>(first->dlc), 8u);
+    ASSERT_NE(+static_cast<const void*>(first->transmitter), nullptr);
     EXPECT_STREQ(first->transmitter->name, "Engine");
 
     const sigblk* speed = Signal(first, 0);  // "@0+", no receivers
     ASSERT_NE(speed, nullptr);
     EXPECT_STREQ(speed->name, "Speed_0");
-    EXPECT_EQ(static_cast<unsigned int>(speed->start_bit), 7u);
-    EXPECT_EQ(static_cast<unsigned int>(speed->length), 16u);
+    EXPECT_EQ(+static_cast<unsigned int>(speed->start_bit), 7u);
+    EXPECT_EQ(+static_cast<unsigned int>(speed->length), 16u);
     EXPECT_EQ(speed->flags & (TAVLO_SIG_MOTOROLA | TAVLO_SIG_SIGNED), TAVLO_SIG_MOTOROLA);
     EXPECT_DOUBLE_EQ(static_cast<double>(speed->factor), 0.01);
     EXPECT_DOUBLE_EQ(static_cast<double>(speed->maximum), 655.35);
@@ -120,7 +120,7 @@ TEST_F(GeneratedDatabase, KeepsMultiplexing) {
     const sigblk* page3 = Signal(multiplexed, 6);  // " m3"
     ASSERT_NE(page3, nullptr);
     EXPECT_NE(page3->flags & TAVLO_SIG_MULTIPLEXED, 0u);
-    EXPECT_EQ(static_cast<unsigned int>(page3->mode_value), 3u);
+    EXPECT_EQ(+static_cast<unsigned int>(page3->mode_value), 3u);
     EXPECT_EQ(Signal(multiplexed, 1)->flags & (TAVLO_SIG_MODE | TAVLO_SIG_MULTIPLEXED), 0u);
 }
 
@@ -128,10 +128,10 @@ TEST_F(GeneratedDatabase, KeepsCommentsAndFurtherTransmitters) {
     ASSERT_NE(root_.comment, nullptr);
     EXPECT_STREQ(root_.comment, "Generated network: powertrain, chassis and body messages.");
     const msgblk* first = Message(0);
-    ASSERT_NE(static_cast<const void*>(first->comment), nullptr);
+    ASSERT_NE(+static_cast<const void*>(first->comment), nullptr);
     EXPECT_STREQ(first->comment, "EngineStatus_00000 every 10 ms");
     const sigblk* speed = Signal(first, 0);
-    ASSERT_NE(static_cast<const void*>(speed->comment), nullptr);
+    ASSERT_NE(+static_cast<const void*>(speed->comment), nullptr);
     EXPECT_STREQ(speed->comment, "Raw Speed value,\nsee the \"km/h\" chapter.");
 
     unsigned int transmitters = 0;
@@ -159,8 +159,8 @@ TEST_F(GeneratedDatabase, KeepsAttributesAndValueDescriptions) {
     unsigned int dbAttrs = 0;
     for (const attr* value = root_.db_attrs; value; value = value->next) ++dbAttrs;
     EXPECT_EQ(dbAttrs, 4u);
-    EXPECT_NE(static_cast<const void*>(Message(0)->attributes), nullptr);
-    EXPECT_NE(static_cast<const void*>(Signal(Message(0), 0)->attributes), nullptr);
+    EXPECT_NE(+static_cast<const void*>(Message(0)->attributes), nullptr);
+    EXPECT_NE(+static_cast<const void*>(Signal(Message(0), 0)->attributes), nullptr);
 
     unsigned int entries = 0;
     for (const val* v = Signal(Message(0), 2)->value_descriptions; v; v = v->next) ++entries;

@@ -68,12 +68,12 @@ TEST_F(Reader, MessagesAndSignalsTakeEveryField) {
     EXPECT_STREQ(engine->name, "Engine");
     EXPECT_EQ(+engine->dlc, 8);
     EXPECT_EQ(+engine->signal_count, 3);
-    EXPECT_EQ(engine->transmitter, Node("A"));
+    EXPECT_EQ(+engine->transmitter, Node("A"));
     sigblk* mode = Signal(100, "Mode");
     ASSERT_NE(mode, nullptr);
     EXPECT_EQ(+mode->flags, TAVLO_SIG_MODE);
     EXPECT_EQ(+mode->receiver_count, 1);
-    EXPECT_EQ(mode->receivers->symbol, Node("B"));
+    EXPECT_EQ(+mode->receivers->symbol, Node("B"));
     sigblk* speed = Signal(100, "Speed");
     ASSERT_NE(speed, nullptr);
     EXPECT_EQ(+speed->flags, TAVLO_SIG_MULTIPLEXED | TAVLO_SIG_MOTOROLA | TAVLO_SIG_SIGNED);
@@ -86,15 +86,15 @@ TEST_F(Reader, MessagesAndSignalsTakeEveryField) {
     EXPECT_EQ(+speed->maximum, 615.35);
     EXPECT_STREQ(speed->unit, "km/h");
     EXPECT_EQ(+speed->receiver_count, 2);
-    EXPECT_EQ(speed->receivers->next->symbol, Node("B"));
+    EXPECT_EQ(+speed->receivers->next->symbol, Node("B"));
     sigblk* both = Signal(100, "Both");
     ASSERT_NE(both, nullptr);
     EXPECT_EQ(+both->flags, TAVLO_SIG_MODE | TAVLO_SIG_MULTIPLEXED);
     EXPECT_EQ(+both->mode_value, 2u);
-    EXPECT_EQ(both->receivers, nullptr);
+    EXPECT_EQ(+both->receivers, nullptr);
     msgblk* extended = Message(4294967295u);
     ASSERT_NE(extended, nullptr);
-    EXPECT_EQ(extended->transmitter, nullptr);
+    EXPECT_EQ(+extended->transmitter, nullptr);
     EXPECT_EQ(+extended->signal_count, 0);
     EXPECT_EQ(NodeNames(), (std::vector<std::string>{"A", "B"}));
 }
@@ -120,7 +120,7 @@ TEST_F(Reader, HeaderTimingsNodesAndValueTables) {
     EXPECT_EQ(+entry->next->value, -1);
     EXPECT_EQ(+entry->next->next->value, -1);  // 4294967295 as a 32-bit value
     EXPECT_STREQ(entry->next->next->text, "max");
-    EXPECT_EQ(TAVLO_GET_VALTABLE_NAME(root_.value_tables, "Empty")->value_descriptions, nullptr);
+    EXPECT_EQ(+TAVLO_GET_VALTABLE_NAME(root_.value_tables, "Empty")->value_descriptions, nullptr);
 }
 
 TEST_F(Reader, TransmittersCommentsValueDescriptionsGroupsAndTypes) {
@@ -135,9 +135,9 @@ TEST_F(Reader, TransmittersCommentsValueDescriptionsGroupsAndTypes) {
               "SIG_GROUP_ 100 Group 2 : Mode Speed;\n"
               "SIG_VALTYPE_ 100 Speed : 1;\n");
     msgblk* engine = Message(100);
-    ASSERT_NE(engine->transmitters, nullptr);
-    EXPECT_EQ(engine->transmitters->symbol, Node("A"));
-    EXPECT_EQ(engine->transmitters->next->next->symbol, Node("C"));
+    ASSERT_NE(+engine->transmitters, nullptr);
+    EXPECT_EQ(+engine->transmitters->symbol, Node("A"));
+    EXPECT_EQ(+engine->transmitters->next->next->symbol, Node("C"));
     EXPECT_STREQ(root_.comment, "file \"quoted\"\nsecond line");
     EXPECT_STREQ(Node("A")->comment, "node");
     EXPECT_STREQ(engine->comment, "message");
@@ -149,8 +149,8 @@ TEST_F(Reader, TransmittersCommentsValueDescriptionsGroupsAndTypes) {
     ASSERT_NE(group, nullptr);
     EXPECT_STREQ(group->name, "Group");
     EXPECT_EQ(+group->repetitions, 2u);
-    EXPECT_EQ(group->message, engine);
-    EXPECT_EQ(group->signals->next->signal, Signal(100, "Speed"));
+    EXPECT_EQ(+group->message, engine);
+    EXPECT_EQ(+group->signals->next->signal, Signal(100, "Speed"));
     EXPECT_EQ(+Signal(100, "Speed")->value_type, 1u);
     EXPECT_EQ(NodeNames(), (std::vector<std::string>{"A", "B", "C"}));
 }
@@ -173,7 +173,7 @@ TEST_F(Reader, EnvironmentVariablesTakeTheirAccessWordAndNodes) {
     EXPECT_EQ(+plain->initial_value, 5.0);
     EXPECT_EQ(+plain->id, 1u);
     EXPECT_EQ(+plain->access_type, 0u);
-    EXPECT_EQ(plain->access_nodes, nullptr);
+    EXPECT_EQ(+plain->access_nodes, nullptr);
     EXPECT_STREQ(plain->comment, "variable");
     EXPECT_STREQ(plain->value_descriptions->next->text, "on");
     env_var_blk* text = TAVLO_GET_EVBLK_NAME(root_.envvars, "Text");
@@ -183,7 +183,7 @@ TEST_F(Reader, EnvironmentVariablesTakeTheirAccessWordAndNodes) {
     EXPECT_EQ(+text->data_length, 4u);
     EXPECT_EQ(+text->access_type, 0x3u);
     EXPECT_EQ(+text->access_node_count, 2);
-    EXPECT_EQ(text->access_nodes->next->symbol, Node("New"));
+    EXPECT_EQ(+text->access_nodes->next->symbol, Node("New"));
     env_var_blk* blob = TAVLO_GET_EVBLK_NAME(root_.envvars, "Blob");
     EXPECT_EQ(+blob->type, TAVLO_ENV_DATA);
     EXPECT_EQ(+blob->data_length, 12u);
@@ -191,7 +191,7 @@ TEST_F(Reader, EnvironmentVariablesTakeTheirAccessWordAndNodes) {
     EXPECT_EQ(+legacy->type, TAVLO_ENV_FLOAT);
     EXPECT_EQ(+legacy->minimum, -1.5);
     EXPECT_EQ(+legacy->access_type, 0x2u);  // a node in the word's place
-    EXPECT_EQ(legacy->access_nodes->symbol, Node("B"));
+    EXPECT_EQ(+legacy->access_nodes->symbol, Node("B"));
     EXPECT_EQ(NodeNames(), (std::vector<std::string>{"A", "B", "New"}));
 }
 
@@ -247,16 +247,16 @@ TEST_F(Reader, AttributeDefinitionsAndDefaults) {
         EXPECT_EQ(+def->object_type, c.objectType);
         EXPECT_EQ(+def->value_type, c.valueType);
         if (c.valueType != TAVLO_ATTR_STRING && c.valueType != TAVLO_ATTR_ENUM) {
-            EXPECT_EQ(def->minimum.number, c.minimum);
+            EXPECT_EQ(+def->minimum.number, c.minimum);
             EXPECT_EQ(+def->maximum, c.maximum);
         }
     }
     EXPECT_STREQ(TAVLO_GET_ATTR_DEF_NAME(root_.attr_defs, "Kind")->minimum.text, "a\n\nb");
-    EXPECT_EQ(TAVLO_GET_ATTR_DEF_NAME(root_.attr_defs, "DbInt")->default_value.number, 3.0);
+    EXPECT_EQ(+TAVLO_GET_ATTR_DEF_NAME(root_.attr_defs, "DbInt")->default_value.number, 3.0);
     EXPECT_STREQ(TAVLO_GET_ATTR_DEF_NAME(root_.attr_defs, "NodeText")->default_value.text, "none");
     EXPECT_STREQ(TAVLO_GET_ATTR_DEF_NAME(root_.attr_defs, "SigEnum")->default_value.text, "On");
-    EXPECT_EQ(TAVLO_GET_ATTR_DEF_NAME(root_.attr_defs, "RxTime")->default_value.number, 7.0);
-    EXPECT_EQ(TAVLO_GET_ATTR_DEF_NAME(root_.attr_defs, "Start")->default_value.number, -1.5);
+    EXPECT_EQ(+TAVLO_GET_ATTR_DEF_NAME(root_.attr_defs, "RxTime")->default_value.number, 7.0);
+    EXPECT_EQ(+TAVLO_GET_ATTR_DEF_NAME(root_.attr_defs, "Start")->default_value.number, -1.5);
 }
 
 TEST_F(Reader, AttributeValuesOnEveryKindOfObject) {
@@ -276,26 +276,26 @@ TEST_F(Reader, AttributeValuesOnEveryKindOfObject) {
               "BA_REL_ \"TxTime\" BU_BO_REL_ A 100 11;\n"
               "BA_REL_ \"EvRel\" BU_EV_REL_ A Var \"rel\";\n");
     ASSERT_NE(root_.db_attrs, nullptr);
-    EXPECT_EQ(root_.db_attrs->value.number, 4.0);
+    EXPECT_EQ(+root_.db_attrs->value.number, 4.0);
     symblk* fresh = Node("Fresh");  // named by an attribute only: appended
     ASSERT_NE(fresh, nullptr);
     EXPECT_STREQ(fresh->attributes->value.text, "text");
     attr* cycle = Message(100)->attributes;
     ASSERT_NE(cycle, nullptr);
-    EXPECT_EQ(cycle->next, nullptr);  // the second value replaced the first
-    EXPECT_EQ(cycle->value.number, 200.0);
-    EXPECT_EQ(Signal(100, "Speed")->attributes->value.number, 1.25);
-    EXPECT_EQ(Signal(100, "Speed")->attributes->next->value.number, 0.0);
-    EXPECT_EQ(Signal(100, "Mode")->attributes->value.number, 1.0);  // "On" is index 1
-    EXPECT_EQ(root_.envvars->attributes->value.number, 16.0);
-    EXPECT_EQ(root_.sig_types->attributes->value.number, 2.0);
+    EXPECT_EQ(+cycle->next, nullptr);  // the second value replaced the first
+    EXPECT_EQ(+cycle->value.number, 200.0);
+    EXPECT_EQ(+Signal(100, "Speed")->attributes->value.number, 1.25);
+    EXPECT_EQ(+Signal(100, "Speed")->attributes->next->value.number, 0.0);
+    EXPECT_EQ(+Signal(100, "Mode")->attributes->value.number, 1.0);  // "On" is index 1
+    EXPECT_EQ(+root_.envvars->attributes->value.number, 16.0);
+    EXPECT_EQ(+root_.sig_types->attributes->value.number, 2.0);
     rxblk* receiver = Signal(100, "Speed")->receivers;
-    EXPECT_EQ(receiver->symbol, Node("A"));
-    EXPECT_EQ(receiver->attributes->value.number, 9.0);
+    EXPECT_EQ(+receiver->symbol, Node("A"));
+    EXPECT_EQ(+receiver->attributes->value.number, 9.0);
     rxblk* transmitter = Message(100)->transmitters;  // made for the value
     ASSERT_NE(transmitter, nullptr);
-    EXPECT_EQ(transmitter->symbol, Node("A"));
-    EXPECT_EQ(transmitter->attributes->value.number, 11.0);
+    EXPECT_EQ(+transmitter->symbol, Node("A"));
+    EXPECT_EQ(+transmitter->attributes->value.number, 11.0);
     EXPECT_STREQ(root_.envvars->access_nodes->attributes->value.text, "rel");
 }
 
@@ -318,27 +318,27 @@ TEST_F(Reader, SignalTypesCategoriesAndTheViewFilter) {
     EXPECT_EQ(+type->flags, TAVLO_SIG_MOTOROLA | TAVLO_SIG_SIGNED);
     EXPECT_EQ(+type->factor, 0.5);
     EXPECT_EQ(+type->default_value, 2.0);
-    EXPECT_EQ(type->value_list, root_.value_tables);
+    EXPECT_EQ(+type->value_list, root_.value_tables);
     EXPECT_EQ(+type->value_type, 2u);
     EXPECT_STREQ(type->comment, "type");
-    EXPECT_EQ(Signal(100, "Speed")->sig_type, type);
+    EXPECT_EQ(+Signal(100, "Speed")->sig_type, type);
     cat* body = TAVLO_GET_CATEGORY(root_.categories, -2);
     ASSERT_NE(body, nullptr);
     EXPECT_EQ(+body->value, -3);
-    EXPECT_EQ(Node("A")->category, TAVLO_GET_CATEGORY(root_.categories, 1));
-    EXPECT_EQ(Message(100)->category, body);
+    EXPECT_EQ(+Node("A")->category, TAVLO_GET_CATEGORY(root_.categories, 1));
+    EXPECT_EQ(+Message(100)->category, body);
     EXPECT_EQ(+root_.filter.number, 3);
     ASSERT_NE(root_.filter.categories, nullptr);
-    EXPECT_EQ(root_.filter.categories->act, TAVLO_GET_CATEGORY(root_.categories, 1));
-    ASSERT_NE(root_.filter.categories->next, nullptr);
-    EXPECT_EQ(root_.filter.categories->next->act, nullptr);
+    EXPECT_EQ(+root_.filter.categories->act, TAVLO_GET_CATEGORY(root_.categories, 1));
+    ASSERT_NE(+root_.filter.categories->next, nullptr);
+    EXPECT_EQ(+root_.filter.categories->next->act, nullptr);
     rxblk* nodes = root_.filter.nodes;
     ASSERT_NE(nodes, nullptr);
-    EXPECT_EQ(nodes->symbol, Node("A"));
-    ASSERT_NE(nodes->next, nullptr);
-    EXPECT_EQ(nodes->next->symbol, nullptr);
-    ASSERT_NE(nodes->next->next, nullptr);
-    EXPECT_EQ(nodes->next->next->symbol, nullptr);
+    EXPECT_EQ(+nodes->symbol, Node("A"));
+    ASSERT_NE(+nodes->next, nullptr);
+    EXPECT_EQ(+nodes->next->symbol, nullptr);
+    ASSERT_NE(+nodes->next->next, nullptr);
+    EXPECT_EQ(+nodes->next->next->symbol, nullptr);
 }
 
 TEST_F(Reader, StatementsAfterTheHeaderComeInAnyOrder) {
@@ -350,10 +350,10 @@ TEST_F(Reader, StatementsAfterTheHeaderComeInAnyOrder) {
         "VAL_TABLE_ Late 1 \"x\" ;\n"
         "BA_DEF_DEF_  \"Cycle\" 5;\n"
         "BO_ 2 Second: 8 B\n");
-    EXPECT_EQ(Message(1)->attributes->value.number, 10.0);
+    EXPECT_EQ(+Message(1)->attributes->value.number, 10.0);
     EXPECT_STREQ(Signal(1, "S")->comment, "early");
     EXPECT_NE(Message(2), nullptr);
-    EXPECT_EQ(Message(1)->next, Message(2));
+    EXPECT_EQ(+Message(1)->next, Message(2));
 }
 
 TEST_F(Reader, IgnoresNewSymbolsAndDescriptionsWithAWarningEach) {

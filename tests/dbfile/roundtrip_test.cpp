@@ -260,11 +260,11 @@ TEST(WriterRules, LoneTransmitterEntryIsKeptOnlyThroughItsRelationValues) {
     const std::string written =
         ReadWriteRead(messages + "BA_REL_ \"Tx\" BU_BO_REL_ A 2 5;\n", NoChange, &back);
     EXPECT_EQ(written.find("\nBO_TX_BU_ "), std::string::npos);
-    EXPECT_EQ(TAVLO_GET_MESSAGE(back.root.messages, 1)->transmitters, nullptr);
+    EXPECT_EQ(+TAVLO_GET_MESSAGE(back.root.messages, 1)->transmitters, nullptr);
     rxblk* kept = TAVLO_GET_MESSAGE(back.root.messages, 2)->transmitters;
     ASSERT_NE(kept, nullptr);
     EXPECT_STREQ(kept->symbol->name, "A");
-    EXPECT_EQ(kept->attributes->value.number, 5.0);
+    EXPECT_EQ(+kept->attributes->value.number, 5.0);
 }
 
 TEST(WriterRules, AccessNodeBringsBitOneOfTheAccessCode) {
@@ -288,14 +288,14 @@ TEST(WriterRules, EmptyFilterListReadsBackAsTheNoneEntry) {
     const std::string written = ReadWriteRead("FILTER 4 CAT_ BU_ A ;\n", NoChange, &back);
     EXPECT_NE(written.find("FILTER 4 CAT_ 0 BU_ A ;"), std::string::npos);
     ASSERT_NE(back.root.filter.categories, nullptr);
-    EXPECT_EQ(back.root.filter.categories->act, nullptr);
+    EXPECT_EQ(+back.root.filter.categories->act, nullptr);
 }
 
 TEST(WriterRules, EmptyCommentsAndLongNumbersAreNotKept) {
     Database back;
     ReadWriteRead("CM_ BU_ A \"\";\nBO_ 1 M: 1 A\n SG_ S : 0|1@1+ (0.1234567890123,0) [0|1] \"\" B\n",
                   NoChange, &back);
-    EXPECT_EQ(TAVLO_GET_SYMBOL_NAME(back.root.nodes, "A")->comment, nullptr);
+    EXPECT_EQ(+TAVLO_GET_SYMBOL_NAME(back.root.nodes, "A")->comment, nullptr);
     EXPECT_EQ(+back.root.messages->signals->factor, 0.12345678901);
 }
 
