@@ -1022,9 +1022,10 @@ void Parser::SetComment(char** slot) {
 
 template <class T>
 void Parser::SetCommentOf(T* record) {
-    char* text = record->comment;
-    SetComment(&text);
+    char* text = TakeText();
+    TAVLO_MFREE(record->comment);
     record->comment = text;
+    Advance();
 }
 
 // comment -> CM_ [BU_ node | BO_ id | SG_ id signal | EV_ variable |

@@ -504,3 +504,31 @@ TEST_F(Reader, RunningOutOfMemoryIsReportedWithoutALine) {
 }
 
 }  // namespace
+
+namespace {
+
+// An error right after a text or an entry was read must not lose it: every
+// block the read made is in the lists and goes with them.
+TEST(ReaderErrors, ErrorAfterATextOrEntryLosesNothing) {
+    const char* texts[] = {
+        "VERSION \"\" \xff",
+        "VERSION \"\"\nCM_ \"x\"\xff",
+        "VERSION \"\"\nBO_ 1 M: 1 A\n SG_ S : 0|1@1+ (1,0) [0|1] \"\" A\nCM_ SG_ 1 S \"x\"\xff",
+        "VERSION \"\"\nBA_DEF_  \"S\" STRING ;\nBA_ \"S\" \"x\"\xff",
+        "VERSION \"\"\nBA_DEF_  \"A\" ENUM  \"x\";\xff",
+        "VERSION \"\"\nVAL_TABLE_ T 1 \"a\" \xff",
+        "VERSION \"\"\nBO_ 1 M: 1 A\n SG_ S : 0|1@1+ (1,0) [0|1] \"\" A\nVAL_ 1 S 1 \"a\" \xff",
+    };
+    for (const char* text : texts) {
+        SCOPED_TRACE(text);
+        tavlo::dbfile::FreeNewSymbols();
+        const long before = tavlo::model::LiveAllocations();
+        tavlo_root_t root = {};
+        const ReadOutcome outcome = ReadText(text, &root);
+        EXPECT_TRUE(outcome.raised);
+        TAVLO_FREE_ROOT(&root);
+        EXPECT_EQ(tavlo::model::LiveAllocations(), before);
+    }
+}
+
+}  // namespace
