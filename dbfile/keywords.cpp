@@ -58,6 +58,10 @@ NewSymbol* gNewSymbols = nullptr;
 }  // namespace
 
 int LookupKeyword(const char* text, int* token) {
+    return LookupKeyword(text, std::strlen(text), token);
+}
+
+int LookupKeyword(const char* text, std::size_t length, int* token) {
     // Lengths first: most names are not keywords and fail there.
     static const auto lengths = [] {
         std::array<std::size_t, kKeywordCount> result{};
@@ -66,7 +70,6 @@ int LookupKeyword(const char* text, int* token) {
         }
         return result;
     }();
-    const std::size_t length = std::strlen(text);
     for (int row = 0; row < kKeywordCount; ++row) {
         const Keyword& keyword = kKeywords[row];
         if (lengths[row] == length && keyword.text[0] == text[0] &&

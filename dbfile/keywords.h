@@ -9,6 +9,8 @@
 #ifndef TAVLOMS_DBFILE_KEYWORDS_H
 #define TAVLOMS_DBFILE_KEYWORDS_H
 
+#include <cstddef>
+
 #include "tavloms/records.h"
 
 namespace tavlo::dbfile {
@@ -86,6 +88,7 @@ constexpr int kNewSymbolRow = 11;
 // Searches the keyword table in order with an exact comparison. Returns 1 and
 // the keyword's token, or 0 and token 0.
 int LookupKeyword(const char* text, int* token);
+int LookupKeyword(const char* text, std::size_t length, int* token);  // length known
 
 // A name declared in a file's "NS_" section that is not a keyword; the
 // scanner skips every statement such a name begins.

@@ -131,6 +131,60 @@ private:
     T* last_ = nullptr;
 };
 
+// Messages by identifier: an open-addressing table, one probe and one cache
+// line in the common case (files name messages by identifier all the time).
+class MessageIndex {
+public:
+    msgblk* Find(std::uint32_t id) const {
+        if (slots_.empty()) {
+            return nullptr;
+        }
+        for (std::size_t i = Hash(id);; i = (i + 1) & mask_) {
+            const Slot& slot = slots_[i];
+            if (slot.message == nullptr || slot.id == id) {
+                return slot.message;
+            }
+        }
+    }
+    void Add(msgblk* message) {
+        if ((count_ + 1) * 2 > slots_.size()) {
+            Grow();
+        }
+        Place(message->id, message);
+        ++count_;
+    }
+
+private:
+    struct Slot {
+        std::uint32_t id;
+        msgblk* message;
+    };
+    std::size_t Hash(std::uint32_t id) const {
+        return static_cast<std::size_t>((id * 0x9E3779B1u) ^ (id >> 16)) & mask_;
+    }
+    void Place(std::uint32_t id, msgblk* message) {
+        std::size_t i = Hash(id);
+        while (slots_[i].message != nullptr) {
+            i = (i + 1) & mask_;
+        }
+        slots_[i] = Slot{id, message};
+    }
+    void Grow() {
+        std::vector<Slot> old(slots_.empty() ? 64 : slots_.size() * 2, Slot{0, nullptr});
+        old.swap(slots_);
+        mask_ = slots_.size() - 1;
+        for (const Slot& slot : old) {
+            if (slot.message != nullptr) {
+                Place(slot.id, slot.message);
+            }
+        }
+    }
+
+    std::vector<Slot> slots_;
+    std::size_t mask_ = 0;
+    std::size_t count_ = 0;
+};
+
 class Parser {
 public:
     explicit Parser(const Lists& lists);
@@ -231,7 +285,10 @@ private:
     Tail<sigtype> sigTypes_;
     Tail<cat> categories_;
     std::unordered_map<std::string_view, symblk*> nodeIndex_;
-    std::unordered_map<std::uint32_t, msgblk*> messageIndex_;
+    MessageIndex messageIndex_;
+    msgblk* lastMessage_ = nullptr;
+    msgblk* lastSignalMessage_ = nullptr;
+    sigblk* lastSignal_ = nullptr;
     std::unordered_map<std::string_view, env_var_blk*> envvarIndex_;
     std::unordered_map<std::string_view, attr_def*> attrDefIndex_;
     bool newSymbolKeyword_[kTokUminus + 1] = {};
@@ -249,7 +306,7 @@ Parser::Parser(const Lists& lists) : lists_(lists) {
         nodeIndex_.emplace(node->name, node);
     }
     for (msgblk* message = *lists.messages; message != nullptr; message = message->next) {
-        messageIndex_.emplace(message->id, message);
+        messageIndex_.Add(message);
     }
     for (env_var_blk* envvar = *lists.envvars; envvar != nullptr; envvar = envvar->next) {
         envvarIndex_.emplace(envvar->name, envvar);
@@ -434,12 +491,18 @@ symblk* Parser::NodeRef(const Name& name) {
     return node;
 }
 
+// Statements about one message tend to follow each other, so the last one
+// found is tried first.
 msgblk* Parser::MessageRef(std::uint32_t id, int line) {
-    const auto found = messageIndex_.find(id);
-    if (found == messageIndex_.end()) {
+    if (lastMessage_ != nullptr && lastMessage_->id == id) {
+        return lastMessage_;
+    }
+    msgblk* message = messageIndex_.Find(id);
+    if (message == nullptr) {
         Fail(kMsgUnknownSymbol, line, std::to_string(id).c_str());
     }
-    return found->second;
+    lastMessage_ = message;
+    return message;
 }
 
 // id -> INTEGER | LONG, within 32 bits
@@ -476,9 +539,22 @@ void Parser::ExpectAttributeName(Name* name) {
     Advance();
 }
 
+// Statements about signals tend to name them in message order, so the
+// search starts after the signal found last.
 sigblk* Parser::SignalRef(msgblk* message, const Name& name) {
-    for (sigblk* signal = message->signals; signal != nullptr; signal = signal->next) {
+    sigblk* start = lastSignal_ != nullptr && lastSignalMessage_ == message ? lastSignal_->next
+                                                                            : nullptr;
+    for (sigblk* signal = start; signal != nullptr; signal = signal->next) {
         if (SameName(signal->name, name.text)) {
+            lastSignal_ = signal;
+            lastSignalMessage_ = message;
+            return signal;
+        }
+    }
+    for (sigblk* signal = message->signals; signal != start; signal = signal->next) {
+        if (SameName(signal->name, name.text)) {
+            lastSignal_ = signal;
+            lastSignalMessage_ = message;
             return signal;
         }
     }
@@ -710,7 +786,7 @@ void Parser::msg() {
     const auto dlc = static_cast<unsigned short>(ExpectUnsigned(0xFFFF));
     Name transmitter;
     ExpectName(&transmitter);
-    if (messageIndex_.count(id) != 0) {
+    if (messageIndex_.Find(id) != nullptr) {
         Fail(kMsgDuplicateSymbol, name.line, name.text);
     }
     symblk* node = NodeRef(transmitter);
@@ -724,7 +800,7 @@ void Parser::msg() {
     message->transmitter = node;
     message->signal_count = 0;
     messages_.Append(message);
-    messageIndex_.emplace(id, message);
+    messageIndex_.Add(message);
     Tail<sigblk> signals;
     sigblk* head = nullptr;
     signals.Reset(&head);
@@ -856,11 +932,10 @@ void Parser::msg_tx_node() {
     Advance();
     int line;
     const auto id = ExpectId(&line);
-    const auto found = messageIndex_.find(id);
-    if (found == messageIndex_.end()) {
+    msgblk* message = messageIndex_.Find(id);
+    if (message == nullptr) {
         Fail(kMsgUnknownSymbol, line, kUnknownTxMessage);
     }
-    msgblk* message = found->second;
     Expect(':');
     rxblk* last = TailOf(message->transmitters);
     while (!Accept(';')) {

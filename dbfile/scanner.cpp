@@ -93,6 +93,19 @@ inline void Unget(int c) {
     }
 }
 
+// The character that ends a name or number, left to be read again. It is
+// read and pushed back, as the scanner has always done, so a line feed that
+// ends a token is counted at once; any other character is simply looked at,
+// which comes to the same and spares the push-back in the common case.
+inline int Peek() {
+    if (gPushCount == 0 && gPos < gEnd && *gPos != '\n') {
+        return *gPos;
+    }
+    const int c = Get();
+    Unget(c);
+    return c;
+}
+
 // The scanner gives up on a token: the input is closed and the error
 // reported, which ends the read.
 int Fail(unsigned int code, int line, const char* context) {
@@ -183,26 +196,27 @@ int Identifier(int c, bool* skipped) {
         if (!TakeRun(kIdentChar, &length)) {
             return TooLong(length);
         }
-        c = Get();
+        c = Peek();
         if (!Is(c, kIdentChar)) {
             break;
         }
+        Get();
         if (length == kTokenTextSize) {
             return TooLong(length);
         }
         gText[length++] = static_cast<char>(c);
     }
     if (c == -1 || Is(c, kInvalid)) {
+        Get();
         return InvalidSymbol(length, c);
     }
-    Unget(c);
     gText[length] = '\0';
     bool keywordChars = length <= kLongestKeyword;
     for (std::size_t i = 0; keywordChars && i < length; ++i) {
         keywordChars = Is(static_cast<unsigned char>(gText[i]), kKeywordChar);
     }
     int token;
-    if (keywordChars && LookupKeyword(gText, &token)) {
+    if (keywordChars && LookupKeyword(gText, length, &token)) {
         return token;
     }
     if (NewSymbols() != nullptr) {
@@ -219,16 +233,18 @@ int Identifier(int c, bool* skipped) {
 }
 
 // Collects a run of digits after `length` characters of token text; false
-// when the run would overflow the token text. `c` is the character after it.
+// when the run would overflow the token text. `c` is the character after
+// it, left unread.
 bool Digits(std::size_t* length, int* c) {
     for (;;) {
         if (!TakeRun(kDigit, length)) {
             return false;
         }
-        *c = Get();
+        *c = Peek();
         if (!Is(*c, kDigit)) {
             return true;
         }
+        Get();
         if (*length == kTokenTextSize) {
             return false;
         }
@@ -236,7 +252,41 @@ bool Digits(std::size_t* length, int* c) {
     }
 }
 
+double ParseDouble(std::size_t length);
+
+// Powers of ten that doubles hold exactly.
+constexpr double kExactPowersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                        1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                        1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+
+// Converts the token text of a number. Plain decimals of up to 15 digits
+// ("0.01", "655.35") are an exact integer divided by an exact power of ten,
+// which IEEE division rounds correctly; everything else goes to from_chars.
 double ToDouble(std::size_t length) {
+    std::uint64_t mantissa = 0;
+    int digits = 0;
+    int decimals = 0;
+    bool point = false;
+    std::size_t i = 0;
+    for (; i < length; ++i) {
+        const char c = gText[i];
+        if (c >= '0' && c <= '9') {
+            mantissa = mantissa * 10 + static_cast<unsigned>(c - '0');
+            digits += mantissa != 0;
+            decimals += point;
+        } else if (c == '.' && !point) {
+            point = true;
+        } else {
+            break;
+        }
+    }
+    if (i == length && digits <= 15 && decimals <= 22) {
+        return static_cast<double>(mantissa) / kExactPowersOfTen[decimals];
+    }
+    return ParseDouble(length);
+}
+
+double ParseDouble(std::size_t length) {
     double value = 0.0;
     const auto result = std::from_chars(gText, gText + length, value);
     if (result.ec != std::errc()) {  // out of range: as the C library rounds it
@@ -255,7 +305,6 @@ int Number(int c) {
         return TooLong(length);
     }
     if (c != '.' && c != 'E' && c != 'e') {
-        Unget(c);
         std::uint64_t value = 0;
         bool huge = false;
         for (std::size_t i = 0; i < length; ++i) {
@@ -272,12 +321,14 @@ int Number(int c) {
         return value > 32767 || huge ? kTokLong : kTokInteger;
     }
     if (c == '.') {
+        Get();
         gText[length++] = '.';
         if (!Digits(&length, &c)) {
             return TooLong(length);
         }
     }
     if (c == 'E' || c == 'e') {
+        Get();
         if (length + 2 >= kTokenTextSize) {
             return TooLong(length);
         }
@@ -295,7 +346,6 @@ int Number(int c) {
             return TooLong(length);
         }
     }
-    Unget(c);
     gToken.number = ToDouble(length);
     gToken.huge = false;
     gToken.integer = 0;

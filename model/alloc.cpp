@@ -27,9 +27,9 @@ long LiveAllocations() {
 void CopyName(char* field, const char* source) {
     std::size_t length = 0;
     if (source != nullptr) {
-        while (length < TAVLO_NAME_SIZE - 1 && source[length] != '\0') {
-            ++length;
-        }
+        const void* end = std::memchr(source, '\0', TAVLO_NAME_SIZE - 1);
+        length = end != nullptr ? static_cast<std::size_t>(static_cast<const char*>(end) - source)
+                                : TAVLO_NAME_SIZE - 1;
         std::memcpy(field, source, length);
     }
     field[length] = '\0';
