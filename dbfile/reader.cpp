@@ -79,6 +79,20 @@ inline bool SameName(const char* field, const char* name) {
     return field[0] == name[0] && std::strcmp(field, name) == 0;
 }
 
+// Copies a text of known length into a name field as CopyName would: at
+// most 32 characters, up to an embedded zero.
+void CopyNameOf(char* field, const char* text, std::size_t length) {
+    if (length > TAVLO_NAME_SIZE - 1) {
+        length = TAVLO_NAME_SIZE - 1;
+    }
+    const void* zero = std::memchr(text, '\0', length);
+    if (zero != nullptr) {
+        length = static_cast<std::size_t>(static_cast<const char*>(zero) - text);
+    }
+    std::memcpy(field, text, length);
+    field[length] = '\0';
+}
+
 // Attribute names are compared with tabs read as blanks, as definitions
 // store them.
 void BlanksForTabs(char* name) {
@@ -131,51 +145,69 @@ private:
     T* last_ = nullptr;
 };
 
-// Messages by identifier: an open-addressing table, one probe and one cache
-// line in the common case (files name messages by identifier all the time).
+// The signals of a message are kept in the reader's signal table as one
+// run: [first, first + count).
+struct SignalRun {
+    std::uint32_t first = 0;
+    std::uint32_t count = 0;
+};
+
+// Messages by identifier, each with its run of signals: an open-addressing
+// table, one probe and one cache line in the common case (files name
+// messages by identifier all the time).
 class MessageIndex {
 public:
-    msgblk* Find(std::uint32_t id) const {
+    struct Entry {
+        msgblk* message;
+        SignalRun signals;
+    };
+
+    Entry* Find(std::uint32_t id) {
         if (slots_.empty()) {
             return nullptr;
         }
         for (std::size_t i = Hash(id);; i = (i + 1) & mask_) {
-            const Slot& slot = slots_[i];
-            if (slot.message == nullptr || slot.id == id) {
-                return slot.message;
+            Slot& slot = slots_[i];
+            if (slot.entry.message == nullptr) {
+                return nullptr;
+            }
+            if (slot.id == id) {
+                return &slot.entry;
             }
         }
     }
-    void Add(msgblk* message) {
+    // The new entry; valid until the next Add.
+    Entry* Add(msgblk* message, std::uint32_t firstSignal) {
         if ((count_ + 1) * 2 > slots_.size()) {
             Grow();
         }
-        Place(message->id, message);
         ++count_;
+        return Place(Slot{message->id, Entry{message, SignalRun{firstSignal, 0}}});
     }
 
 private:
     struct Slot {
         std::uint32_t id;
-        msgblk* message;
+        Entry entry;
     };
     std::size_t Hash(std::uint32_t id) const {
         return static_cast<std::size_t>((id * 0x9E3779B1u) ^ (id >> 16)) & mask_;
     }
-    void Place(std::uint32_t id, msgblk* message) {
-        std::size_t i = Hash(id);
-        while (slots_[i].message != nullptr) {
+    Entry* Place(const Slot& slot) {
+        std::size_t i = Hash(slot.id);
+        while (slots_[i].entry.message != nullptr) {
             i = (i + 1) & mask_;
         }
-        slots_[i] = Slot{id, message};
+        slots_[i] = slot;
+        return &slots_[i].entry;
     }
     void Grow() {
-        std::vector<Slot> old(slots_.empty() ? 64 : slots_.size() * 2, Slot{0, nullptr});
+        std::vector<Slot> old(slots_.empty() ? 64 : slots_.size() * 2, Slot{0, Entry{nullptr, {}}});
         old.swap(slots_);
         mask_ = slots_.size() - 1;
         for (const Slot& slot : old) {
-            if (slot.message != nullptr) {
-                Place(slot.id, slot.message);
+            if (slot.entry.message != nullptr) {
+                Place(slot);
             }
         }
     }
@@ -183,6 +215,42 @@ private:
     std::vector<Slot> slots_;
     std::size_t mask_ = 0;
     std::size_t count_ = 0;
+};
+
+// Every signal read, message by message in the order they came, with a hash
+// of its name. Statements that name a signal (comments, values, value
+// descriptions) come long after its message, when the signal records have
+// left the cache; comparing hashes in this compact table touches no record
+// but the one found, and the statements' usual message order lets the
+// processor stream the table.
+class SignalTable {
+public:
+    static std::uint32_t Hash(const char* name) {
+        std::uint32_t hash = 2166136261u;  // FNV-1a
+        for (; *name != '\0'; ++name) {
+            hash = (hash ^ static_cast<unsigned char>(*name)) * 16777619u;
+        }
+        return hash;
+    }
+    std::uint32_t size() const { return static_cast<std::uint32_t>(entries_.size()); }
+    void Add(sigblk* signal) { entries_.push_back(Entry{Hash(signal->name), signal}); }
+    sigblk* Find(const SignalRun& run, const char* name) const {
+        const std::uint32_t hash = Hash(name);
+        const Entry* entry = entries_.data() + run.first;
+        for (const Entry* end = entry + run.count; entry != end; ++entry) {
+            if (entry->hash == hash && SameName(entry->signal->name, name)) {
+                return entry->signal;
+            }
+        }
+        return nullptr;
+    }
+
+private:
+    struct Entry {
+        std::uint32_t hash;
+        sigblk* signal;
+    };
+    std::vector<Entry> entries_;
 };
 
 class Parser {
@@ -242,7 +310,7 @@ private:
     void statement();
     void value_table();  // rule valtable
     void msg();
-    void sg(msgblk* message, Tail<sigblk>* signals);
+    void sg(msgblk* message, Tail<sigblk>* signals, SignalRun* run);
     void mode(const Name& text, sigblk* signal);
     void msg_tx_node();
     void env_var();
@@ -286,9 +354,9 @@ private:
     Tail<cat> categories_;
     std::unordered_map<std::string_view, symblk*> nodeIndex_;
     MessageIndex messageIndex_;
-    msgblk* lastMessage_ = nullptr;
-    msgblk* lastSignalMessage_ = nullptr;
-    sigblk* lastSignal_ = nullptr;
+    SignalTable signals_;
+    msgblk* lastMessage_ = nullptr;  // the message named last, and its signals
+    SignalRun lastSignals_;
     std::unordered_map<std::string_view, env_var_blk*> envvarIndex_;
     std::unordered_map<std::string_view, attr_def*> attrDefIndex_;
     bool newSymbolKeyword_[kTokUminus + 1] = {};
@@ -306,7 +374,11 @@ Parser::Parser(const Lists& lists) : lists_(lists) {
         nodeIndex_.emplace(node->name, node);
     }
     for (msgblk* message = *lists.messages; message != nullptr; message = message->next) {
-        messageIndex_.Add(message);
+        MessageIndex::Entry* entry = messageIndex_.Add(message, signals_.size());
+        for (sigblk* signal = message->signals; signal != nullptr; signal = signal->next) {
+            signals_.Add(signal);
+            ++entry->signals.count;
+        }
     }
     for (env_var_blk* envvar = *lists.envvars; envvar != nullptr; envvar = envvar->next) {
         envvarIndex_.emplace(envvar->name, envvar);
@@ -497,12 +569,13 @@ msgblk* Parser::MessageRef(std::uint32_t id, int line) {
     if (lastMessage_ != nullptr && lastMessage_->id == id) {
         return lastMessage_;
     }
-    msgblk* message = messageIndex_.Find(id);
-    if (message == nullptr) {
+    const MessageIndex::Entry* entry = messageIndex_.Find(id);
+    if (entry == nullptr) {
         Fail(kMsgUnknownSymbol, line, std::to_string(id).c_str());
     }
-    lastMessage_ = message;
-    return message;
+    lastMessage_ = entry->message;
+    lastSignals_ = entry->signals;
+    return lastMessage_;
 }
 
 // id -> INTEGER | LONG, within 32 bits
@@ -539,26 +612,17 @@ void Parser::ExpectAttributeName(Name* name) {
     Advance();
 }
 
-// Statements about signals tend to name them in message order, so the
-// search starts after the signal found last.
+// Callers name the message first, so its signals are those of the message
+// named last.
 sigblk* Parser::SignalRef(msgblk* message, const Name& name) {
-    sigblk* start = lastSignal_ != nullptr && lastSignalMessage_ == message ? lastSignal_->next
-                                                                            : nullptr;
-    for (sigblk* signal = start; signal != nullptr; signal = signal->next) {
-        if (SameName(signal->name, name.text)) {
-            lastSignal_ = signal;
-            lastSignalMessage_ = message;
-            return signal;
-        }
+    if (message != lastMessage_) {
+        MessageRef(message->id, name.line);
     }
-    for (sigblk* signal = message->signals; signal != start; signal = signal->next) {
-        if (SameName(signal->name, name.text)) {
-            lastSignal_ = signal;
-            lastSignalMessage_ = message;
-            return signal;
-        }
+    sigblk* signal = signals_.Find(lastSignals_, name.text);
+    if (signal == nullptr) {
+        Fail(kMsgUnknownSymbol, name.line, name.text);
     }
-    Fail(kMsgUnknownSymbol, name.line, name.text);
+    return signal;
 }
 
 env_var_blk* Parser::EnvvarRef(const Name& name) {
@@ -800,28 +864,28 @@ void Parser::msg() {
     message->transmitter = node;
     message->signal_count = 0;
     messages_.Append(message);
-    messageIndex_.Add(message);
+    messageIndex_.Add(message, signals_.size());
     Tail<sigblk> signals;
     sigblk* head = nullptr;
     signals.Reset(&head);
-    unsigned short count = 0;
+    SignalRun run{signals_.size(), 0};
     while (tok_ == kTokUnterbotschaft) {
-        sg(message, &signals);
-        ++count;
+        sg(message, &signals, &run);
+        message->signal_count = static_cast<unsigned short>(run.count);
+        messageIndex_.Find(id)->signals = run;
     }
-    message->signal_count = count;
+    lastMessage_ = message;
+    lastSignals_ = run;
 }
 
 // sg -> SG_ name [mode] ':' start '|' length '@' order sign
 //       '(' factor ',' offset ')' '[' minimum '|' maximum ']' unit rx_list
-void Parser::sg(msgblk* message, Tail<sigblk>* signals) {
+void Parser::sg(msgblk* message, Tail<sigblk>* signals, SignalRun* run) {
     Advance();
     Name name;
     ExpectName(&name);
-    for (sigblk* other = message->signals; other != nullptr; other = other->next) {
-        if (SameName(other->name, name.text)) {
-            Fail(kMsgDuplicateSymbol, name.line, name.text);
-        }
+    if (signals_.Find(*run, name.text) != nullptr) {
+        Fail(kMsgDuplicateSymbol, name.line, name.text);
     }
     sigblk* signal = TAVLO_CREATE_SIGBLK();
     if (signal == nullptr) {
@@ -829,6 +893,8 @@ void Parser::sg(msgblk* message, Tail<sigblk>* signals) {
     }
     model::CopyName(signal->name, name.text);
     signals->Append(signal);
+    signals_.Add(signal);
+    ++run->count;
     if (message->signals == nullptr) {
         message->signals = signal;
     }
@@ -837,13 +903,36 @@ void Parser::sg(msgblk* message, Tail<sigblk>* signals) {
         ExpectName(&text);
         mode(text, signal);
     }
-    Expect(':');
-    signal->start_bit = static_cast<unsigned short>(ExpectUnsigned(0xFFFF));
-    Expect('|');
-    signal->length = static_cast<unsigned short>(ExpectUnsigned(0xFFFF));
-    Expect('@');
-    signal->flags = static_cast<unsigned char>(signal->flags | ByteOrderAndSign());
-    Scaling(signal);
+    if (tok_ != ':') {
+        SyntaxError();
+    }
+    SignalLayout layout;
+    if (ScanSignalLayout(&layout)) {  // the plain form, read at once
+        signal->start_bit = static_cast<unsigned short>(layout.startBit);
+        signal->length = static_cast<unsigned short>(layout.length);
+        unsigned char flags = signal->flags;
+        if (layout.order == 0) {
+            flags |= TAVLO_SIG_MOTOROLA;
+        }
+        if (layout.isSigned) {
+            flags |= TAVLO_SIG_SIGNED;
+        }
+        signal->flags = flags;
+        signal->factor = layout.factor;
+        signal->offset = layout.offset;
+        signal->minimum = layout.minimum;
+        signal->maximum = layout.maximum;
+        CopyNameOf(signal->unit, layout.unit, layout.unitLength);
+        Advance();
+    } else {
+        Advance();
+        signal->start_bit = static_cast<unsigned short>(ExpectUnsigned(0xFFFF));
+        Expect('|');
+        signal->length = static_cast<unsigned short>(ExpectUnsigned(0xFFFF));
+        Expect('@');
+        signal->flags = static_cast<unsigned char>(signal->flags | ByteOrderAndSign());
+        Scaling(signal);
+    }
     // rx_list -> [rx_symbol (',' rx_symbol)*]
     if (tok_ != kTokSymbol) {
         return;
@@ -932,10 +1021,11 @@ void Parser::msg_tx_node() {
     Advance();
     int line;
     const auto id = ExpectId(&line);
-    msgblk* message = messageIndex_.Find(id);
-    if (message == nullptr) {
+    const MessageIndex::Entry* entry = messageIndex_.Find(id);
+    if (entry == nullptr) {
         Fail(kMsgUnknownSymbol, line, kUnknownTxMessage);
     }
+    msgblk* message = entry->message;
     Expect(':');
     rxblk* last = TailOf(message->transmitters);
     while (!Accept(';')) {

@@ -27,6 +27,7 @@ enum : unsigned char {
     kDigit = 8,
     kKeywordChar = 16,  // "A"-"Z" and "_": keywords use nothing else
     kInvalid = 32,      // 128 and above
+    kPunct = 64,        // a character token that nothing else can begin
 };
 
 struct CharTable {
@@ -49,6 +50,11 @@ struct CharTable {
             }
             if (c >= 128) {
                 bits |= kInvalid;
+            }
+            for (const char* p = ":;,|@()[]+-*"; *p != '\0'; ++p) {
+                if (c == *p) {
+                    bits |= kPunct;
+                }
             }
             classes[c] = bits;
         }
@@ -397,7 +403,130 @@ int String() {
     return kTokString;
 }
 
+// The plain forms that ScanSignalLayout reads; each takes its part at `p`
+// and moves `p` past it, or returns false.
+class PlainReader {
+public:
+    explicit PlainReader(const unsigned char* p, const unsigned char* end) : p_(p), end_(end) {}
+    const unsigned char* position() const { return p_; }
+
+    void Blanks() {
+        while (p_ < end_ && (*p_ == ' ' || *p_ == '\t')) {
+            ++p_;
+        }
+    }
+    bool Char(char c) {
+        Blanks();
+        if (p_ < end_ && *p_ == static_cast<unsigned char>(c)) {
+            ++p_;
+            return true;
+        }
+        return false;
+    }
+    bool Unsigned(unsigned int maximum, unsigned int* value) {
+        Blanks();
+        const unsigned char* start = p_;
+        std::uint64_t number = 0;
+        while (p_ < end_ && *p_ >= '0' && *p_ <= '9' && p_ - start < 10) {
+            number = number * 10 + (*p_ - '0');
+            ++p_;
+        }
+        if (p_ == start || number > maximum || EndsBadly()) {
+            return false;
+        }
+        *value = static_cast<unsigned int>(number);
+        return true;
+    }
+    // ['-' | '+'] digits ['.' digits], read exactly as the scanner would.
+    bool Number(double* value) {
+        Blanks();
+        bool negative = false;
+        if (p_ < end_ && (*p_ == '-' || *p_ == '+')) {
+            negative = *p_ == '-';
+            ++p_;
+            Blanks();
+        }
+        std::uint64_t mantissa = 0;
+        int digits = 0;
+        int decimals = 0;
+        const unsigned char* start = p_;
+        while (p_ < end_ && *p_ >= '0' && *p_ <= '9') {
+            mantissa = mantissa * 10 + (*p_ - '0');
+            digits += mantissa != 0;
+            ++p_;
+        }
+        if (p_ == start) {
+            return false;
+        }
+        if (p_ < end_ && *p_ == '.') {
+            ++p_;
+            while (p_ < end_ && *p_ >= '0' && *p_ <= '9') {
+                mantissa = mantissa * 10 + (*p_ - '0');
+                digits += mantissa != 0;
+                ++decimals;
+                ++p_;
+            }
+        }
+        if (digits > 15 || decimals > 22 || p_ - start > kTokenTextSize || EndsBadly()) {
+            return false;
+        }
+        const double magnitude = static_cast<double>(mantissa) / kExactPowersOfTen[decimals];
+        *value = negative ? -magnitude : magnitude;
+        return true;
+    }
+    bool Text(const char** text, std::size_t* length) {
+        if (!Char('"')) {
+            return false;
+        }
+        const unsigned char* start = p_;
+        while (p_ < end_ && *p_ != '"') {
+            if (*p_ == '\\' || *p_ == '\n') {
+                return false;
+            }
+            ++p_;
+        }
+        if (p_ == end_) {
+            return false;
+        }
+        *text = reinterpret_cast<const char*>(start);
+        *length = static_cast<std::size_t>(p_ - start);
+        ++p_;
+        return true;
+    }
+
+private:
+    // A number run into a letter, a point or an exponent is left to the
+    // scanner, which knows what to make of it.
+    bool EndsBadly() const {
+        return p_ < end_ && (Is(*p_, kIdentChar) || *p_ == '.' || Is(*p_, kInvalid));
+    }
+
+    const unsigned char* p_;
+    const unsigned char* end_;
+};
+
 }  // namespace
+
+bool ScanSignalLayout(SignalLayout* layout) {
+    if (gPushCount != 0) {
+        return false;
+    }
+    PlainReader in(gPos, gEnd);
+    unsigned int sign = 0;
+    const bool plain =
+        in.Unsigned(0xFFFF, &layout->startBit) && in.Char('|') &&
+        in.Unsigned(0xFFFF, &layout->length) && in.Char('@') && in.Unsigned(1, &layout->order) &&
+        ((sign = in.Char('-') ? 1 : 0) == 1 || in.Char('+')) && in.Char('(') &&
+        in.Number(&layout->factor) && in.Char(',') && in.Number(&layout->offset) &&
+        in.Char(')') && in.Char('[') && in.Number(&layout->minimum) && in.Char('|') &&
+        in.Number(&layout->maximum) && in.Char(']') && in.Text(&layout->unit, &layout->unitLength);
+    if (!plain) {
+        return false;
+    }
+    layout->isSigned = sign == 1;
+    gPos = in.position();
+    return true;
+}
 
 void StartScanner() {
     gPos = InputData();
@@ -431,16 +560,38 @@ void ReportSyntaxError(const char* text) {
 
 int NextToken() {
     for (;;) {
-        // Blanks, fast while nothing is pushed back.
+        // The common case, nothing pushed back: blanks, then the first
+        // character of the token straight from the file.
         if (gPushCount == 0) {
             const unsigned char* p = gPos;
+            const unsigned char* const end = gEnd;
             int lines = 0;
-            while (p < gEnd && (kTable.classes[*p] & kBlank) != 0) {
+            unsigned char classes = 0;
+            while (p < end && ((classes = kTable.classes[*p]) & kBlank) != 0) {
                 lines += *p == '\n';
                 ++p;
             }
-            gPos = p;
             gLine += lines;
+            gPos = p;
+            if (p == end) {
+                return kTokEnd;
+            }
+            gToken.line = gLine;
+            if ((classes & (kPunct | kIdentStart | kDigit)) != 0) {
+                gPos = p + 1;
+                if ((classes & kPunct) != 0) {
+                    return *p;
+                }
+                if ((classes & kDigit) != 0) {
+                    return Number(*p);
+                }
+                bool skipped = false;
+                const int token = Identifier(*p, &skipped);
+                if (skipped) {
+                    continue;
+                }
+                return token;
+            }
         }
         int c = Get();
         if (c == -1) {

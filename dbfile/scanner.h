@@ -47,6 +47,31 @@ int CurrentLine();
 int ReadChar();
 void UnreadChar(int c);
 
+// The layout part of a signal line, after its ":":
+//   start '|' length '@' order sign '(' factor ',' offset ')'
+//   '[' minimum '|' maximum ']' unit
+struct SignalLayout {
+    unsigned int startBit;
+    unsigned int length;
+    unsigned int order;  // 0 or 1
+    bool isSigned;
+    double factor;
+    double offset;
+    double minimum;
+    double maximum;
+    const char* unit;  // into the file; not terminated
+    std::size_t unitLength;
+};
+
+// Reads the layout of a signal line in one go when it is written plainly:
+// blanks and tabs only between its parts, numbers without exponents and of
+// at most 15 digits, a unit without backslash or line feed. Then the
+// position is after the unit's closing quote and true is returned. Anything
+// else returns false and reads nothing, and the line is read token by token;
+// both ways give the same values. Signal lines are most of a file, so this
+// is most of the reading.
+bool ScanSignalLayout(SignalLayout* layout);
+
 // Closes the input after a syntax error and reports it (code 1 with the
 // current line and `text` as context). Does not return when the report ends
 // the read.

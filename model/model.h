@@ -17,8 +17,10 @@ namespace tavlo::model {
 // (the default state). Lets tests drive every out-of-memory path.
 void FailAllocationsAfter(long count);
 
-// Blocks from TAVLO_MALLOC not yet released with TAVLO_MFREE. Lets tests see
-// exactly how many blocks an operation releases.
+// Blocks from TAVLO_MALLOC not yet released with TAVLO_MFREE, counted from
+// the first call of this function on (before it, nothing is counted, so
+// production code pays nothing). Lets tests see exactly how many blocks an
+// operation makes or releases: compare two calls.
 long LiveAllocations();
 
 // A zero-filled record from TAVLO_MALLOC, or null.
