@@ -9,6 +9,7 @@
 #include "dbfile/input.h"
 #include "dbfile/keywords.h"
 #include "model/model.h"
+#include "support/describe.h"
 #include "support/read_database.h"
 #include "tavloms/tavloms.h"
 
@@ -528,6 +529,70 @@ TEST(ReaderErrors, ErrorAfterATextOrEntryLosesNothing) {
         EXPECT_TRUE(outcome.raised);
         TAVLO_FREE_ROOT(&root);
         EXPECT_EQ(tavlo::model::LiveAllocations(), before);
+    }
+}
+
+}  // namespace
+
+namespace {
+
+// Signal lines written plainly are read in one go; every other form token
+// by token. Both must give the same records: each line is read as it is and
+// again with a line feed after its ":", which always takes the token path.
+TEST(ReaderSignalLayout, PlainAndTokenPathsAgree) {
+    const char* layouts[] = {
+        "7|16@0+ (0.01,-40) [-40|615.35] \"km/h\"",
+        "0|1@1- (1,0) [0|1] \"\"",
+        " 63 | 64 @ 1 + ( 1 , 0 ) [ 0 | 18446744073709551615 ] \"\"",
+        "\t8|8@1+\t(+0.5,+1)\t[-1.5|+2.5]\t\"x\"",
+        "8|8@1+ (1e3,2.5E-3) [1.|2.] \"u\"",
+        "8|8@1+ (0.1234567890123456789,0) [0|1] \"u\"",
+        "8|8@1+ (123456789012345678,0) [0|1] \"u\"",
+        "8|8@1+ (1,0) [0|1] \"a\\\"b\\c\"",
+        "8|8@1+ (1,0) [0|1] \"a unit longer than thirty-two characters\"",
+        "8|8@1+ (1,0) [0|1] \"\xb0" "C\"",
+        "008|0016@01+ (0.000001,-0.0) [-0|1] \"\"",
+    };
+    for (const char* layout : layouts) {
+        SCOPED_TRACE(layout);
+        const std::string head = "VERSION \"\"\nBS_:\nBU_: A\nBO_ 1 M: 8 A\n SG_ S :";
+        const std::string tail = std::string(layout) + " A\nCM_ SG_ 1 S \"c\";\n";
+        tavlo_root_t plain = {};
+        tavlo_root_t tokens = {};
+        const ReadOutcome first = ReadText(head + " " + tail, &plain);
+        const ReadOutcome second = ReadText(head + "\n" + tail, &tokens);
+        EXPECT_FALSE(first.raised);
+        EXPECT_FALSE(second.raised);
+        EXPECT_EQ(tavlo::test::DescribeDatabase(plain), tavlo::test::DescribeDatabase(tokens));
+        ASSERT_NE(plain.messages, nullptr);
+        EXPECT_NE(plain.messages->signals, nullptr);
+        TAVLO_FREE_ROOT(&plain);
+        TAVLO_FREE_ROOT(&tokens);
+    }
+}
+
+TEST(ReaderSignalLayout, BadLayoutsFailAsTheTokenPathSays) {
+    struct Case {
+        const char* layout;
+        const char* message;
+    };
+    const Case cases[] = {
+        {"7|16@2+ (1,0) [0|1] \"\"", ", line 4, error: syntax"},
+        {"7|65536@1+ (1,0) [0|1] \"\"", ", line 4, error: syntax"},
+        {"7|16@1* (1,0) [0|1] \"\"", ", line 4, error: syntax"},
+        {"7.5|16@1+ (1,0) [0|1] \"\"", ", line 4, error: syntax"},
+        {"7|16@1+ (1x,0) [0|1] \"\"", ", line 4, error: syntax"},
+        {"7|16@1+ (1,0) [0|1e] \"\"", ", line 4, error: syntax"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.layout);
+        tavlo_root_t root = {};
+        const ReadOutcome outcome = ReadText(
+            std::string("VERSION \"\"\nBS_:\nBU_: A\nBO_ 1 M: 8 A\n SG_ S : ") + c.layout + " A\n",
+            &root);
+        EXPECT_TRUE(outcome.raised);
+        EXPECT_EQ(outcome.messages, std::vector<std::string>{c.message});
+        TAVLO_FREE_ROOT(&root);
     }
 }
 
