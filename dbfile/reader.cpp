@@ -1317,12 +1317,8 @@ void Parser::user_define(int token) {
     if (objectType != TAVLO_OBJ_NETWORK) {
         Advance();
     }
-    if (tok_ != kTokString) {
-        SyntaxError();
-    }
-    const int line = CurrentToken().line;
-    ExpectString(&text_);
-    std::string name = text_;
+    Name name;
+    ExpectAttributeName(&name);
     model::AttrRange range;
     std::string texts;
     const unsigned int valueType = data_type(&range, &texts);
@@ -1339,8 +1335,8 @@ void Parser::user_define(int token) {
     }
     int defined = 0;
     try {
-        defined = model::DefineAttribute(lists_.attrDefs, name.c_str(), objectType, valueType,
-                                         range, line);
+        defined = model::DefineAttribute(lists_.attrDefs, name.text, objectType, valueType,
+                                         range, name.line);
     } catch (...) {
         TAVLO_MFREE(enumTexts);
         throw;
@@ -1377,12 +1373,8 @@ void Parser::sigtype_attr() {
 // default -> STRING | signed_float
 void Parser::user_define_default() {
     Advance();
-    if (tok_ != kTokString) {
-        SyntaxError();
-    }
-    const int line = CurrentToken().line;
-    ExpectString(&text_);
-    std::string name = text_;
+    Name name;
+    ExpectAttributeName(&name);
     const bool isText = tok_ == kTokString;
     tavlo_attr_value_t value;
     value.number = 0.0;
@@ -1393,15 +1385,12 @@ void Parser::user_define_default() {
         value.number = SignedNumber();
     }
     Expect(';');
-    Name key;
-    model::CopyName(key.text, name.c_str());
-    BlanksForTabs(key.text);
-    const auto found = attrDefIndex_.find(key.view());
+    const auto found = attrDefIndex_.find(name.view());
     if (found != attrDefIndex_.end()) {
         const unsigned int valueType = found->second->value_type;
         const bool wantsText = valueType == TAVLO_ATTR_STRING || valueType == TAVLO_ATTR_ENUM;
         if (wantsText != isText) {
-            Fail(kMsgIllegalMode, line, key.text);
+            Fail(kMsgIllegalMode, name.line, name.text);
         }
     }
     if (isText) {
@@ -1412,7 +1401,7 @@ void Parser::user_define_default() {
     }
     int set = 0;
     try {
-        set = model::SetAttributeDefault(*lists_.attrDefs, name.c_str(), value, line);
+        set = model::SetAttributeDefault(*lists_.attrDefs, name.text, value, name.line);
     } catch (...) {
         if (isText) {
             TAVLO_MFREE(value.text);

@@ -597,3 +597,37 @@ TEST(ReaderSignalLayout, BadLayoutsFailAsTheTokenPathSays) {
 }
 
 }  // namespace
+
+namespace {
+
+// Attribute names are cut to 32 characters and read tabs as blanks in
+// definitions, defaults and values alike.
+TEST(ReaderAttributeNames, LongAndTabbedNamesMatchThroughout) {
+    const std::string longName = "AnAttributeNameOfMoreThan32Characters";
+    tavlo_root_t root = {};
+    const ReadOutcome outcome = ReadText(
+        "VERSION \"\"\nBS_:\nBU_: A\nBO_ 1 M: 8 A\n"
+        "BA_DEF_ BO_  \"" + longName + "\" INT 0 9;\n"
+        "BA_DEF_  \"Tab\tName\" STRING ;\n"
+        "BA_DEF_DEF_  \"" + longName + "\" 3;\n"
+        "BA_DEF_DEF_  \"Tab Name\" \"t\";\n"
+        "BA_ \"" + longName + "\" BO_ 1 4;\n"
+        "BA_ \"Tab\tName\" \"v\";\n",
+        &root);
+    EXPECT_FALSE(outcome.raised);
+    EXPECT_TRUE(outcome.messages.empty());
+    attr_def* cut = TAVLO_GET_ATTR_DEF_NAME(root.attr_defs, longName.substr(0, 32).c_str());
+    ASSERT_NE(cut, nullptr);
+    EXPECT_EQ(+cut->default_value.number, 3.0);
+    attr_def* tabbed = TAVLO_GET_ATTR_DEF_NAME(root.attr_defs, "Tab Name");
+    ASSERT_NE(tabbed, nullptr);
+    EXPECT_STREQ(tabbed->default_value.text, "t");
+    ASSERT_NE(root.messages, nullptr);
+    ASSERT_NE(+root.messages->attributes, nullptr);
+    EXPECT_EQ(+root.messages->attributes->value.number, 4.0);
+    ASSERT_NE(root.db_attrs, nullptr);
+    EXPECT_STREQ(root.db_attrs->value.text, "v");
+    TAVLO_FREE_ROOT(&root);
+}
+
+}  // namespace
