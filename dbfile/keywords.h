@@ -72,6 +72,14 @@ enum Token : int {
     kTokUminus,                 // unary minus of the grammar's operators
 };
 
+// Words with a fixed meaning wherever they stand in a file.
+constexpr char kNoNode[] = "Corvan__XXX";            // no node, where a node name stands
+constexpr char kAccessWord[] = "DUMMY_NODE_CORVAN";  // then a variable's access code in hex
+constexpr std::size_t kAccessWordLength = sizeof kAccessWord - 1;
+constexpr char kEmptyEnumText[] = "corvan_leerstring";  // an empty enumeration text
+constexpr char kNoneNode[] = "<<none>>";                // the view filter's NONE node
+constexpr unsigned int kStringAccess = 0x8000u;         // access code bit of a string variable
+
 struct Keyword {
     const char* text;
     int token;

@@ -27,21 +27,11 @@ namespace tavlo::dbfile {
 
 namespace {
 
-// The node name that stands for no node.
-constexpr const char* kNoNode = "Corvan__XXX";
-// The access word of an environment variable: this prefix, then hex digits.
-constexpr const char* kAccessWord = "DUMMY_NODE_CORVAN";
-constexpr std::size_t kAccessWordLength = 17;
-// An empty enumeration text as files write it.
-constexpr const char* kEmptyEnumText = "corvan_leerstring";
-// The view filter's NONE node.
-constexpr const char* kNoneNode = "<<none>>";
 // Context of an unknown message in "BO_TX_BU_"; the placeholder is never
 // filled in, a misprint that is kept.
 constexpr const char* kUnknownTxMessage = "Msg &lu";
 
-constexpr unsigned int kStringAccessBit = 0x8000;
-constexpr unsigned int kAccessNodeBit = 0x2;
+constexpr unsigned int kAccessNodeBit = 0x2;  // set by every access node
 
 // Ends a parse without a further report: `warning` for the two warnings
 // that stop a read, otherwise after a report that let the read go on.
@@ -1105,9 +1095,9 @@ void Parser::env_var() {
                 }
                 access = access * 16 + static_cast<unsigned int>(digit);
             }
-            if ((access & kStringAccessBit) != 0) {
+            if ((access & kStringAccess) != 0) {
                 envvar->type = TAVLO_ENV_STRING;
-                access &= ~kStringAccessBit;
+                access &= ~kStringAccess;
             }
             envvar->access_type = access;
             continue;

@@ -43,11 +43,6 @@ namespace {
 
 constexpr const char* kModule = "canddbw";
 
-constexpr char kNoNode[] = "Corvan__XXX";             // a missing node reference
-constexpr char kAccessWord[] = "DUMMY_NODE_CORVAN";   // followed by the access code
-constexpr char kEmptyEnumText[] = "corvan_leerstring";
-constexpr char kNoneNode[] = "<<none>>";              // the NONE entry of the view filter
-constexpr unsigned int kStringAccess = 0x8000u;       // access bit of a string variable
 
 bool IsEmpty(const char* text) {
     return text == nullptr || *text == '\0';
