@@ -448,6 +448,8 @@ TEST_F(Reader, FailuresShowTheirTextAndLine) {
          "undefined attribute, line 9, Nope", false},
         {"name too long", std::string(81, 'x') + " ",
          "database: invalid char in symbol, line 9, " + std::string(80, 'x'), true},
+        {"number too long", "BO_ " + std::string(81, '1') + " M: 1 A\n",
+         "database: invalid char in symbol, line 9, " + std::string(80, '1'), true},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -627,6 +629,47 @@ TEST(ReaderAttributeNames, LongAndTabbedNamesMatchThroughout) {
     EXPECT_EQ(+root.messages->attributes->value.number, 4.0);
     ASSERT_NE(root.db_attrs, nullptr);
     EXPECT_STREQ(root.db_attrs->value.text, "v");
+    TAVLO_FREE_ROOT(&root);
+}
+
+}  // namespace
+
+namespace {
+
+// A node name that "BU_" did not declare makes a new node at the end of the
+// node list, wherever it stands; "Corvan__XXX" never does.
+TEST(ReaderNodes, UndeclaredNodesAreAppendedWhereverTheyStand) {
+    const std::string base =
+        "VERSION \"\"\nBS_:\nBU_: A\nBO_ 1 M: 8 A\n SG_ S : 0|1@1+ (1,0) [0|1] \"\" A\n"
+        "EV_ V: 0 [0|1] \"\" 0 1 DUMMY_NODE_CORVAN0 A;\nCAT_DEF_ 1 C 0;\n"
+        "BA_DEF_ BU_ \"N\" INT 0 1;\nBA_DEF_REL_ BU_SG_REL_ \"R\" INT 0 1;\n";
+    const char* statements[] = {
+        "BO_ 2 T: 8 New\n",
+        "BO_ 2 T: 8 A\n SG_ X : 0|1@1+ (1,0) [0|1] \"\" A,New\n",
+        "BO_TX_BU_ 1 : A,New;\n",
+        "CM_ BU_ New \"c\";\n",
+        "BA_ \"N\" BU_ New 1;\n",
+        "BA_REL_ \"R\" BU_SG_REL_ New SG_ 1 S 1;\n",
+        "CAT_ BU_ New 1;\n",
+        "FILTER 1 CAT_ 1 BU_ New ;\n",
+        "EV_ W: 0 [0|1] \"\" 0 2 DUMMY_NODE_CORVAN0  A,New;\n",
+    };
+    for (const char* statement : statements) {
+        SCOPED_TRACE(statement);
+        tavlo_root_t root = {};
+        const ReadOutcome outcome = ReadText(base + statement, &root);
+        EXPECT_FALSE(outcome.raised);
+        ASSERT_NE(root.nodes, nullptr);
+        ASSERT_NE(root.nodes->next, nullptr);
+        EXPECT_STREQ(root.nodes->next->name, "New");
+        EXPECT_EQ(+root.nodes->next->next, nullptr);
+        TAVLO_FREE_ROOT(&root);
+    }
+    tavlo_root_t root = {};
+    ReadText(base + "BO_ 2 T: 8 Corvan__XXX\n SG_ X : 0|1@1+ (1,0) [0|1] \"\" Corvan__XXX\n",
+             &root);
+    ASSERT_NE(root.nodes, nullptr);
+    EXPECT_EQ(+root.nodes->next, nullptr);
     TAVLO_FREE_ROOT(&root);
 }
 
