@@ -567,7 +567,7 @@ TEST(ReaderSignalLayout, PlainAndTokenPathsAgree) {
         EXPECT_FALSE(second.raised);
         EXPECT_EQ(tavlo::test::DescribeDatabase(plain), tavlo::test::DescribeDatabase(tokens));
         ASSERT_NE(plain.messages, nullptr);
-        EXPECT_NE(plain.messages->signals, nullptr);
+        EXPECT_NE(+plain.messages->signals, nullptr);
         TAVLO_FREE_ROOT(&plain);
         TAVLO_FREE_ROOT(&tokens);
     }
@@ -660,7 +660,7 @@ TEST(ReaderNodes, UndeclaredNodesAreAppendedWhereverTheyStand) {
         const ReadOutcome outcome = ReadText(base + statement, &root);
         EXPECT_FALSE(outcome.raised);
         ASSERT_NE(root.nodes, nullptr);
-        ASSERT_NE(root.nodes->next, nullptr);
+        ASSERT_NE(+root.nodes->next, nullptr);
         EXPECT_STREQ(root.nodes->next->name, "New");
         EXPECT_EQ(+root.nodes->next->next, nullptr);
         TAVLO_FREE_ROOT(&root);

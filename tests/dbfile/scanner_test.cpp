@@ -89,7 +89,7 @@ TEST(Keywords, NewSymbolsIgnoreKeywordsAndStackUpMostRecentFirst) {
     EXPECT_EQ(DeclareNewSymbol("BU_SG_REL_X_NAME_LONGER_THAN_THIRTY_TWO"), 1);
     ASSERT_NE(NewSymbols(), nullptr);
     EXPECT_STREQ(NewSymbols()->name, "BU_SG_REL_X_NAME_LONGER_THAN_THI");
-    EXPECT_EQ(NewSymbols()->self, NewSymbols()->name);
+    EXPECT_EQ(+NewSymbols()->self, NewSymbols()->name);
     EXPECT_STREQ(NewSymbols()->next->name, "SG_MUL_VAL_");
     EXPECT_NE(FindNewSymbol("SG_MUL_VAL_"), nullptr);
     EXPECT_EQ(FindNewSymbol("SG_MUL_VAL"), nullptr);
