@@ -862,8 +862,8 @@ void Parser::msg() {
     while (tok_ == kTokUnterbotschaft) {
         sg(message, &signals, &run);
         message->signal_count = static_cast<unsigned short>(run.count);
-        messageIndex_.Find(id)->signals = run;
     }
+    messageIndex_.Find(id)->signals = run;
     lastMessage_ = message;
     lastSignals_ = run;
 }
