@@ -327,7 +327,7 @@ private:
     void signal_valtype();
     void signaltype_valtype();
 
-    void SetComment(char** slot);
+    void ReplaceText(char** slot);
     static void SetAttr(attr** list, attr* value);
     static rxblk* RelationOf(rxblk** list, symblk* node, unsigned short* count);
 
@@ -683,13 +683,7 @@ void Parser::version() {
     if (!Accept(kTokVer)) {
         return;
     }
-    if (tok_ != kTokString) {
-        SyntaxError();
-    }
-    char* text = TakeText();
-    TAVLO_MFREE(*lists_.version);
-    *lists_.version = text;
-    Advance();
+    ReplaceText(lists_.version);
 }
 
 // new_symbols -> NS_ ':' new_symbol_list
@@ -1168,7 +1162,9 @@ void Parser::sigtype_values() {
     model::ReleaseValueDescriptions(value_descriptions());
 }
 
-void Parser::SetComment(char** slot) {
+// Replaces a text of the database (version, file comment) by the string
+// token, then reads on.
+void Parser::ReplaceText(char** slot) {
     char* text = TakeText();
     TAVLO_MFREE(*slot);
     *slot = text;
@@ -1189,7 +1185,7 @@ void Parser::comment() {
     Advance();
     switch (tok_) {
     case kTokString:
-        SetComment(lists_.comment);
+        ReplaceText(lists_.comment);
         break;
     case kTokBusteilnehmer: {
         Advance();
