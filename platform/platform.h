@@ -1,9 +1,17 @@
 // platform/platform.h: the few calls through which the library reaches the
-// operating system, declared once. messagebox.cpp honours the client's hooks;
-// posix.cpp and win32.cpp hold the defaults of each platform. Also the
-// library's assertion, which every subsystem uses.
+// operating system, declared once. messagebox.cpp and post.cpp honour the
+// client's hooks; posix.cpp and win32.cpp hold what differs per platform.
+// Also the library's assertion, which every subsystem uses.
+//
+// Names avoid the Win32 ones (PostMessage, MessageBox...), which <windows.h>
+// defines as macros.
 #ifndef TAVLOMS_PLATFORM_PLATFORM_H
 #define TAVLOMS_PLATFORM_PLATFORM_H
+
+#include <cstdint>
+#include <string>
+
+#include "tavloms/platform.h"
 
 namespace tavlo::platform {
 
@@ -13,6 +21,52 @@ int ShowMessageBox(const char* text, const char* caption, unsigned int style);
 
 // The platform's own message box, used when no hook is set.
 int DefaultMessageBox(const char* text, const char* caption, unsigned int style);
+
+// ---- Window messages ------------------------------------------------------
+
+// The number registered for a message name: the same for the same name
+// (without regard to case) throughout the process, from 0xC000 upwards; 0 for
+// a null or empty name or when the numbers are used up.
+unsigned int RegisterMessageName(const char* name);
+
+// Post a message (through the client's post hook when one is set) without
+// waiting for it to be handled. HWND_BROADCAST reaches every top-level window.
+void PostToWindow(HWND window, unsigned int message, uintptr_t wParam, intptr_t lParam);
+void PostToThread(unsigned long threadId, unsigned int message, uintptr_t wParam,
+                  intptr_t lParam);
+
+// The platform's own posts, used when no hook is set (dropped where there is
+// no window system).
+void DefaultPostToWindow(HWND window, unsigned int message, uintptr_t wParam, intptr_t lParam);
+void DefaultPostToThread(unsigned long threadId, unsigned int message, uintptr_t wParam,
+                         intptr_t lParam);
+
+// ---- Files and paths -------------------------------------------------------
+
+// The full absolute form of a path, made from the text alone as the runtime's
+// full-path function does: a relative path is taken from the current
+// directory, "." and ".." and repeated separators are resolved; the file
+// need not exist. Empty for a null or empty path.
+std::string FullPath(const char* path);
+
+// The file name part of a path without its directories and its extension
+// (the text from the last '.' on): "net" for "/data/net.dbc".
+std::string FileTitle(const char* path);
+
+// Reads a file's permission bits (0200 is the owner's write permission);
+// false when the file's status cannot be read.
+bool FileMode(const char* path, unsigned int& mode);
+
+// ---- The module ------------------------------------------------------------
+
+// The handle of this library's own module, as its load hook receives it.
+void* ThisModule();
+
+// Writes the full file name of a module into buffer, as GetModuleFileNameA
+// does: at most size - 1 characters and a terminating zero (a longer name is
+// cut). Returns the number of characters written, 0 for a null module or a
+// size of 0.
+unsigned int ModuleFileName(void* module, char* buffer, unsigned int size);
 
 // Writes "Assertion failed: <condition>, module <module>, line <line>" to
 // standard error and stops the program.

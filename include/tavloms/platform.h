@@ -1,11 +1,13 @@
-/* tavloms/platform.h: what the library would show the user, and how a client
- * intercepts it.
+/* tavloms/platform.h: what the library would show the user or post to its
+ * windows and threads, and how a client intercepts it.
  *
- * The library shows message boxes (read errors, refused locks). Without a
- * hook, Windows builds call MessageBoxA; elsewhere the text is written to
- * standard error as one line "<caption>: <text>" ("Error" for a null caption)
- * and counts as OK. A client that sets a hook receives every message box
- * instead. Compiles as C99. */
+ * The library shows message boxes (read errors, refused locks) and posts the
+ * change notification message. Without hooks, Windows builds call
+ * MessageBoxA, PostMessageA, PostThreadMessageA and RegisterWindowMessageA;
+ * elsewhere a message box is written to standard error as one line
+ * "<caption>: <text>" ("Error" for a null caption) and counts as OK, and a
+ * post is dropped. A client that sets a hook receives every message box or
+ * post instead. Compiles as C99. */
 #ifndef TAVLOMS_PLATFORM_H
 #define TAVLOMS_PLATFORM_H
 
@@ -32,6 +34,20 @@ typedef int (*TAVLO_MESSAGEBOX_HOOK)(const char* text, const char* caption,
 /* Installs a message box hook and returns the previous one; null restores
  * the default. */
 TAVLO_API TAVLO_MESSAGEBOX_HOOK TAVLO_SET_MESSAGEBOX_HOOK(TAVLO_MESSAGEBOX_HOOK hook);
+
+/* Receives every posted message: a window post has threadId 0; a broadcast
+ * has window HWND_BROADCAST; a thread post has window NULL. */
+typedef void (*TAVLO_POST_HOOK)(HWND window, unsigned long threadId, unsigned int message,
+                                uintptr_t wParam, intptr_t lParam);
+
+/* Installs a post hook and returns the previous one; null restores the
+ * default. */
+TAVLO_API TAVLO_POST_HOOK TAVLO_SET_POST_HOOK(TAVLO_POST_HOOK hook);
+
+/* The number of a window message registered by name: the same number for the
+ * same name (compared without regard to case) within a process, from 0xC000
+ * upwards; 0 for a null or empty name or when the numbers are used up. */
+TAVLO_API unsigned int TAVLO_REGISTER_WINDOW_MESSAGE(const char* name);
 
 TAVLO_END_C
 
