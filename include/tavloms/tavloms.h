@@ -15,5 +15,6 @@
 #include "dbfile.h"
 #include "platform.h"
 #include "exception.h"
+#include "manager.h"
 
 #endif /* TAVLOMS_TAVLOMS_H */

@@ -1,0 +1,392 @@
+/* tavloms/manager.h: the class interface: shared database objects, managers,
+ * locks and change notification.
+ *
+ * A client makes one TavloManager per window or thread, opens database files
+ * in it under short names and reads them. Managers of one process share one
+ * TavloDatabase per file, keep closed databases in a cache of their own,
+ * lock databases against each other and are told of changes through the
+ * registered message TAVLONOTIFICATIONMESSAGESTRING. Nothing here is guarded
+ * against threads: all managers of a process are used from one thread at a
+ * time. C++ only; in C this header declares nothing. */
+#ifndef TAVLOMS_MANAGER_H
+#define TAVLOMS_MANAGER_H
+
+#include "module.h"
+#include "platform.h"
+#include "records.h"
+
+#ifdef __cplusplus
+
+/* Status values of the class interface. */
+enum : unsigned int {
+    TAVLO_STATUS_OK = 0,
+    TAVLO_STATUS_UNKNOWN_NAME = 1,   /* database name not known to this manager */
+    TAVLO_STATUS_NO_FILE = 2,        /* file does not exist, or database without a path;
+                                        also: lookup found nothing */
+    TAVLO_STATUS_NAME_USED = 3,      /* database name already used in this manager */
+    TAVLO_STATUS_ALREADY_OPEN = 4,   /* file already open in this manager */
+    TAVLO_STATUS_OPEN_FOR_WRITE = 5, /* file open in another write manager */
+    TAVLO_STATUS_INVALID_NAME = 7,   /* not a valid database name */
+    TAVLO_STATUS_READ_ONLY = 8,      /* file is read-only */
+    TAVLO_STATUS_WRITE_FAILED = 9,   /* writing the file failed */
+    TAVLO_STATUS_PATH_TAKEN = 10,    /* path belongs to another shared database object */
+    TAVLO_STATUS_LOCKED = 11         /* another manager holds a lock */
+};
+
+class TavloLock;
+class TavloManager;
+
+/* One opened database file in memory, shared by every manager of the process
+ * that opens the same file (same full path, compared without regard to case).
+ * Records and texts are owned by the object and released with TAVLO_FREE. */
+class TAVLO_API TavloDatabase {
+public:
+    /* Empty: counters 1 and 0, user data "", no path. */
+    TavloDatabase();
+    /* Reads the file at path (when not null). A failed read has shown its
+     * message; the object keeps what was read up to the error. */
+    explicit TavloDatabase(const char* path);
+    /* Deep copies (counters 1 and 0). Throw std::bad_alloc when memory runs
+     * out; an assignment then leaves the target as it was. */
+    TavloDatabase(const TavloDatabase& other);
+    TavloDatabase& operator=(const TavloDatabase& other);
+    virtual ~TavloDatabase();
+
+    /* Same file: IsPathEqual(other.mDbPath). */
+    bool operator==(const TavloDatabase& other) const;
+
+    /* ---- The process-wide list of shared objects ---- */
+
+    /* The listed object for path, with one more reference (and one cache
+     * count less if it had any); else a new object read from path and listed.
+     * A null path gives a new empty listed object. */
+    static TavloDatabase* CreateDatabase(const char* path);
+    /* Gives up one reference. keepInCache turns it into a cache count;
+     * otherwise the object is unlisted and deleted when that was its last
+     * reference and no cache keeps it. */
+    static void DestroyDatabase(TavloDatabase& db, bool keepInCache);
+    /* Deletes every listed object without references, cached or not. Only
+     * for when no manager keeps cached databases any more: their cache
+     * entries are not told. */
+    static void ReleaseCache();
+    static void ListInsertDb(TavloDatabase* db);
+    static void ListRemoveDb(TavloDatabase* db);
+    /* The first listed object for the file (path must not be null). */
+    static TavloDatabase* ListFindDb(const char* path);
+
+    /* ---- The object ---- */
+
+    /* Whether path names this object's file: both full paths, compared
+     * without regard to case; false when either path is null. */
+    bool IsPathEqual(const char* path) const;
+    /* Reads the file again into this object (2 without a path, else 0);
+     * every manager sharing the object sees the new contents. */
+    unsigned int ReopenDatabaseFile();
+    /* Releases every record and text; path and counters stay. */
+    void Clear();
+    /* Copies this object into the first listed object of the same file,
+     * when that is another object. */
+    void Commit();
+    /* Writes the file: to path (which becomes the object's path), or with a
+     * null path to the own path. Returns 0, 2 (no path), 8 (read-only file),
+     * 9 (writing failed) or 10 (path belongs to another listed object). */
+    unsigned int Write(const char* path);
+    /* Replaces the comment by a copy (null removes it). */
+    void SetComment(const char* text);
+    /* Replaces the user data (the file's version text) by a copy; text must
+     * not be null. */
+    void SetUserData(const char* text);
+    /* The largest environment variable handle, 0 for none. */
+    unsigned int GetMaxEnvvarHandle() const;
+    /* The name the database proposes for itself: its string attribute
+     * "DBName" (value, else default), else its file name without directory
+     * and extension, made into a valid name. Allocated: release with
+     * TAVLO_MFREE. Null when memory runs out. */
+    char* GetDefaultName() const;
+
+    /* ---- Records by kind ----
+     * Get finds by name (names must not be null) or key; Create makes an empty
+     * record at position index of the list (0: the head; past the end:
+     * appended), null when memory runs out; Delete unlinks and releases. */
+    symblk* GetNode(const char* name) const;
+    msgblk* GetMessage(const char* name) const;
+    msgblk* GetMessage(unsigned long id) const;
+    env_var_blk* GetEnvvar(const char* name) const;
+    btlblk* GetBitTiming(unsigned short number) const;
+    valtable* GetValueTable(const char* name) const;
+    sigtype* GetSignalType(const char* name) const;
+    attr_def* GetAttrDef(const char* name) const;
+
+    symblk* CreateNode(unsigned int index);
+    msgblk* CreateMessage(unsigned int index);
+    env_var_blk* CreateEnvvar(unsigned int index);
+    btlblk* CreateBitTiming(unsigned int index);
+    valtable* CreateValueTable(unsigned int index);
+    sigtype* CreateSignalType(unsigned int index);
+    cat* CreateCategory(unsigned int index);
+    attr_def* CreateAttrDef(unsigned int index);
+
+    void DeleteNode(symblk& node);
+    void DeleteMessage(msgblk& message);
+    void DeleteEnvvar(env_var_blk& envvar);
+    void DeleteBitTiming(btlblk& timing);
+    void DeleteValueTable(valtable& table);
+    void DeleteSignalType(sigtype& type);
+    void DeleteCategory(cat& category);
+    void DeleteAttrDef(attr_def& def);
+
+    unsigned int mRefCount;   /* open references held by managers */
+    unsigned int mCacheCount; /* manager caches keeping the object while not open */
+    char* mDbPath;            /* the path as the opener gave it, or null */
+    symblk* mNodes;
+    msgblk* mMessages;
+    env_var_blk* mEnvvars;
+    btlblk* mBitTimings;
+    attr_def* mAttrDefs;
+    attr* mDbAttrs;           /* attribute values of the database itself */
+    cat* mCategories;
+    filter_t mFilter;         /* view filter: categories, nodes, filter word */
+    char* mComment;           /* or null */
+    char* mUserData;          /* the file's version text; "" when new */
+    sigtype* mSigTypes;
+    valtable* mValueTables;
+
+private:
+    tavlo_root_t Root() const;
+    void Adopt(const tavlo_root_t& root);
+    void ReadFile();
+};
+
+/* Chooses among databases; see the lookups. */
+struct TavloSelection {
+    unsigned int major;
+    unsigned short minor;
+};
+
+/* A database entry's side of a selection; all ones are wildcards. */
+struct TavloSelectionPattern {
+    unsigned int major;
+    unsigned short minor;
+};
+
+/* One open database of a manager. mName is the database's handle: managers
+ * compare name arguments with it by pointer, not by text. */
+struct DbListNode {
+    char* mName;
+    TavloDatabase* mDatabase;
+    unsigned int mPriority;          /* larger first */
+    TavloSelectionPattern mPattern;  /* (0xFFFFFFFF, 0xFFFF) when opened */
+    unsigned int mHandleBase;        /* environment variable handles of this
+                                        database start above it */
+    void* mDatabaseInfo;             /* the client's data */
+    DbListNode* mNext;
+};
+
+/* A database a manager closed but keeps cached. */
+struct DbCacheNode {
+    TavloDatabase* mDatabase;
+    DbCacheNode* mNext;
+};
+
+/* An entry of the process-wide managers list. */
+struct MngrListNode {
+    TavloManager* mManager;
+    MngrListNode* mNext;
+};
+
+/* A client's handle on the class interface. Databases are named by the
+ * handles this manager hands out (OpenDatabase, GetDatabaseName,
+ * GetUniqueDatabaseName): most operations compare a name argument with the
+ * stored name by pointer. Status values are the TAVLO_STATUS_* above. */
+class TAVLO_API TavloManager {
+public:
+    /* Notifications go to the thread (its id's low 32 bits) or the window. */
+    explicit TavloManager(void* threadId);
+    explicit TavloManager(HWND window);
+    virtual ~TavloManager();
+
+    TavloManager(const TavloManager&) = delete;
+    TavloManager& operator=(const TavloManager&) = delete;
+
+    /* Read lock on one database (dbName must not be null); false when another
+     * manager's write lock is in the way (its holder's text has been shown)
+     * or the name is unknown. */
+    virtual bool LockDatabase(const char* dbName, const char* user);
+    /* Locks every database in list order, stopping at the first refusal,
+     * which frees all of this manager's locks and gives false. */
+    virtual bool LockAllDatabases(const char* user);
+    /* Frees this manager's locks on one database, or all with null. */
+    virtual void UnlockDatabase(const char* dbName);
+    /* The file status of path, a read-only file accepted (0). */
+    virtual unsigned int GetDatabaseFileInfo(const char* path) const;
+    virtual unsigned int CheckForWriteOpen(const char* path) const;
+    virtual bool OwnsDatabaseForWrite(const char* path) const;
+    /* The shared object for path, taken out of this manager's cache. */
+    virtual TavloDatabase& AssignDatabase(const char* path);
+    /* Gives up this manager's reference, into its cache with keepInCache,
+     * and frees its locks on the database. */
+    virtual void ReleaseDatabase(TavloDatabase& db, bool keepInCache);
+
+    void SetHandle(void* threadId);
+    void SetHandle(HWND window);
+
+    /* Opens the file at path under name (a valid, unused name; the entry
+     * gets priority 0 whatever priority says) or, without name, under the
+     * database's default name with the given priority. *dbName (if dbName is
+     * not null) receives the handle. Returns 0, 2, 3, 4 (already open: *dbName
+     * receives the name it is open under), 5 or 7. */
+    unsigned int OpenDatabase(const char* path, const char** dbName, const char* name,
+                              unsigned int priority);
+    unsigned int OpenDatabase(const char* path, const char** dbName, unsigned int priority);
+    /* Empties the cache, then reads one database (or all, with null) again
+     * from its file. Returns 0, 1 (unknown name) or a file status; with null
+     * the status of the last one that failed. */
+    unsigned int ReopenDatabase(const char* dbName);
+    /* Closes one database (or all, with null), keeping it cached when asked. */
+    void CloseDatabase(const char* dbName, bool keepInCache);
+    void CloseDatabase(bool keepInCache);
+    /* Gives up every cached database. */
+    void FlushDatabaseCache();
+    /* Whether any manager of the process has the file open for writing. */
+    static bool IsDatabaseOpenedForWrite(const char* path);
+
+    /* The database of a handle; null (status 2) when unknown. */
+    TavloDatabase* GetDatabase(const char* dbName) const;
+    bool IsDatabaseName(const char* dbName) const;
+    /* The handle of the database open from path; for a file that is not open,
+     * its default name, allocated (release with TAVLO_MFREE); null (status 2)
+     * when the file does not exist. */
+    const char* GetDatabaseName(const char* path);
+    /* The handle whose name equals text, or null. */
+    const char* GetUniqueDatabaseName(const char* text) const;
+    /* Renames a database; *dbName receives the new handle, the old one is
+     * invalid. Returns 0, 1, 3 or 7. */
+    unsigned int SetDatabaseName(const char* oldDbName, const char** dbName,
+                                 const char* newName);
+    /* Copies the database's default name into nameBuf (size bytes); false for
+     * an unknown handle or a name that did not fit (then cut). */
+    bool GetDefaultDatabaseName(const char* dbName, char* nameBuf, unsigned int size) const;
+    /* The path of the database whose name equals dbName as text, or null. */
+    const char* GetDatabasePath(const char* dbName) const;
+    /* Client data attached to an open database. */
+    bool AssignDatabaseInfo(void* info, const char* dbName);
+    void* GetDatabaseInfo(const char* dbName) const;
+
+    /* Result of the last lookup that reports one: 0 found, 2 not found. */
+    unsigned int GetStatus() const { return mStatus; }
+    unsigned int GetThreadId() const { return mThreadId; }
+    HWND GetWindow() const { return mWindow; }
+    /* Sum of the largest environment variable handles of the databases
+     * inserted so far. */
+    unsigned int GetHandleTotal() const { return mHandleTotal; }
+
+    /* Tells every manager that has db open that it changed: a broadcast to
+     * all top-level windows, then the sender, then every other manager. */
+    static void NotifyChanges(const TavloManager& sender, const TavloDatabase& db);
+    /* Posts the notification to this manager's window or thread once for
+     * each of its entries of the same file. */
+    void NotifyChanges(const TavloDatabase& db, const TavloManager& sender) const;
+
+    /* ---- The layer's own list primitives ---- */
+
+    /* Inserts behind every entry of greater or equal priority. A priority
+     * greater than the head's starts a new list: the entries that were
+     * listed drop out (their databases stay open). Deliberate. */
+    void ListInsertDatabase(TavloDatabase& db, const char* name, unsigned int priority);
+    /* Removes the first entry of db; the handle total is reset only when
+     * nothing matched and the list is empty. */
+    void ListRemoveDatabase(TavloDatabase& db);
+    /* Removes every entry; handle total 0. */
+    void ListRemoveDatabase();
+    /* The entry (database) of a handle. One process-wide memo remembers the
+     * last entry found. */
+    DbListNode* ListFindNode(const char* dbName) const;
+    TavloDatabase* ListFindDatabase(const char* dbName) const;
+    /* The handle of the first entry whose database is the file at path. */
+    const char* ListFindDatabaseName(const char* path) const;
+    const DbListNode* ListFirstNode() const { return mDatabases; }
+    static const DbListNode* ListNextNode(const DbListNode* node) {
+        return node != nullptr ? node->mNext : nullptr;
+    }
+    void CacheInsertDatabase(TavloDatabase& db);
+    void CacheRemoveDatabase(TavloDatabase& db);
+    TavloDatabase* CacheFindDatabase(const char* path) const;
+    static MngrListNode* GetManagersList();
+    static void ListInsertMngr(TavloManager* manager);
+    static void ListRemoveMngr(TavloManager* manager);
+
+protected:
+    /* Locks every database with lock(), as LockAllDatabases describes. */
+    bool LockEach(const char* user,
+                  TavloLock* (*lock)(TavloManager&, const char*, const char*));
+
+    unsigned int mThreadId;
+    HWND mWindow;
+    mutable unsigned int mStatus;
+    unsigned int mHandleTotal;
+    DbListNode* mDatabases;
+    DbCacheNode* mCache;
+};
+
+/* A lock a manager holds on a database. Locks are advisory: only the lock
+ * operations consult them. The process-wide lock list owns them. */
+class TAVLO_API TavloLock {
+public:
+    virtual bool IsWriteLock() const = 0;
+    /* Takes the lock out of the lock list (if still there). */
+    virtual ~TavloLock();
+
+    TavloLock(const TavloLock&) = delete;
+    TavloLock& operator=(const TavloLock&) = delete;
+
+    /* Tells the user that access was refused, naming this lock's holder:
+     * "Database access refused!", a line break and the holder's text, in a
+     * task-modal message box with a stop icon, caption "TAVLOMS.DLL". */
+    void ShowMessage() const;
+
+    /* Frees every lock of mgr, or every lock of mgr on that very object. */
+    static void FreeLock(TavloManager& mgr);
+    static void FreeLock(TavloManager& mgr, TavloDatabase& db);
+
+    static void ListInsertLock(TavloLock* lock);
+    /* Unlinks and deletes the lock; nothing when it is not listed. */
+    static void ListRemoveLock(TavloLock* lock);
+    static void ListRemoveLocks(TavloManager& mgr);
+    static void ListRemoveLocks(TavloManager& mgr, TavloDatabase& db);
+
+    TavloManager* mManager;
+    TavloDatabase* mDatabase;
+    char* mUser;  /* the holder's text, or null */
+
+protected:
+    TavloLock(TavloManager& mgr, TavloDatabase& db, const char* user);
+};
+
+/* Reading: refused only by another manager's write lock on the same file. */
+class TAVLO_API TavloReadLock : public TavloLock {
+public:
+    bool IsWriteLock() const override { return false; }
+    /* The first lock that refuses mgr a read lock on db, or null. */
+    static TavloLock* GetLock(TavloManager& mgr, TavloDatabase& db);
+    /* A new listed lock on the database of dbName; null for an unknown name
+     * (silently) or when refused (the refusal has been shown). */
+    static TavloLock* Create(TavloManager& mgr, const char* dbName, const char* user);
+
+private:
+    using TavloLock::TavloLock;
+};
+
+/* Writing: refused by any lock of another manager on the same file. */
+class TAVLO_API TavloWriteLock : public TavloLock {
+public:
+    bool IsWriteLock() const override { return true; }
+    static TavloLock* GetLock(TavloManager& mgr, TavloDatabase& db);
+    static TavloLock* Create(TavloManager& mgr, const char* dbName, const char* user);
+
+private:
+    using TavloLock::TavloLock;
+};
+
+#endif /* __cplusplus */
+
+#endif /* TAVLOMS_MANAGER_H */

@@ -1,0 +1,77 @@
+// tests/manager/fixture.cpp
+#include "manager/fixture.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+namespace tavlo::test {
+
+std::string SmallDatabaseText(const SmallDatabase& spec) {
+    std::string text = "VERSION \"" + spec.version + "\"\n\nNS_ :\n\nBS_:\n\nBU_: A B\n\n";
+    text += "BO_ 100 Msg1: 8 A\n SG_ Sig1 : 0|8@1+ (1,0) [0|255] \"\" B\n\n";
+    if (spec.maxEnvvarHandle != 0) {
+        text += "EV_ EnvLow: 0 [0|10] \"\" 0 1 DUMMY_NODE_CORVAN0 Corvan__XXX;\n";
+        text += "EV_ EnvHigh: 0 [0|10] \"\" 0 " + std::to_string(spec.maxEnvvarHandle) +
+                " DUMMY_NODE_CORVAN0 Corvan__XXX;\n\n";
+    }
+    if (!spec.dbName.empty()) {
+        text += "BA_DEF_  \"DBName\" STRING ;\nBA_DEF_DEF_  \"DBName\" \"\";\n";
+        text += "BA_ \"DBName\" \"" + spec.dbName + "\";\n";
+    }
+    return text;
+}
+
+tavlo_root_t RootOf(const TavloDatabase& db) {
+    tavlo_root_t root{};
+    root.nodes = db.mNodes;
+    root.messages = db.mMessages;
+    root.envvars = db.mEnvvars;
+    root.bit_timings = db.mBitTimings;
+    root.attr_defs = db.mAttrDefs;
+    root.db_attrs = db.mDbAttrs;
+    root.categories = db.mCategories;
+    root.filter = db.mFilter;
+    root.comment = db.mComment;
+    root.version = db.mUserData;
+    root.sig_types = db.mSigTypes;
+    root.value_tables = db.mValueTables;
+    return root;
+}
+
+void ManagerTest::SetUp() {
+    const ::testing::TestInfo* info = ::testing::UnitTest::GetInstance()->current_test_info();
+    std::string name = std::string(info->test_suite_name()) + "." + info->name();
+    for (char& c : name) {
+        if (c == '/') {
+            c = '_';
+        }
+    }
+    dir_ = (std::filesystem::temp_directory_path() /
+            ("tavloms." + name + "." + std::to_string(getpid())))
+               .string();
+    std::filesystem::remove_all(dir_);
+    std::filesystem::create_directories(dir_);
+}
+
+void ManagerTest::TearDown() {
+    TavloDatabase::ReleaseCache();
+    std::error_code ignored;
+    std::filesystem::remove_all(dir_, ignored);
+}
+
+std::string ManagerTest::WriteFile(const std::string& relative, const std::string& text) {
+    const std::filesystem::path path = std::filesystem::path(dir_) / relative;
+    std::filesystem::create_directories(path.parent_path());
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out << text;
+    return path.string();
+}
+
+void ManagerTest::SetReadOnly(const std::string& path, bool readOnly) {
+    ::chmod(path.c_str(), readOnly ? 0444 : 0644);
+}
+
+}  // namespace tavlo::test

@@ -1,0 +1,52 @@
+// tests/manager/fixture.h: a directory of database files of its own for each
+// test, and small databases made for the manager tests.
+#ifndef TAVLOMS_TESTS_MANAGER_FIXTURE_H
+#define TAVLOMS_TESTS_MANAGER_FIXTURE_H
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "support/message_capture.h"
+#include "tavloms/tavloms.h"
+
+namespace tavlo::test {
+
+// What a small database holds: a version text, the largest environment
+// variable handle (0: no environment variable), and its "DBName" attribute
+// value (empty: no attribute).
+struct SmallDatabase {
+    std::string version = "v1";
+    unsigned int maxEnvvarHandle = 0;
+    std::string dbName;
+};
+
+// The file text of a small database: nodes A and B, message Msg1 (id 100)
+// with signal Sig1.
+std::string SmallDatabaseText(const SmallDatabase& spec);
+
+// The lists of a database object as a root (shared, not copied), for
+// DescribeDatabase.
+tavlo_root_t RootOf(const TavloDatabase& db);
+
+class ManagerTest : public ::testing::Test {
+protected:
+    void SetUp() override;
+    // Deletes what no manager holds any more and the test's directory.
+    void TearDown() override;
+
+    // Writes a file at dir/relative (folders made as needed); returns its path.
+    std::string WriteFile(const std::string& relative, const std::string& text);
+    std::string WriteDatabase(const std::string& relative, const SmallDatabase& spec = {}) {
+        return WriteFile(relative, SmallDatabaseText(spec));
+    }
+    // Clears or sets the owner's (and everyone's) write permission.
+    static void SetReadOnly(const std::string& path, bool readOnly);
+
+    std::string dir_;
+    MessageCapture shown_;  // read errors and lock refusals land here
+};
+
+}  // namespace tavlo::test
+
+#endif  // TAVLOMS_TESTS_MANAGER_FIXTURE_H
