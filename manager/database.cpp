@@ -44,11 +44,18 @@ bool EqualIgnoringCase(const std::string& a, const std::string& b) {
     return true;
 }
 
-// Links a new record so that it becomes the element at position index of the
-// list; an index at or past the end appends it. Null (a failed creation)
-// leaves the list as it was.
+// Makes a record with create and links it so that it becomes the element at
+// position index of the list; an index at or past the end appends it. When
+// memory runs out, the creation function has shown its message and thrown;
+// the list stays as it was and the result is null.
 template <class T>
-T* LinkAtIndex(T*& head, T* record, unsigned int index) {
+T* CreateAtIndex(T*& head, T* (*create)(), unsigned int index) {
+    T* record = nullptr;
+    try {
+        record = create();
+    } catch (const TavloException&) {
+        return nullptr;
+    }
     if (record == nullptr) {
         return nullptr;
     }
@@ -423,35 +430,35 @@ attr_def* TavloDatabase::GetAttrDef(const char* name) const {
 }
 
 symblk* TavloDatabase::CreateNode(unsigned int index) {
-    return LinkAtIndex(mNodes, TAVLO_CREATE_SYMBOL(), index);
+    return CreateAtIndex(mNodes, &TAVLO_CREATE_SYMBOL, index);
 }
 
 msgblk* TavloDatabase::CreateMessage(unsigned int index) {
-    return LinkAtIndex(mMessages, TAVLO_CREATE_MSGBLK(), index);
+    return CreateAtIndex(mMessages, &TAVLO_CREATE_MSGBLK, index);
 }
 
 env_var_blk* TavloDatabase::CreateEnvvar(unsigned int index) {
-    return LinkAtIndex(mEnvvars, TAVLO_CREATE_EVBLK(), index);
+    return CreateAtIndex(mEnvvars, &TAVLO_CREATE_EVBLK, index);
 }
 
 btlblk* TavloDatabase::CreateBitTiming(unsigned int index) {
-    return LinkAtIndex(mBitTimings, TAVLO_CREATE_BTLBLK(), index);
+    return CreateAtIndex(mBitTimings, &TAVLO_CREATE_BTLBLK, index);
 }
 
 valtable* TavloDatabase::CreateValueTable(unsigned int index) {
-    return LinkAtIndex(mValueTables, TAVLO_CREATE_VALTABLE(), index);
+    return CreateAtIndex(mValueTables, &TAVLO_CREATE_VALTABLE, index);
 }
 
 sigtype* TavloDatabase::CreateSignalType(unsigned int index) {
-    return LinkAtIndex(mSigTypes, TAVLO_CREATE_SIGTYPE(), index);
+    return CreateAtIndex(mSigTypes, &TAVLO_CREATE_SIGTYPE, index);
 }
 
 cat* TavloDatabase::CreateCategory(unsigned int index) {
-    return LinkAtIndex(mCategories, TAVLO_CREATE_CATEGORY(), index);
+    return CreateAtIndex(mCategories, &TAVLO_CREATE_CATEGORY, index);
 }
 
 attr_def* TavloDatabase::CreateAttrDef(unsigned int index) {
-    return LinkAtIndex(mAttrDefs, TAVLO_CREATE_ATTR_DEF(), index);
+    return CreateAtIndex(mAttrDefs, &TAVLO_CREATE_ATTR_DEF, index);
 }
 
 void TavloDatabase::DeleteNode(symblk& node) {

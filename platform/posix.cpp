@@ -1,8 +1,115 @@
 // platform/posix.cpp: the platform defaults where there is no window system.
-// A message box becomes one line on standard error and counts as OK.
+// A message box becomes one line on standard error and counts as OK, posts
+// are dropped, and message names get their numbers from a registry of the
+// process's own. Paths, file modes and the module's file name come from POSIX
+// and the dynamic loader.
+#include <dlfcn.h>
+#include <link.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <mutex>
+#include <string>
+#include <unordered_map>
+#include <vector>
 
 #include "platform/platform.h"
+
+namespace {
+
+// Window messages registered by name share the numbers Windows gives them.
+constexpr unsigned int kFirstMessageNumber = 0xC000;
+constexpr unsigned int kLastMessageNumber = 0xFFFF;
+
+// Names are keyed in lower case so that the registry ignores case as Windows
+// does; only ASCII letters fold, whatever the locale says.
+std::string FoldCase(const char* name) {
+    std::string folded(name);
+    for (char& c : folded) {
+        if (c >= 'A' && c <= 'Z') {
+            c = static_cast<char>(c - 'A' + 'a');
+        }
+    }
+    return folded;
+}
+
+struct MessageRegistry {
+    std::mutex mutex;
+    std::unordered_map<std::string, unsigned int> numbers;
+    unsigned int next = kFirstMessageNumber;
+};
+
+// Built on first use: a message may be registered from another translation
+// unit's static initialisation.
+MessageRegistry& Registry() {
+    static MessageRegistry registry;
+    return registry;
+}
+
+std::string CurrentDirectory() {
+    std::vector<char> buffer(256);
+    for (;;) {
+        if (getcwd(buffer.data(), buffer.size()) != nullptr) {
+            return buffer.data();
+        }
+        if (errno != ERANGE) {
+            return std::string();
+        }
+        buffer.resize(buffer.size() * 2);
+    }
+}
+
+// The main executable's file name, for the loader reports it only as the
+// program was started (possibly relative) or not at all.
+std::string ExecutableName() {
+    std::vector<char> buffer(256);
+    for (;;) {
+        const ssize_t length = readlink("/proc/self/exe", buffer.data(), buffer.size());
+        if (length < 0) {
+            return std::string();
+        }
+        if (static_cast<size_t>(length) < buffer.size()) {
+            return std::string(buffer.data(), static_cast<size_t>(length));
+        }
+        buffer.resize(buffer.size() * 2);  // possibly cut: try again with more room
+    }
+}
+
+// Whether an address lies in the main program's image. The loader names the
+// main program only as it was started, which may be relative, while a library
+// opened by a relative name is named relative to the directory of that time;
+// the two call for different repairs.
+bool InMainProgram(const void* address) {
+    struct Search {
+        uintptr_t address;
+        bool found;
+    } search = {reinterpret_cast<uintptr_t>(address), false};
+    dl_iterate_phdr(
+        [](dl_phdr_info* info, size_t, void* data) -> int {
+            Search& s = *static_cast<Search*>(data);
+            for (ElfW(Half) i = 0; i < info->dlpi_phnum; ++i) {
+                const ElfW(Phdr)& segment = info->dlpi_phdr[i];
+                if (segment.p_type != PT_LOAD) {
+                    continue;
+                }
+                // The image is mapped from the page its first segment starts on.
+                const uintptr_t page = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
+                const uintptr_t begin = (info->dlpi_addr + segment.p_vaddr) & ~(page - 1);
+                const uintptr_t end = info->dlpi_addr + segment.p_vaddr + segment.p_memsz;
+                if (s.address >= begin && s.address < end) {
+                    s.found = true;
+                }
+            }
+            return 1;  // the main program is always visited first: stop there
+        },
+        &search);
+    return search.found;
+}
+
+}  // namespace
 
 namespace tavlo::platform {
 
@@ -11,6 +118,126 @@ int DefaultMessageBox(const char* text, const char* caption, unsigned int /*styl
                  text != nullptr ? text : "");
     std::fflush(stderr);
     return 1;  // IDOK
+}
+
+unsigned int RegisterMessageName(const char* name) {
+    if (name == nullptr || name[0] == '\0') {
+        return 0;
+    }
+    std::string key = FoldCase(name);
+    MessageRegistry& registry = Registry();
+    std::lock_guard<std::mutex> lock(registry.mutex);
+    const auto found = registry.numbers.find(key);
+    if (found != registry.numbers.end()) {
+        return found->second;
+    }
+    if (registry.next > kLastMessageNumber) {
+        return 0;
+    }
+    const unsigned int number = registry.next++;
+    registry.numbers.emplace(std::move(key), number);
+    return number;
+}
+
+// Nobody could receive a post without a window system.
+void DefaultPostToWindow(HWND, unsigned int, uintptr_t, intptr_t) {}
+
+void DefaultPostToThread(unsigned long, unsigned int, uintptr_t, intptr_t) {}
+
+std::string FullPath(const char* path) {
+    if (path == nullptr || path[0] == '\0') {
+        return std::string();
+    }
+    std::string text;
+    if (path[0] != '/') {
+        text = CurrentDirectory();
+        if (text.empty()) {
+            return std::string();
+        }
+        text += '/';
+    }
+    text += path;
+
+    // Resolved by the text alone, as the file need not exist: a symbolic link
+    // followed by ".." is not looked at.
+    std::vector<std::string> segments;
+    size_t start = 0;
+    while (start <= text.size()) {
+        size_t end = text.find('/', start);
+        if (end == std::string::npos) {
+            end = text.size();
+        }
+        const std::string segment = text.substr(start, end - start);
+        if (segment == "..") {
+            if (!segments.empty()) {
+                segments.pop_back();
+            }
+        } else if (!segment.empty() && segment != ".") {
+            segments.push_back(segment);
+        }
+        start = end + 1;
+    }
+
+    std::string full;
+    for (const std::string& segment : segments) {
+        full += '/';
+        full += segment;
+    }
+    // A trailing separator still says "directory", as the full-path function
+    // on Windows keeps it.
+    if (full.empty() || text.back() == '/') {
+        full += '/';
+    }
+    return full;
+}
+
+std::string FileTitle(const char* path) {
+    if (path == nullptr) {
+        return std::string();
+    }
+    const char* slash = std::strrchr(path, '/');
+    const std::string name = slash != nullptr ? slash + 1 : path;
+    const size_t dot = name.rfind('.');
+    return dot == std::string::npos ? name : name.substr(0, dot);
+}
+
+bool FileMode(const char* path, unsigned int& mode) {
+    struct stat status;
+    if (path == nullptr || stat(path, &status) != 0) {
+        return false;
+    }
+    mode = static_cast<unsigned int>(status.st_mode) & 0777u;
+    return true;
+}
+
+void* ThisModule() {
+    Dl_info info;
+    if (dladdr(reinterpret_cast<void*>(&ThisModule), &info) == 0) {
+        return nullptr;
+    }
+    return info.dli_fbase;
+}
+
+unsigned int ModuleFileName(void* module, char* buffer, unsigned int size) {
+    if (module == nullptr || buffer == nullptr || size == 0) {
+        return 0;
+    }
+    Dl_info info;
+    if (dladdr(module, &info) == 0) {
+        return 0;
+    }
+    std::string name;
+    if (info.dli_fname != nullptr && info.dli_fname[0] == '/') {
+        name = FullPath(info.dli_fname);
+    } else if (info.dli_fname == nullptr || info.dli_fname[0] == '\0' || InMainProgram(module)) {
+        name = FullPath(ExecutableName().c_str());
+    } else {
+        name = FullPath(info.dli_fname);
+    }
+    const size_t length = name.size() < size - 1 ? name.size() : size - 1;
+    std::memcpy(buffer, name.data(), length);
+    buffer[length] = '\0';
+    return static_cast<unsigned int>(length);
 }
 
 }  // namespace tavlo::platform

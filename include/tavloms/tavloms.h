@@ -2,8 +2,8 @@
  *
  * Everything the library offers its clients: the records of a database, their
  * creation and release, the flat queries, deep copies, reading and writing
- * database files, the platform hooks and, for C++, the exception of a failed
- * read. Compiles as C99 and C++17. */
+ * database files, the platform hooks, the module's own exports and, for C++,
+ * the exception of a failed read. Compiles as C99 and C++17. */
 #ifndef TAVLOMS_TAVLOMS_H
 #define TAVLOMS_TAVLOMS_H
 
@@ -14,6 +14,7 @@
 #include "copy.h"
 #include "dbfile.h"
 #include "platform.h"
+#include "module.h"
 #include "exception.h"
 #include "manager.h"
 

@@ -1,5 +1,6 @@
 /* The flat interface from C: build a small database, query it, copy it and
- * free both, through <tavloms/tavloms.h> and nothing else. */
+ * free both, then ask the module its own questions, through
+ * <tavloms/tavloms.h> and nothing else. */
 #include <stdio.h>
 #include <string.h>
 
@@ -109,6 +110,38 @@ static void query(tavlo_root_t* db, const char* which) {
     CHECK(strcmp(buffer, "from C") == 0);
 }
 
+static void module(void) {
+    char qualified[] = "Net::Speed";
+    const char* dbName = NULL;
+    const char* objName = NULL;
+    char fileName[4096];
+    char version[32];
+    unsigned int number;
+
+    CHECK(TAVLOSPLITQUALIFIEDNAME(qualified, &dbName, &objName));
+    CHECK(strcmp(dbName, "Net") == 0 && objName != NULL && strcmp(objName, "Speed") == 0);
+    CHECK(TAVLOVERIFYDATABASENAME("Net_1"));
+    CHECK(!TAVLOVERIFYDATABASENAME("1Net"));
+
+    number = TAVLO_REGISTER_WINDOW_MESSAGE(TAVLONOTIFICATIONMESSAGESTRING);
+    CHECK(number >= 0xC000u);
+    CHECK(TAVLO_REGISTER_WINDOW_MESSAGE("tavlomessagenotification") == number);
+    CHECK(strcmp(TAVLODATABASENAMEATTRIBUTE, "DBName") == 0);
+
+    CHECK(strcmp(TAVLONONEFILTERNODE()->name, "None") == 0);
+    CHECK(TAVLONONEFILTERNODE()->next == NULL);
+    CHECK(strcmp(TAVLONONEFILTERCATEGORY()->name, "None") == 0);
+    CHECK(strcmp(TAVLONONESUBSIGNAL()->name, "None") == 0);
+
+    /* Linked as a shared library, the module is that library's file. */
+    memset(version, 0, sizeof version);
+    CHECK(TAVLOMSGETMODULEPARAMETERS(fileName, (int)sizeof fileName, version,
+                                     (int)sizeof version, 250) == 1);
+    CHECK(fileName[0] == '/' && strstr(fileName, "libtavloms") != NULL);
+    CHECK(strcmp(version, "Tavloms Version 2.53") == 0);
+    CHECK(TAVLOMSGETMODULEPARAMETERS(NULL, 0, NULL, 0, 251) == 0);
+}
+
 int main(void) {
     tavlo_root_t db;
     tavlo_root_t copy;
@@ -127,6 +160,7 @@ int main(void) {
     }
     TAVLO_FREE_ROOT(&copy);
     CHECK(copy.nodes == NULL);
+    module();
 
     printf("%d passed, %d failed\n", passed, failed);
     return failed == 0 ? 0 : 1;

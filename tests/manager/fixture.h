@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 #include "support/message_capture.h"
 #include "tavloms/tavloms.h"
@@ -16,8 +17,12 @@ namespace tavlo::test {
 // variable handle (0: no environment variable), and its "DBName" attribute
 // value (empty: no attribute).
 struct SmallDatabase {
-    std::string version = "v1";
-    unsigned int maxEnvvarHandle = 0;
+    SmallDatabase(std::string versionText = "v1", unsigned int maxHandle = 0,
+                  std::string dbNameValue = "")
+        : version(std::move(versionText)), maxEnvvarHandle(maxHandle), dbName(std::move(dbNameValue)) {}
+
+    std::string version;
+    unsigned int maxEnvvarHandle;
     std::string dbName;
 };
 

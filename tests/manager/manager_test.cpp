@@ -32,7 +32,7 @@ public:
     ClaimingManager() : TavloManager(static_cast<void*>(nullptr)) {}
     bool OwnsDatabaseForWrite(const char*) const override { return true; }
     unsigned int CheckForWriteOpen(const char* path) const override {
-        return IsDatabaseOpenedForWrite(path) ? TAVLO_STATUS_OPEN_FOR_WRITE : 0;
+        return IsDatabaseOpenedForWrite(path) ? TAVLO_STATUS_OPEN_FOR_WRITE : TAVLO_STATUS_OK;
     }
 };
 
