@@ -16,20 +16,20 @@
 
 namespace tavlo::dbfile {
 
-TextOut::TextOut(std::FILE* file) : file_(file), block_(new char[kBlockSize]) {}
+OutputText::OutputText(std::FILE* file) : file_(file), block_(new char[kBlockSize]) {}
 
-TextOut::~TextOut() {
+OutputText::~OutputText() {
     Flush();
 }
 
-void TextOut::Flush() {
+void OutputText::Flush() {
     if (used_ > 0) {
         std::fwrite(block_.get(), 1, used_, file_);
         used_ = 0;
     }
 }
 
-void TextOut::PutLong(const char* text, std::size_t length) {
+void OutputText::PutLong(const char* text, std::size_t length) {
     Flush();
     if (length >= kBlockSize) {
         std::fwrite(text, 1, length, file_);
@@ -78,7 +78,7 @@ enum class Quotes { kAsIs, kEscaped };
 
 // The one writer of quoted texts. kEscaped (comments only) writes every
 // double quote of the text as backslash and double quote.
-void PutQuoted(TextOut& out, const char* text, std::size_t length, Quotes quotes) {
+void PutQuoted(OutputText& out, const char* text, std::size_t length, Quotes quotes) {
     out.Put('"');
     if (quotes == Quotes::kEscaped) {
         const char* end = text + length;
@@ -94,7 +94,7 @@ void PutQuoted(TextOut& out, const char* text, std::size_t length, Quotes quotes
     out.Put('"');
 }
 
-void PutQuoted(TextOut& out, const char* text, Quotes quotes = Quotes::kAsIs) {
+void PutQuoted(OutputText& out, const char* text, Quotes quotes = Quotes::kAsIs) {
     if (text == nullptr) {
         text = "";
     }
@@ -102,13 +102,13 @@ void PutQuoted(TextOut& out, const char* text, Quotes quotes = Quotes::kAsIs) {
 }
 
 // A comment's text and the end of its line.
-void PutCommentText(TextOut& out, const char* text) {
+void PutCommentText(OutputText& out, const char* text) {
     PutQuoted(out, text, Quotes::kEscaped);
     out.Put(";\n");
 }
 
 // A number right-aligned in `width` columns, as "%<width>u" does.
-void PutPadded(TextOut& out, unsigned int value, std::size_t width) {
+void PutPadded(OutputText& out, unsigned int value, std::size_t width) {
     char digits[kNumberRoom];
     const std::size_t length = FormatUnsigned(value, digits);
     for (std::size_t i = length; i < width; ++i) {
@@ -118,14 +118,14 @@ void PutPadded(TextOut& out, unsigned int value, std::size_t width) {
 }
 
 // Byte order and sign: "@0+", "@1-", ...
-void PutOrderAndSign(TextOut& out, unsigned int flags) {
+void PutOrderAndSign(OutputText& out, unsigned int flags) {
     out.Put('@');
     out.Put((flags & TAVLO_SIG_MOTOROLA) != 0 ? '0' : '1');
     out.Put((flags & TAVLO_SIG_SIGNED) != 0 ? '-' : '+');
 }
 
 // " (factor,offset) [minimum|maximum] "unit" "
-void PutScalingAndUnit(TextOut& out, double factor, double offset, double minimum,
+void PutScalingAndUnit(OutputText& out, double factor, double offset, double minimum,
                        double maximum, const char* unit) {
     out.Put(" (", 2);
     out.Number(factor);
@@ -141,7 +141,7 @@ void PutScalingAndUnit(TextOut& out, double factor, double offset, double minimu
 }
 
 // The node names of a relation list, separated by commas.
-void PutNodeNames(TextOut& out, const rxblk* list) {
+void PutNodeNames(OutputText& out, const rxblk* list) {
     for (const rxblk* entry = list; entry != nullptr; entry = entry->next) {
         if (entry != list) {
             out.Put(',');
@@ -151,14 +151,14 @@ void PutNodeNames(TextOut& out, const rxblk* list) {
 }
 
 // "<id> <signal>", how a signal is named outside its message.
-void PutSignalKey(TextOut& out, const msgblk* message, const sigblk* signal) {
+void PutSignalKey(OutputText& out, const msgblk* message, const sigblk* signal) {
     out.Unsigned(message->id);
     out.Put(' ');
     out.Put(signal->name);
 }
 
 // `<value> "<text>" ` for each entry.
-void PutValueDescriptions(TextOut& out, const val* list) {
+void PutValueDescriptions(OutputText& out, const val* list) {
     for (const val* entry = list; entry != nullptr; entry = entry->next) {
         out.Signed(entry->value);
         out.Put(' ');
@@ -171,7 +171,7 @@ void PutValueDescriptions(TextOut& out, const val* list) {
 // feeds between them: each piece quoted, the first after a blank, the others
 // after a comma. An empty piece is written as the placeholder; an empty last
 // piece only when no placeholder has been written before it.
-void PutEnumTexts(TextOut& out, const char* texts) {
+void PutEnumTexts(OutputText& out, const char* texts) {
     if (texts == nullptr) {
         texts = "";
     }
@@ -200,7 +200,7 @@ void PutEnumTexts(TextOut& out, const char* texts) {
 // The one formatter of attribute values (and of INT, FLOAT, HEX and STRING
 // defaults): STRING as a quoted text, INT, FLOAT, HEX and ENUM (its index)
 // as a number, any other value type as nothing.
-void PutAttrValue(TextOut& out, const attr_def* def, tavlo_attr_value_t value) {
+void PutAttrValue(OutputText& out, const attr_def* def, tavlo_attr_value_t value) {
     switch (def->value_type) {
     case TAVLO_ATTR_STRING: PutQuoted(out, value.text); break;
     case TAVLO_ATTR_INT:
@@ -221,7 +221,7 @@ const attr_def* DefinitionOf(const attr* value) {
 // One line per attribute value: `<keyword> "<name>" <object><value>;`, where
 // putObject writes the object's part with its trailing blank.
 template <class PutObject>
-void PutAttrLines(TextOut& out, const char* keyword, const attr* list, PutObject putObject) {
+void PutAttrLines(OutputText& out, const char* keyword, const attr* list, PutObject putObject) {
     for (const attr* value = list; value != nullptr; value = value->next) {
         const attr_def* def = DefinitionOf(value);
         out.Put(keyword);
@@ -276,7 +276,7 @@ void ForEachSignal(const Rows& rows, Visit visit) {
 
 // ---- Sections, in file order ----------------------------------------------
 
-void WriteVersion(TextOut& out, const char* version) {
+void WriteVersion(OutputText& out, const char* version) {
     out.Put("VERSION ");
     PutQuoted(out, version);
     out.Put("\n\n", 2);
@@ -309,7 +309,7 @@ bool NeedsNewSymbolList(const tavlo_root_t& db) {
 }
 
 // The keywords after "NS_" and the new symbols of the current read.
-void WriteNewSymbols(TextOut& out) {
+void WriteNewSymbols(OutputText& out) {
     out.Put("\nNS_ : \n");
     for (int row = kNewSymbolRow + 1; row < kKeywordCount; ++row) {
         out.Put('\t');
@@ -324,7 +324,7 @@ void WriteNewSymbols(TextOut& out) {
     out.Put('\n');
 }
 
-void WriteBitTimings(TextOut& out, const btlblk* timings) {
+void WriteBitTimings(OutputText& out, const btlblk* timings) {
     out.Put("BS_:\n");
     for (const btlblk* timing = timings; timing != nullptr; timing = timing->next) {
         out.Put(' ');
@@ -338,7 +338,7 @@ void WriteBitTimings(TextOut& out, const btlblk* timings) {
     out.Put('\n');
 }
 
-void WriteNodes(TextOut& out, const symblk* nodes) {
+void WriteNodes(OutputText& out, const symblk* nodes) {
     out.Put("BU_:");
     for (const symblk* node = nodes; node != nullptr; node = node->next) {
         out.Put(' ');
@@ -347,7 +347,7 @@ void WriteNodes(TextOut& out, const symblk* nodes) {
     out.Put('\n');
 }
 
-void WriteValueTables(TextOut& out, const valtable* tables) {
+void WriteValueTables(OutputText& out, const valtable* tables) {
     for (const valtable* table = tables; table != nullptr; table = table->next) {
         out.Put("VAL_TABLE_ ");
         out.Put(table->name);
@@ -358,7 +358,7 @@ void WriteValueTables(TextOut& out, const valtable* tables) {
     out.Put('\n');
 }
 
-void WriteSignal(TextOut& out, const sigblk* signal) {
+void WriteSignal(OutputText& out, const sigblk* signal) {
     out.Put(" SG_ ", 5);
     out.Put(signal->name);
     const unsigned int flags = signal->flags;
@@ -385,7 +385,7 @@ void WriteSignal(TextOut& out, const sigblk* signal) {
     out.Put('\n');
 }
 
-void WriteMessages(TextOut& out, const Rows& rows) {
+void WriteMessages(OutputText& out, const Rows& rows) {
     for (const Row& row : rows) {
         if (row.signal != nullptr) {
             WriteSignal(out, row.signal);
@@ -406,7 +406,7 @@ void WriteMessages(TextOut& out, const Rows& rows) {
 }
 
 // A single transmitter entry is never written.
-void WriteTransmitters(TextOut& out, const Rows& rows) {
+void WriteTransmitters(OutputText& out, const Rows& rows) {
     ForEachMessage(rows, [&](const msgblk* message) {
         const rxblk* transmitters = message->transmitters;
         if (transmitters == nullptr || transmitters->next == nullptr) {
@@ -422,7 +422,7 @@ void WriteTransmitters(TextOut& out, const Rows& rows) {
 
 // Strings and data are written as type 0; a string variable is marked by
 // the access bit instead, a data variable by its ENVVAR_DATA_ line.
-void WriteEnvvars(TextOut& out, const env_var_blk* envvars) {
+void WriteEnvvars(OutputText& out, const env_var_blk* envvars) {
     out.Put('\n');
     for (const env_var_blk* envvar = envvars; envvar != nullptr; envvar = envvar->next) {
         const unsigned int type = envvar->type;
@@ -455,7 +455,7 @@ void WriteEnvvars(TextOut& out, const env_var_blk* envvars) {
     }
 }
 
-void WriteEnvvarData(TextOut& out, const env_var_blk* envvars) {
+void WriteEnvvarData(OutputText& out, const env_var_blk* envvars) {
     for (const env_var_blk* envvar = envvars; envvar != nullptr; envvar = envvar->next) {
         if (envvar->type != TAVLO_ENV_DATA) {
             continue;
@@ -468,7 +468,7 @@ void WriteEnvvarData(TextOut& out, const env_var_blk* envvars) {
     }
 }
 
-void WriteSigTypes(TextOut& out, const sigtype* types) {
+void WriteSigTypes(OutputText& out, const sigtype* types) {
     for (const sigtype* type = types; type != nullptr; type = type->next) {
         out.Put("SGTYPE_ ");
         out.Put(type->name);
@@ -488,7 +488,7 @@ void WriteSigTypes(TextOut& out, const sigtype* types) {
     }
 }
 
-void WriteComments(TextOut& out, const tavlo_root_t& db, const Rows& rows) {
+void WriteComments(OutputText& out, const tavlo_root_t& db, const Rows& rows) {
     out.Put('\n');
     if (!IsEmpty(db.comment)) {
         out.Put("CM_ ");
@@ -536,7 +536,7 @@ void WriteComments(TextOut& out, const tavlo_root_t& db, const Rows& rows) {
 }
 
 // `<keyword> <object word> "<name>" <value type>;`
-void PutAttrDefLine(TextOut& out, const char* keyword, const attr_def* def) {
+void PutAttrDefLine(OutputText& out, const char* keyword, const attr_def* def) {
     out.Put(keyword);
     out.Put(ObjectWord(def->object_type));
     out.Put(' ');
@@ -548,7 +548,7 @@ void PutAttrDefLine(TextOut& out, const char* keyword, const attr_def* def) {
 
 // Three passes: plain definitions (signal types with the object word of
 // signals), signal-type definitions once more, relation definitions.
-void WriteAttrDefs(TextOut& out, const attr_def* defs) {
+void WriteAttrDefs(OutputText& out, const attr_def* defs) {
     for (const attr_def* def = defs; def != nullptr; def = def->next) {
         if (!IsRelation(def->object_type)) {
             PutAttrDefLine(out, "BA_DEF_ ", def);
@@ -568,7 +568,7 @@ void WriteAttrDefs(TextOut& out, const attr_def* defs) {
     }
 }
 
-void WriteAttrDefaults(TextOut& out, const attr_def* defs) {
+void WriteAttrDefaults(OutputText& out, const attr_def* defs) {
     for (const attr_def* def = defs; def != nullptr; def = def->next) {
         out.Put(IsRelation(def->object_type) ? "BA_DEF_DEF_REL_" : "BA_DEF_DEF_ ");
         out.Put(' ');
@@ -584,7 +584,7 @@ void WriteAttrDefaults(TextOut& out, const attr_def* defs) {
     }
 }
 
-void WriteAttrValues(TextOut& out, const tavlo_root_t& db, const Rows& rows) {
+void WriteAttrValues(OutputText& out, const tavlo_root_t& db, const Rows& rows) {
     PutAttrLines(out, "BA_", db.db_attrs, [] {});
     for (const symblk* node = db.nodes; node != nullptr; node = node->next) {
         PutAttrLines(out, "BA_", node->attributes, [&] {
@@ -657,7 +657,7 @@ void WriteAttrValues(TextOut& out, const tavlo_root_t& db, const Rows& rows) {
     }
 }
 
-void WriteValueDescriptions(TextOut& out, const Rows& rows, const env_var_blk* envvars) {
+void WriteValueDescriptions(OutputText& out, const Rows& rows, const env_var_blk* envvars) {
     ForEachSignal(rows, [&](const msgblk* message, const sigblk* signal) {
         const val* descriptions = signal->value_descriptions;
         if (descriptions != nullptr) {
@@ -680,7 +680,7 @@ void WriteValueDescriptions(TextOut& out, const Rows& rows, const env_var_blk* e
     }
 }
 
-void WriteCategories(TextOut& out, const tavlo_root_t& db, const Rows& rows) {
+void WriteCategories(OutputText& out, const tavlo_root_t& db, const Rows& rows) {
     for (const cat* category = db.categories; category != nullptr; category = category->next) {
         out.Put("CAT_DEF_ ");
         out.Signed(category->number);
@@ -724,7 +724,7 @@ void WriteCategories(TextOut& out, const tavlo_root_t& db, const Rows& rows) {
 
 // Null entries stand for the NONE category and the NONE node; an empty list
 // is written as its NONE entry.
-void WriteFilter(TextOut& out, const filter_t& filter) {
+void WriteFilter(OutputText& out, const filter_t& filter) {
     const filtercatblk* categories = filter.categories;
     const rxblk* nodes = filter.nodes;
     if (categories == nullptr && nodes == nullptr) {
@@ -758,7 +758,7 @@ void WriteFilter(TextOut& out, const filter_t& filter) {
     out.Put(";\n", 2);
 }
 
-void WriteSigTypeRefs(TextOut& out, const Rows& rows) {
+void WriteSigTypeRefs(OutputText& out, const Rows& rows) {
     ForEachSignal(rows, [&](const msgblk* message, const sigblk* signal) {
         const sigtype* type = signal->sig_type;
         if (type != nullptr) {
@@ -771,7 +771,7 @@ void WriteSigTypeRefs(TextOut& out, const Rows& rows) {
     });
 }
 
-void WriteSignalGroups(TextOut& out, const Rows& rows) {
+void WriteSignalGroups(OutputText& out, const Rows& rows) {
     ForEachMessage(rows, [&](const msgblk* message) {
         for (const siggroupblk* group = message->signal_groups; group != nullptr;
              group = group->next) {
@@ -795,7 +795,7 @@ void WriteSignalGroups(TextOut& out, const Rows& rows) {
     });
 }
 
-void WriteSignalValueTypes(TextOut& out, const Rows& rows) {
+void WriteSignalValueTypes(OutputText& out, const Rows& rows) {
     ForEachSignal(rows, [&](const msgblk* message, const sigblk* signal) {
         const unsigned int valueType = signal->value_type;
         if (valueType != TAVLO_VALUE_INTEGER) {
@@ -808,7 +808,7 @@ void WriteSignalValueTypes(TextOut& out, const Rows& rows) {
     });
 }
 
-void WriteSigTypeValueTypes(TextOut& out, const sigtype* types) {
+void WriteSigTypeValueTypes(OutputText& out, const sigtype* types) {
     for (const sigtype* type = types; type != nullptr; type = type->next) {
         const unsigned int valueType = type->value_type;
         if (valueType != TAVLO_VALUE_INTEGER) {
@@ -821,7 +821,7 @@ void WriteSigTypeValueTypes(TextOut& out, const sigtype* types) {
     }
 }
 
-void WriteDatabase(TextOut& out, const tavlo_root_t& db) {
+void WriteDatabase(OutputText& out, const tavlo_root_t& db) {
     const Rows rows = FlattenMessages(db.messages);
     WriteVersion(out, db.version);
     if (NeedsNewSymbolList(db)) {
@@ -850,7 +850,7 @@ void WriteDatabase(TextOut& out, const tavlo_root_t& db) {
 
 }  // namespace
 
-void WriteValueType(TextOut& out, const attr_def* attr) {
+void WriteValueType(OutputText& out, const attr_def* attr) {
     TAVLO_ASSERT(attr, kModule);
     switch (attr->value_type) {
     case TAVLO_ATTR_INT:
@@ -876,7 +876,7 @@ void WriteValueType(TextOut& out, const attr_def* attr) {
     }
 }
 
-void WriteNewSymbolDescriptions(TextOut& out) {
+void WriteNewSymbolDescriptions(OutputText& out) {
     out.Put("NS_DESC_ :");
     for (const Keyword& keyword : kKeywords) {
         out.Put(' ');
@@ -901,7 +901,7 @@ extern "C" unsigned int TAVLO_WRITE(const char* file, symblk* nodes, msgblk* mes
     const tavlo_root_t db{nodes,      messages, envvars, bitTimings, attrDefs, dbAttrs,
                           categories, filter,   comment, version,    sigTypes, valueTables};
     {
-        tavlo::dbfile::TextOut out(stream);
+        tavlo::dbfile::OutputText out(stream);
         tavlo::dbfile::WriteDatabase(out, db);
     }
     std::fclose(stream);

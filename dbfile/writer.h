@@ -19,12 +19,12 @@ namespace tavlo::dbfile {
 // Text for an open file, gathered in memory. What was put is written out
 // when the block is full, on Flush, and when the object goes away; the
 // results of the writes are not checked.
-class TextOut {
+class OutputText {
 public:
-    explicit TextOut(std::FILE* file);
-    ~TextOut();
-    TextOut(const TextOut&) = delete;
-    TextOut& operator=(const TextOut&) = delete;
+    explicit OutputText(std::FILE* file);
+    ~OutputText();
+    OutputText(const OutputText&) = delete;
+    OutputText& operator=(const OutputText&) = delete;
 
     void Put(char c) {
         if (used_ == kBlockSize) {
@@ -69,11 +69,11 @@ private:
 // Writes the value type of an attribute definition with its range or its
 // enumeration texts ("INT 0 10", "STRING ", "ENUM  \"a\",\"b\""). A null
 // definition is an assertion failure.
-void WriteValueType(TextOut& out, const attr_def* attr);
+void WriteValueType(OutputText& out, const attr_def* attr);
 
 // Writes the "NS_DESC_ :" statement: every keyword with its description.
 // TAVLO_WRITE does not write it.
-void WriteNewSymbolDescriptions(TextOut& out);
+void WriteNewSymbolDescriptions(OutputText& out);
 
 }  // namespace tavlo::dbfile
 

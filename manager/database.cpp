@@ -6,6 +6,7 @@
 #include <string>
 
 #include "manager/frame.h"
+#include "manager/lists.h"
 #include "manager/names.h"
 #include "model/model.h"
 #include "platform/platform.h"
@@ -219,17 +220,9 @@ void TavloDatabase::DestroyDatabase(TavloDatabase& db, bool keepInCache) {
 }
 
 void TavloDatabase::ReleaseCache() {
-    DbEntry** link = &gDatabases;
-    while (*link != nullptr) {
-        DbEntry* entry = *link;
-        if (entry->db->mRefCount == 0) {
-            *link = entry->next;
-            delete entry->db;
-            delete entry;
-        } else {
-            link = &entry->next;
-        }
-    }
+    tavlo::manager::DeleteEntries(
+        gDatabases, &DbEntry::next, [](const DbEntry& entry) { return entry.db->mRefCount == 0; },
+        [](DbEntry& entry) { delete entry.db; }, false);
 }
 
 void TavloDatabase::ListInsertDb(TavloDatabase* db) {
@@ -237,14 +230,8 @@ void TavloDatabase::ListInsertDb(TavloDatabase* db) {
 }
 
 void TavloDatabase::ListRemoveDb(TavloDatabase* db) {
-    for (DbEntry** link = &gDatabases; *link != nullptr; link = &(*link)->next) {
-        if ((*link)->db == db) {
-            DbEntry* entry = *link;
-            *link = entry->next;
-            delete entry;
-            return;
-        }
-    }
+    tavlo::manager::DeleteFirstEntry(gDatabases, &DbEntry::next,
+                                     [db](const DbEntry& entry) { return entry.db == db; });
 }
 
 TavloDatabase* TavloDatabase::ListFindDb(const char* path) {

@@ -2,6 +2,7 @@
 // the process-wide list that owns them, and the refusal message.
 #include <string>
 
+#include "manager/lists.h"
 #include "model/model.h"
 #include "platform/platform.h"
 #include "tavloms/manager.h"
@@ -18,18 +19,10 @@ LockEntry* gLocks = nullptr;
 // Unlinks and deletes every listed lock the predicate picks.
 template <class Pick>
 void RemoveLocksWhere(Pick pick) {
-    LockEntry** link = &gLocks;
-    while (*link != nullptr) {
-        LockEntry* entry = *link;
-        if (pick(*entry->lock)) {
-            *link = entry->next;
-            TavloLock* lock = entry->lock;
-            delete entry;
-            delete lock;  // its destructor finds it unlisted already
-        } else {
-            link = &entry->next;
-        }
-    }
+    tavlo::manager::DeleteEntries(
+        gLocks, &LockEntry::next, [&pick](const LockEntry& entry) { return pick(*entry.lock); },
+        // Deleted once unlisted, so its destructor finds nothing to unlink.
+        [](LockEntry& entry) { delete entry.lock; }, false);
 }
 
 // The first listed lock of another manager on the same file (database
@@ -70,14 +63,8 @@ TavloLock::TavloLock(TavloManager& mgr, TavloDatabase& db, const char* user)
     : mManager(&mgr), mDatabase(&db), mUser(tavlo::model::DuplicateText(user)) {}
 
 TavloLock::~TavloLock() {
-    for (LockEntry** link = &gLocks; *link != nullptr; link = &(*link)->next) {
-        if ((*link)->lock == this) {
-            LockEntry* entry = *link;
-            *link = entry->next;
-            delete entry;
-            break;
-        }
-    }
+    tavlo::manager::DeleteFirstEntry(gLocks, &LockEntry::next,
+                                     [this](const LockEntry& entry) { return entry.lock == this; });
     TAVLO_MFREE(mUser);
 }
 

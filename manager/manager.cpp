@@ -6,6 +6,7 @@
 #include <new>
 
 #include "manager/frame.h"
+#include "manager/lists.h"
 #include "model/model.h"
 #include "platform/platform.h"
 #include "tavloms/manager.h"
@@ -25,9 +26,8 @@ DbListNode* gFoundLast = nullptr;
 // reachable here.
 DbListNode* gDropped = nullptr;
 
-void FreeNode(DbListNode* node) {
-    TAVLO_MFREE(node->mName);
-    delete node;
+void ReleaseName(DbListNode& node) {
+    TAVLO_MFREE(node.mName);
 }
 
 }  // namespace
@@ -380,30 +380,21 @@ void TavloManager::ListInsertDatabase(TavloDatabase& db, const char* name,
 
 void TavloManager::ListRemoveDatabase(TavloDatabase& db) {
     gFoundLast = nullptr;
-    for (DbListNode** link = &mDatabases; *link != nullptr; link = &(*link)->mNext) {
-        if ((*link)->mDatabase == &db) {
-            DbListNode* node = *link;
-            *link = node->mNext;
-            FreeNode(node);
-            // Removing entries one by one never lowers the handle total, so
-            // the handle bases of the others stay valid.
-            return;
-        }
-    }
-    if (mDatabases == nullptr) {
+    // Removing entries one by one never lowers the handle total, so the
+    // handle bases of the others stay valid.
+    const bool removed = tavlo::manager::DeleteEntries(
+        mDatabases, &DbListNode::mNext,
+        [&db](const DbListNode& node) { return node.mDatabase == &db; }, ReleaseName, true);
+    if (!removed && mDatabases == nullptr) {
         mHandleTotal = 0;
     }
 }
 
 void TavloManager::ListRemoveDatabase() {
     gFoundLast = nullptr;
-    DbListNode* node = mDatabases;
-    mDatabases = nullptr;
-    while (node != nullptr) {
-        DbListNode* next = node->mNext;
-        FreeNode(node);
-        node = next;
-    }
+    tavlo::manager::DeleteEntries(
+        mDatabases, &DbListNode::mNext, [](const DbListNode&) { return true; }, ReleaseName,
+        false);
     mHandleTotal = 0;
 }
 
@@ -443,14 +434,9 @@ void TavloManager::CacheInsertDatabase(TavloDatabase& db) {
 }
 
 void TavloManager::CacheRemoveDatabase(TavloDatabase& db) {
-    for (DbCacheNode** link = &mCache; *link != nullptr; link = &(*link)->mNext) {
-        if ((*link)->mDatabase == &db) {
-            DbCacheNode* entry = *link;
-            *link = entry->mNext;
-            delete entry;
-            return;
-        }
-    }
+    tavlo::manager::DeleteFirstEntry(
+        mCache, &DbCacheNode::mNext,
+        [&db](const DbCacheNode& entry) { return entry.mDatabase == &db; });
 }
 
 TavloDatabase* TavloManager::CacheFindDatabase(const char* path) const {
@@ -471,12 +457,7 @@ void TavloManager::ListInsertMngr(TavloManager* manager) {
 }
 
 void TavloManager::ListRemoveMngr(TavloManager* manager) {
-    for (MngrListNode** link = &gManagers; *link != nullptr; link = &(*link)->mNext) {
-        if ((*link)->mManager == manager) {
-            MngrListNode* entry = *link;
-            *link = entry->mNext;
-            delete entry;
-            return;
-        }
-    }
+    tavlo::manager::DeleteFirstEntry(
+        gManagers, &MngrListNode::mNext,
+        [manager](const MngrListNode& entry) { return entry.mManager == manager; });
 }

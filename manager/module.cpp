@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "manager/frame.h"
+#include "manager/names.h"
 #include "platform/platform.h"
 #include "tavloms/module.h"
 
@@ -27,16 +28,6 @@ constexpr size_t kMaxDatabaseNameLength = 32;
 // Written only by the load hook, which the loader serialises.
 void* gInstance = nullptr;
 std::uint32_t gAttachCount = 0;
-
-// Database names are classified as in the C locale whatever the process's
-// locale is: a name must mean the same everywhere.
-bool IsNameStart(unsigned char c) {
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_';
-}
-
-bool IsNamePart(unsigned char c) {
-    return IsNameStart(c) || (c >= '0' && c <= '9');
-}
 
 template <class Record>
 Record MakeNoneRecord() {
@@ -152,11 +143,11 @@ extern "C" bool TAVLOVERIFYDATABASENAME(const char* name) {
         return false;
     }
     for (size_t i = 1; i < length; ++i) {
-        if (!IsNamePart(static_cast<unsigned char>(name[i]))) {
+        if (!tavlo::manager::IsNameChar(name[i])) {
             return false;
         }
     }
-    return IsNameStart(static_cast<unsigned char>(name[0]));
+    return tavlo::manager::IsLetter(name[0]) || name[0] == '_';
 }
 
 extern "C" cat* TAVLONONEFILTERCATEGORY(void) {

@@ -103,6 +103,9 @@ public:
      * and extension, made into a valid name. Allocated: release with
      * TAVLO_MFREE. Null when memory runs out. */
     char* GetDefaultName() const;
+    /* The lists as a database root, for the flat functions; shared with this
+     * object, not copied. */
+    tavlo_root_t Root() const;
 
     /* ---- Records by kind ----
      * Get finds by name (names must not be null) or key; Create makes an empty
@@ -152,7 +155,6 @@ public:
     valtable* mValueTables;
 
 private:
-    tavlo_root_t Root() const;
     void Adopt(const tavlo_root_t& root);
     void ReadFile();
 };

@@ -628,7 +628,7 @@ TEST(WriterDeathTest, AssertsOnAMissingDefinition) {
     EXPECT_DEATH(
         {
             std::FILE* file = std::tmpfile();
-            tavlo::dbfile::TextOut out(file);
+            tavlo::dbfile::OutputText out(file);
             tavlo::dbfile::WriteValueType(out, nullptr);
         },
         "Assertion failed: attr, module canddbw, line [0-9]+");
@@ -647,7 +647,7 @@ TEST(NewSymbolDescriptions, ListsEveryKeywordWithItsDescription) {
     std::FILE* file = std::tmpfile();
     ASSERT_NE(file, nullptr);
     {
-        tavlo::dbfile::TextOut out(file);
+        tavlo::dbfile::OutputText out(file);
         tavlo::dbfile::WriteNewSymbolDescriptions(out);
     }
     std::rewind(file);

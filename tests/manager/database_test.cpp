@@ -197,7 +197,7 @@ TEST_F(DatabaseTest, CopiesAreDeepAndCarryThePath) {
     TavloDatabase source(path.c_str());
     source.mRefCount = 5;
     source.SetComment("about the net");
-    const std::string described = DescribeDatabase(RootOf(source));
+    const std::string described = DescribeDatabase(source.Root());
 
     TavloDatabase copy(source);
     EXPECT_EQ(copy.mRefCount, 1u);
@@ -205,7 +205,7 @@ TEST_F(DatabaseTest, CopiesAreDeepAndCarryThePath) {
     EXPECT_STREQ(copy.mDbPath, path.c_str());
     EXPECT_NE(copy.mDbPath, source.mDbPath);
     EXPECT_NE(copy.mMessages, source.mMessages);
-    EXPECT_EQ(DescribeDatabase(RootOf(copy)), described);
+    EXPECT_EQ(DescribeDatabase(copy.Root()), described);
     EXPECT_TRUE(copy == source);
 
     TavloDatabase assigned;
@@ -214,11 +214,11 @@ TEST_F(DatabaseTest, CopiesAreDeepAndCarryThePath) {
     assigned = source;
     EXPECT_EQ(assigned.mRefCount, 3u);  // counters belong to the object
     EXPECT_STREQ(assigned.mDbPath, path.c_str());
-    EXPECT_EQ(DescribeDatabase(RootOf(assigned)), described);
+    EXPECT_EQ(DescribeDatabase(assigned.Root()), described);
 
     const TavloDatabase& same = assigned;
     assigned = same;
-    EXPECT_EQ(DescribeDatabase(RootOf(assigned)), described);
+    EXPECT_EQ(DescribeDatabase(assigned.Root()), described);
 
     TavloDatabase empty;
     assigned = empty;
@@ -232,11 +232,11 @@ TEST_F(DatabaseTest, AssignmentThatRunsOutOfMemoryLeavesTheTargetAsItWas) {
     const std::string path = WriteDatabase("net.dbc", {"v9", 4, "Net"});
     const TavloDatabase source(path.c_str());
     TavloDatabase target(WriteDatabase("other.dbc", {"other"}).c_str());
-    const std::string before = DescribeDatabase(RootOf(target));
+    const std::string before = DescribeDatabase(target.Root());
     model::FailAllocationsAfter(3);
     EXPECT_THROW(target = source, std::bad_alloc);
     model::FailAllocationsAfter(-1);
-    EXPECT_EQ(DescribeDatabase(RootOf(target)), before);
+    EXPECT_EQ(DescribeDatabase(target.Root()), before);
     EXPECT_TRUE(target.IsPathEqual(target.mDbPath));
 }
 
@@ -255,7 +255,7 @@ TEST_F(DatabaseTest, ClearReleasesEverythingButPathAndCounters) {
     db.mRefCount = 2;
     db.SetComment("c");
     db.Clear();
-    EXPECT_EQ(DescribeDatabase(RootOf(db)), DescribeDatabase(tavlo_root_t{}));
+    EXPECT_EQ(DescribeDatabase(db.Root()), DescribeDatabase(tavlo_root_t{}));
     EXPECT_EQ(db.mUserData, nullptr);
     EXPECT_STREQ(db.mDbPath, path.c_str());
     EXPECT_EQ(db.mRefCount, 2u);
@@ -299,7 +299,7 @@ TEST_F(DatabaseTest, WriteStatuses) {
     EXPECT_STREQ(own.mDbPath, fresh.c_str());
     TavloDatabase reread(fresh.c_str());
     EXPECT_STREQ(reread.mUserData, "written");
-    EXPECT_EQ(DescribeDatabase(RootOf(reread)), DescribeDatabase(RootOf(own)));
+    EXPECT_EQ(DescribeDatabase(reread.Root()), DescribeDatabase(own.Root()));
 
     // The listed object itself may write to its own file under any spelling.
     std::string upper = listedPath;
@@ -319,13 +319,13 @@ TEST_F(DatabaseTest, WritingACopyCommitsItIntoTheListedObject) {
     EXPECT_EQ(edited.Write(path.c_str()), TAVLO_STATUS_PATH_TAKEN);
     EXPECT_EQ(edited.Write(nullptr), TAVLO_STATUS_OK);
     EXPECT_STREQ(listed->mUserData, "after");
-    EXPECT_EQ(DescribeDatabase(RootOf(*listed)), DescribeDatabase(RootOf(edited)));
+    EXPECT_EQ(DescribeDatabase(listed->Root()), DescribeDatabase(edited.Root()));
     EXPECT_EQ(listed->mRefCount, 1u);
 
     // Committing the listed object itself changes nothing.
-    const std::string described = DescribeDatabase(RootOf(*listed));
+    const std::string described = DescribeDatabase(listed->Root());
     listed->Commit();
-    EXPECT_EQ(DescribeDatabase(RootOf(*listed)), described);
+    EXPECT_EQ(DescribeDatabase(listed->Root()), described);
     TavloDatabase::DestroyDatabase(*listed, false);
 }
 

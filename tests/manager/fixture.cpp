@@ -24,23 +24,6 @@ std::string SmallDatabaseText(const SmallDatabase& spec) {
     return text;
 }
 
-tavlo_root_t RootOf(const TavloDatabase& db) {
-    tavlo_root_t root{};
-    root.nodes = db.mNodes;
-    root.messages = db.mMessages;
-    root.envvars = db.mEnvvars;
-    root.bit_timings = db.mBitTimings;
-    root.attr_defs = db.mAttrDefs;
-    root.db_attrs = db.mDbAttrs;
-    root.categories = db.mCategories;
-    root.filter = db.mFilter;
-    root.comment = db.mComment;
-    root.version = db.mUserData;
-    root.sig_types = db.mSigTypes;
-    root.value_tables = db.mValueTables;
-    return root;
-}
-
 void ManagerTest::SetUp() {
     const ::testing::TestInfo* info = ::testing::UnitTest::GetInstance()->current_test_info();
     std::string name = std::string(info->test_suite_name()) + "." + info->name();

@@ -30,9 +30,6 @@ struct SmallDatabase {
 // with signal Sig1.
 std::string SmallDatabaseText(const SmallDatabase& spec);
 
-// The lists of a database object as a root (shared, not copied), for
-// DescribeDatabase.
-tavlo_root_t RootOf(const TavloDatabase& db);
 
 class ManagerTest : public ::testing::Test {
 protected:
