@@ -74,6 +74,16 @@ T* CreateAtIndex(T*& head, T* (*create)(), unsigned int index) {
     return record;
 }
 
+// Deletes a listed object that nothing holds any more. A manager's cache can
+// still point at it (another manager took its cache count when it opened
+// the file, then closed it); such entries are dropped, not left dangling.
+void DeleteUnheld(TavloDatabase* db) {
+    for (const MngrListNode* m = TavloManager::GetManagersList(); m != nullptr; m = m->mNext) {
+        m->mManager->CacheRemoveDatabase(*db);
+    }
+    delete db;
+}
+
 // A file status that still allows writing: the file is writable or not there.
 bool MayWrite(unsigned int status) {
     return status == kFileWritable || status == kFileMissing;
@@ -215,14 +225,14 @@ void TavloDatabase::DestroyDatabase(TavloDatabase& db, bool keepInCache) {
     const unsigned int references = db.mRefCount--;
     if (references == 1 && db.mCacheCount == 0) {
         ListRemoveDb(&db);
-        delete &db;
+        DeleteUnheld(&db);
     }
 }
 
 void TavloDatabase::ReleaseCache() {
     tavlo::manager::DeleteEntries(
         gDatabases, &DbEntry::next, [](const DbEntry& entry) { return entry.db->mRefCount == 0; },
-        [](DbEntry& entry) { delete entry.db; }, false);
+        [](DbEntry& entry) { DeleteUnheld(entry.db); }, false);
 }
 
 void TavloDatabase::ListInsertDb(TavloDatabase* db) {

@@ -63,11 +63,13 @@ public:
     static TavloDatabase* CreateDatabase(const char* path);
     /* Gives up one reference. keepInCache turns it into a cache count;
      * otherwise the object is unlisted and deleted when that was its last
-     * reference and no cache keeps it. */
+     * reference and no cache count is left. Counts are the object's, not a
+     * manager's: a manager whose cached object is deleted that way (another
+     * manager opened the file, taking the cache count, and closed it) loses
+     * the cache entry. */
     static void DestroyDatabase(TavloDatabase& db, bool keepInCache);
-    /* Deletes every listed object without references, cached or not. Only
-     * for when no manager keeps cached databases any more: their cache
-     * entries are not told. */
+    /* Deletes every listed object without references, cached or not; the
+     * managers' cache entries for them are dropped. */
     static void ReleaseCache();
     static void ListInsertDb(TavloDatabase* db);
     static void ListRemoveDb(TavloDatabase* db);

@@ -403,7 +403,7 @@ TEST_F(DatabaseTest, GetFindsRecordsByNameOrKey) {
                          "BA_DEF_ BO_  \"Cycle\" INT 0 1000;\n"
                          "BA_DEF_DEF_  \"Cycle\" 100;\n");
     TavloDatabase db(path.c_str());
-    EXPECT_EQ(db.GetNode("B"), db.mNodes->next);
+    EXPECT_EQ(db.GetNode("B"), +db.mNodes->next);
     EXPECT_EQ(db.GetNode("C"), nullptr);
     ASSERT_NE(db.GetMessage("Msg1"), nullptr);
     EXPECT_EQ(db.GetMessage(100ul), db.GetMessage("Msg1"));

@@ -218,9 +218,25 @@ TEST_F(ManagerOpenTest, AnotherManagersCacheKeepsTheObjectAlive) {
     EXPECT_EQ(user.GetDatabase(name), db);
     EXPECT_EQ(db->mCacheCount, 0u);
     EXPECT_EQ(keeper.CacheFindDatabase(path.c_str()), db);
+    // The object goes with its last reference; the keeper's entry goes too
+    // rather than dangle.
     user.CloseDatabase(false);
     EXPECT_EQ(TavloDatabase::ListFindDb(path.c_str()), nullptr);
-    keeper.CacheRemoveDatabase(*db);  // its object is gone
+    EXPECT_EQ(keeper.CacheFindDatabase(path.c_str()), nullptr);
+    ASSERT_EQ(keeper.OpenDatabase(path.c_str(), &name, 0), TAVLO_STATUS_OK);
+    EXPECT_EQ(keeper.GetDatabase(name)->mRefCount, 1u);
+}
+
+TEST_F(ManagerOpenTest, ReleaseCacheDropsTheCacheEntriesOfWhatItDeletes) {
+    const std::string path = WriteDatabase("net.dbc");
+    TavloManager keeper(static_cast<void*>(nullptr));
+    ASSERT_EQ(keeper.OpenDatabase(path.c_str(), nullptr, 0), TAVLO_STATUS_OK);
+    keeper.CloseDatabase(true);
+    ASSERT_NE(keeper.CacheFindDatabase(path.c_str()), nullptr);
+    TavloDatabase::ReleaseCache();
+    EXPECT_EQ(TavloDatabase::ListFindDb(path.c_str()), nullptr);
+    EXPECT_EQ(keeper.CacheFindDatabase(path.c_str()), nullptr);
+    keeper.FlushDatabaseCache();
 }
 
 TEST_F(ManagerOpenTest, DatabaseNameOfAFileThatIsNotOpenIsAFreshProposal) {
