@@ -34,3 +34,15 @@ void MakeDatabaseName(char* dst, const char* src, unsigned int limit) {
 }
 
 }  // namespace tavlo::manager
+
+#include <cstring>
+
+#include "manager/access.h"
+
+namespace tavlo::manager {
+
+bool SameName32(const char* a, const char* b) {
+    return std::strncmp(a, b, TAVLO_NAME_SIZE - 1) == 0;
+}
+
+}  // namespace tavlo::manager

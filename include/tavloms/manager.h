@@ -11,11 +11,14 @@
 #ifndef TAVLOMS_MANAGER_H
 #define TAVLOMS_MANAGER_H
 
+#include "iterators.h"
 #include "module.h"
 #include "platform.h"
 #include "records.h"
 
 #ifdef __cplusplus
+
+#include <cstddef>
 
 /* Status values of the class interface. */
 enum : unsigned int {
@@ -284,6 +287,350 @@ public:
      * inserted so far. */
     unsigned int GetHandleTotal() const { return mHandleTotal; }
 
+    /* ---- Selection and priorities ----
+     * Unknown handles set status 2 (false, 0, or the process-wide wildcard
+     * pattern (0xFFFFFFFF, 0xFFFF)); known ones status 0. */
+    bool AssignSelectionPattern(const TavloSelectionPattern& pattern, const char* dbName);
+    const TavloSelectionPattern& GetSelectionPattern(const char* dbName) const;
+    unsigned int GetPriority(const char* dbName) const;
+
+    /* ---- Lookups ----
+     * Each kind has up to four forms:
+     *   (key, dbName)            one database, or with null all in list order;
+     *   (key, &dbNameOut)        all in list order, the winner's handle out;
+     *   (key, selection)         three passes: databases whose pattern equals
+     *                            the selection (status 0), then those with its
+     *                            major and the minor wildcard, then the full
+     *                            wildcards (status 2 for a hit in either);
+     *   (key, selection, &dbNameOut).
+     * A miss returns null and leaves dbNameOut as it was. Pass nullptr as
+     * dbName to search all databases. */
+    const symblk* GetNode(const char* name, const char* dbName) const;
+    const symblk* GetNode(const char* name, std::nullptr_t) const {
+        return GetNode(name, static_cast<const char*>(nullptr));
+    }
+    const symblk* GetNode(const char* name, const char** dbNameOut) const;
+    const symblk* GetNode(const char* name, const TavloSelection& selection) const;
+    const symblk* GetNode(const char* name, const TavloSelection& selection,
+                          const char** dbNameOut) const;
+
+    const msgblk* GetMessage(const char* name, const char* dbName) const;
+    const msgblk* GetMessage(const char* name, std::nullptr_t) const {
+        return GetMessage(name, static_cast<const char*>(nullptr));
+    }
+    const msgblk* GetMessage(const char* name, const char** dbNameOut) const;
+    const msgblk* GetMessage(const char* name, const TavloSelection& selection) const;
+    const msgblk* GetMessage(const char* name, const TavloSelection& selection,
+                             const char** dbNameOut) const;
+
+    const msgblk* GetMessage(unsigned long id, const char* dbName) const;
+    const msgblk* GetMessage(unsigned long id, std::nullptr_t) const {
+        return GetMessage(id, static_cast<const char*>(nullptr));
+    }
+    const msgblk* GetMessage(unsigned long id, const char** dbNameOut) const;
+    const msgblk* GetMessage(unsigned long id, const TavloSelection& selection) const;
+    const msgblk* GetMessage(unsigned long id, const TavloSelection& selection,
+                             const char** dbNameOut) const;
+
+    const env_var_blk* GetEnvvar(const char* name, const char* dbName) const;
+    const env_var_blk* GetEnvvar(const char* name, std::nullptr_t) const {
+        return GetEnvvar(name, static_cast<const char*>(nullptr));
+    }
+    const env_var_blk* GetEnvvar(const char* name, const char** dbNameOut) const;
+    const env_var_blk* GetEnvvar(const char* name, const TavloSelection& selection) const;
+    const env_var_blk* GetEnvvar(const char* name, const TavloSelection& selection,
+                                 const char** dbNameOut) const;
+
+    const btlblk* GetBitTiming(const unsigned short number, const char* dbName) const;
+    const btlblk* GetBitTiming(const unsigned short number, std::nullptr_t) const {
+        return GetBitTiming(number, static_cast<const char*>(nullptr));
+    }
+    const btlblk* GetBitTiming(const unsigned short number, const char** dbNameOut) const;
+    const btlblk* GetBitTiming(const unsigned short number,
+                               const TavloSelection& selection) const;
+    const btlblk* GetBitTiming(const unsigned short number, const TavloSelection& selection,
+                               const char** dbNameOut) const;
+
+    const attr_def* GetAttrDefinition(const char* attrName, const char* dbName) const;
+    const attr_def* GetAttrDefinition(const char* attrName, std::nullptr_t) const {
+        return GetAttrDefinition(attrName, static_cast<const char*>(nullptr));
+    }
+    const attr_def* GetAttrDefinition(const char* attrName, const char** dbNameOut) const;
+
+    /* Names compared in their first 32 characters. */
+    const cat* GetCategory(const char* categoryName, const char* dbName) const;
+    const cat* GetCategory(const char* categoryName, std::nullptr_t) const {
+        return GetCategory(categoryName, static_cast<const char*>(nullptr));
+    }
+    const cat* GetCategory(const char* categoryName, const char** dbNameOut) const;
+
+    /* The first two forms compare names in their first 32 characters. */
+    const sigtype* GetSignalType(const char* signalTypeName, const char* dbName) const;
+    const sigtype* GetSignalType(const char* signalTypeName, std::nullptr_t) const {
+        return GetSignalType(signalTypeName, static_cast<const char*>(nullptr));
+    }
+    const sigtype* GetSignalType(const char* signalTypeName, const char** dbNameOut) const;
+    const sigtype* GetSignalType(const char* signalTypeName,
+                                 const TavloSelection& selection) const;
+    const sigtype* GetSignalType(const char* signalTypeName, const TavloSelection& selection,
+                                 const char** dbNameOut) const;
+
+    const valtable* GetValueTable(const char* valueTableName, const char* dbName) const;
+    const valtable* GetValueTable(const char* valueTableName, std::nullptr_t) const {
+        return GetValueTable(valueTableName, static_cast<const char*>(nullptr));
+    }
+    const valtable* GetValueTable(const char* valueTableName, const char** dbNameOut) const;
+    const valtable* GetValueTable(const char* valueTableName,
+                                  const TavloSelection& selection) const;
+    const valtable* GetValueTable(const char* valueTableName, const TavloSelection& selection,
+                                  const char** dbNameOut) const;
+
+    /* Inside one object; names compared in their first 32 characters. */
+    const sigblk* GetSignal(const msgblk& message, const char* signalName) const;
+    /* The message's first signal with the mode (multiplexor) flag. */
+    const sigblk* GetModeSignal(const msgblk& message) const;
+    const siggroupblk* GetSignalGroup(const msgblk& message, const char* signalGroupName) const;
+    const sigblk* GetSignal(const siggroupblk& group, const char* signalName) const;
+    /* The manager-wide handle of an environment variable (the database's
+     * handle base plus its own handle); 0 when none of the databases searched
+     * (dbName, or all with null) holds this very record. */
+    unsigned long GetEnvvarHandle(const env_var_blk* envvar, const char* dbName) const;
+
+    /* ---- Iterators ----
+     * Over one database (dbName) or all of them in list order (null); with a
+     * predicate, only the elements it accepts. Per-object iterators made
+     * without dbName look up the object's own database for the predicate. */
+    TavloIterator<const symblk> GetNodeIterator(const char* dbName) const;
+    TavloIterator<const symblk> GetNodeIterator(TavloPredicate<const symblk*>& predicate,
+                                                const char* dbName) const;
+    TavloIterator<const msgblk> GetMessageIterator(const char* dbName) const;
+    TavloIterator<const msgblk> GetMessageIterator(TavloPredicate<const msgblk*>& predicate,
+                                                   const char* dbName) const;
+    TavloIterator<const env_var_blk> GetEnvvarIterator(const char* dbName) const;
+    TavloIterator<const env_var_blk> GetEnvvarIterator(
+        TavloPredicate<const env_var_blk*>& predicate, const char* dbName) const;
+    TavloIterator<const btlblk> GetBitTimingIterator(const char* dbName) const;
+    TavloIterator<const btlblk> GetBitTimingIterator(TavloPredicate<const btlblk*>& predicate,
+                                                     const char* dbName) const;
+    TavloIterator<const attr_def> GetAttrDefIterator(const char* dbName) const;
+    TavloIterator<const attr_def> GetAttrDefIterator(
+        TavloPredicate<const attr_def*>& predicate, const char* dbName) const;
+    TavloIterator<const sigtype> GetSignalTypeIterator(const char* dbName) const;
+    TavloIterator<const sigtype> GetSignalTypeIterator(
+        TavloPredicate<const sigtype*>& predicate, const char* dbName) const;
+    TavloIterator<const valtable> GetValueTableIterator(const char* dbName) const;
+    TavloIterator<const valtable> GetValueTableIterator(
+        TavloPredicate<const valtable*>& predicate, const char* dbName) const;
+    TavloIterator<const cat> GetCategoryIterator(const char* dbName) const;
+    TavloIterator<const cat> GetCategoryIterator(TavloPredicate<const cat*>& predicate,
+                                                 const char* dbName) const;
+    /* The attribute values of the database itself. */
+    TavloIterator<const attr> GetAttributeIterator(const char* dbName) const;
+    TavloIterator<const attr> GetAttributeIterator(TavloPredicate<const attr*>& predicate,
+                                                   const char* dbName) const;
+
+    TavloIterator<const sigblk> GetSignalIterator(const msgblk& message) const;
+    TavloIterator<const sigblk> GetSignalIterator(const msgblk& message,
+                                                  const char* dbName) const;
+    TavloIterator<const sigblk> GetSignalIterator(TavloPredicate<const sigblk*>& predicate,
+                                                  const msgblk& message) const;
+    TavloIterator<const sigblk> GetSignalIterator(TavloPredicate<const sigblk*>& predicate,
+                                                  const msgblk& message,
+                                                  const char* dbName) const;
+    TavloIterator<const siggroupblk> GetSignalGroupIterator(const msgblk& message) const;
+    TavloIterator<const siggroupblk> GetSignalGroupIterator(const msgblk& message,
+                                                            const char* dbName) const;
+    TavloIterator<const siggroupblk> GetSignalGroupIterator(
+        TavloPredicate<const siggroupblk*>& predicate, const msgblk& message) const;
+    TavloIterator<const siggroupblk> GetSignalGroupIterator(
+        TavloPredicate<const siggroupblk*>& predicate, const msgblk& message,
+        const char* dbName) const;
+    TavloConstSubsignalIterator GetSubsignalIterator(const siggroupblk& group) const;
+    TavloConstSubsignalIterator GetSubsignalIterator(const siggroupblk& group,
+                                                     const char* dbName) const;
+    TavloConstSubsignalIterator GetSubsignalIterator(TavloPredicate<const siglistblk*>& predicate,
+                                                     const siggroupblk& group) const;
+    TavloConstSubsignalIterator GetSubsignalIterator(TavloPredicate<const siglistblk*>& predicate,
+                                                     const siggroupblk& group,
+                                                     const char* dbName) const;
+
+    /* Attribute values of one object. */
+    TavloIterator<const attr> GetAttributeIterator(const symblk& node, const char* dbName) const;
+    TavloIterator<const attr> GetAttributeIterator(const msgblk& message,
+                                                   const char* dbName) const;
+    TavloIterator<const attr> GetAttributeIterator(const env_var_blk& envvar,
+                                                   const char* dbName) const;
+    TavloIterator<const attr> GetAttributeIterator(const sigtype& type, const char* dbName) const;
+    TavloIterator<const attr> GetAttributeIterator(const sigblk& signal, const char* dbName) const;
+    TavloIterator<const attr> GetAttributeIterator(const rxblk& relation,
+                                                   const char* dbName) const;
+    TavloIterator<const attr> GetAttributeIterator(TavloPredicate<const attr*>& predicate,
+                                                   const symblk& node, const char* dbName) const;
+    TavloIterator<const attr> GetAttributeIterator(TavloPredicate<const attr*>& predicate,
+                                                   const msgblk& message,
+                                                   const char* dbName) const;
+    TavloIterator<const attr> GetAttributeIterator(TavloPredicate<const attr*>& predicate,
+                                                   const env_var_blk& envvar,
+                                                   const char* dbName) const;
+    TavloIterator<const attr> GetAttributeIterator(TavloPredicate<const attr*>& predicate,
+                                                   const sigtype& type, const char* dbName) const;
+    TavloIterator<const attr> GetAttributeIterator(TavloPredicate<const attr*>& predicate,
+                                                   const sigblk& signal,
+                                                   const char* dbName) const;
+    TavloIterator<const attr> GetAttributeIterator(TavloPredicate<const attr*>& predicate,
+                                                   const rxblk& relation,
+                                                   const char* dbName) const;
+
+    /* Receivers of a signal, access nodes of an environment variable. */
+    TavloConstReceiverIterator GetReceiverIterator(const sigblk& signal) const;
+    TavloConstReceiverIterator GetReceiverIterator(const sigblk& signal, const char* dbName) const;
+    TavloConstReceiverIterator GetReceiverIterator(TavloPredicate<const rxblk*>& predicate,
+                                                   const sigblk& signal) const;
+    TavloConstReceiverIterator GetReceiverIterator(TavloPredicate<const rxblk*>& predicate,
+                                                   const sigblk& signal,
+                                                   const char* dbName) const;
+    TavloConstReceiverIterator GetReceiverIterator(const env_var_blk& envvar) const;
+    TavloConstReceiverIterator GetReceiverIterator(const env_var_blk& envvar,
+                                                   const char* dbName) const;
+    TavloConstReceiverIterator GetReceiverIterator(TavloPredicate<const rxblk*>& predicate,
+                                                   const env_var_blk& envvar) const;
+    TavloConstReceiverIterator GetReceiverIterator(TavloPredicate<const rxblk*>& predicate,
+                                                   const env_var_blk& envvar,
+                                                   const char* dbName) const;
+    /* The further transmitters of a message. */
+    TavloConstReceiverIterator GetTransmitterIterator(const msgblk& message) const;
+    TavloConstReceiverIterator GetTransmitterIterator(const msgblk& message,
+                                                      const char* dbName) const;
+    TavloConstReceiverIterator GetTransmitterIterator(TavloPredicate<const rxblk*>& predicate,
+                                                      const msgblk& message) const;
+    TavloConstReceiverIterator GetTransmitterIterator(TavloPredicate<const rxblk*>& predicate,
+                                                      const msgblk& message,
+                                                      const char* dbName) const;
+    TavloIterator<const val> GetValueDescriptionIterator(const sigblk& signal) const;
+    TavloIterator<const val> GetValueDescriptionIterator(const sigblk& signal,
+                                                         const char* dbName) const;
+    TavloIterator<const val> GetValueDescriptionIterator(const env_var_blk& envvar) const;
+    TavloIterator<const val> GetValueDescriptionIterator(const env_var_blk& envvar,
+                                                         const char* dbName) const;
+
+    TavloDatabaseNameIterator GetDatabaseNameIterator() const;
+
+    /* ---- View filters ----
+     * Entries that name no node or category yield the None node or category;
+     * an unknown dbName gives an iterator at its end. */
+    TavloConstReceiverIterator GetFilterNodeIterator(const char* dbName) const;
+    TavloConstFilterCategoryIterator GetFilterCategoryIterator(const char* dbName) const;
+    /* Whether the filter holds this very node (the None node matches an
+     * entry without node). */
+    bool IsNodeInFilter(const symblk& node, const char* dbName) const;
+    bool IsCategoryInFilter(const cat& category, const char* dbName) const;
+
+    /* ---- Attributes ----
+     * Attribute names are compared in their first 32 characters. dbName null
+     * means all databases in list order where a form allows it. */
+    /* Whether dbName defines attrName for objects of objectType. */
+    bool IsAttributeDefined(const char* attrName, tavlo_obj_t objectType,
+                            const char* dbName) const;
+    /* The definition's default as it stands (ENUM: the default text); eight
+     * zero bytes when not defined. */
+    tavlo_attr_value_t GetAttrDefault(const char* attrName, const char* dbName) const;
+    /* The default into value (ENUM: its index as a number); 0, or 5 when not
+     * defined (value untouched). */
+    unsigned int GetAttrDefaultEx(const char* attrName, tavlo_attr_value_t& value,
+                                  const char* dbName) const;
+    /* Whether the database itself, or an object, has its own value. */
+    bool IsAttrValueDefined(const char* attrName, const char* dbName) const;
+    bool IsAttrValueDefined(const symblk& node, const char* attrName) const;
+    bool IsAttrValueDefined(const msgblk& message, const char* attrName) const;
+    bool IsAttrValueDefined(const env_var_blk& envvar, const char* attrName) const;
+    bool IsAttrValueDefined(const sigtype& type, const char* attrName) const;
+    bool IsAttrValueDefined(const sigblk& signal, const char* attrName) const;
+    bool IsAttrValueDefined(const rxblk& relation, const char* attrName) const;
+    /* The own value, else the default of the object's own database. */
+    tavlo_attr_value_t GetAttrValue(const char* attrName, const char* dbName) const;
+    tavlo_attr_value_t GetAttrValue(const symblk& node, const char* attrName) const;
+    tavlo_attr_value_t GetAttrValue(const msgblk& message, const char* attrName) const;
+    tavlo_attr_value_t GetAttrValue(const env_var_blk& envvar, const char* attrName) const;
+    tavlo_attr_value_t GetAttrValue(const sigtype& type, const char* attrName) const;
+    tavlo_attr_value_t GetAttrValue(const sigblk& signal, const char* attrName) const;
+    tavlo_attr_value_t GetAttrValue(const rxblk& relation, const tavlo_obj_t& relationType,
+                                    const char* attrName) const;
+    /* The same into value: 0 for an own value, else as GetAttrDefaultEx (the
+     * default from dbName, or with null from the object's own database). */
+    unsigned int GetAttrValueEx(const char* attrName, tavlo_attr_value_t& value,
+                                const char* dbName) const;
+    unsigned int GetAttrValueEx(const symblk& node, tavlo_attr_value_t& value,
+                                const char* attrName, const char* dbName) const;
+    unsigned int GetAttrValueEx(const msgblk& message, tavlo_attr_value_t& value,
+                                const char* attrName, const char* dbName) const;
+    unsigned int GetAttrValueEx(const env_var_blk& envvar, tavlo_attr_value_t& value,
+                                const char* attrName, const char* dbName) const;
+    unsigned int GetAttrValueEx(const sigtype& type, tavlo_attr_value_t& value,
+                                const char* attrName, const char* dbName) const;
+    unsigned int GetAttrValueEx(const sigblk& signal, tavlo_attr_value_t& value,
+                                const char* attrName, const char* dbName) const;
+    unsigned int GetAttrValueEx(const rxblk& relation, const tavlo_obj_t& relationType,
+                                tavlo_attr_value_t& value, const char* attrName,
+                                const char* dbName) const;
+    /* The index-th text of an ENUM definition (a negative index: the first),
+     * allocated: release with TAVLO_MFREE. Null past the last text. */
+    char* GetAttrValueString(const attr_def& definition, long index) const;
+    char* GetAttrValueString(const char* attrName, long index, const char* dbName) const;
+    /* The index of an ENUM text, -1 when it is not one; the by-name form
+     * gives 0 when the definition is not found. */
+    long GetAttrValueIndex(const attr_def& definition, const char* text) const;
+    long GetAttrValueIndex(const char* attrName, const char* text, const char* dbName) const;
+
+    /* ---- Value descriptions ----
+     * The text of a raw value (status 0; none: status 4 and null), and the
+     * value of a text (status 0; none: status 3 and 0x7FFFFFFF). */
+    const char* GetValueDescription(const sigblk& signal, long value) const;
+    const char* GetValueDescription(const env_var_blk& envvar, long value) const;
+    long GetDescriptionValue(const sigblk& signal, const char* description) const;
+    long GetDescriptionValue(const env_var_blk& envvar, const char* description) const;
+
+    /* The database's comment and user data; null for an unknown handle. */
+    const char* GetDatabaseComment(const char* dbName) const;
+    const char* GetUserData(const char* dbName) const;
+
+    /* ---- Counts ----
+     * What the matching iterator yields; dbName null counts all databases, an
+     * unknown one counts 0. */
+    unsigned int DatabaseCount() const;
+    unsigned int NodeCount(const char* dbName) const;
+    unsigned int MessageCount(const char* dbName) const;
+    unsigned int EnvvarCount(const char* dbName) const;
+    unsigned int BitTimingCount(const char* dbName) const;
+    unsigned int AttrDefinitionCount(const char* dbName) const;
+    unsigned int CategoryCount(const char* dbName) const;
+    unsigned int SignalTypeCount(const char* dbName) const;
+    unsigned int ValueTableCount(const char* dbName) const;
+    unsigned int AttributeCount(const char* dbName) const;
+    unsigned int SignalCount(const msgblk& message) const;
+    unsigned int SignalGroupCount(const msgblk& message) const;
+    /* Every member, members without a signal included. */
+    unsigned int SignalCount(const siggroupblk& group) const;
+    unsigned int AttributeCount(const symblk& node) const;
+    unsigned int AttributeCount(const msgblk& message) const;
+    unsigned int AttributeCount(const env_var_blk& envvar) const;
+    unsigned int AttributeCount(const sigblk& signal) const;
+
+    /* ---- Owning databases ----
+     * The handle of the database that holds this very record (found by
+     * identity, not by name), or null when none of this manager's does. */
+    const char* GetDatabaseName(const symblk& node) const;
+    const char* GetDatabaseName(const msgblk& message) const;
+    const char* GetDatabaseName(const env_var_blk& envvar) const;
+    const char* GetDatabaseName(const attr_def& definition) const;
+    const char* GetDatabaseName(const sigtype& type) const;
+    const char* GetDatabaseName(const valtable& table) const;
+    const char* GetDatabaseName(const sigblk& signal) const;
+    const char* GetDatabaseName(const siggroupblk& group) const;
+    /* relationType: TAVLO_OBJ_NODE_SIGNAL (receivers), TAVLO_OBJ_NODE_MESSAGE
+     * (transmitters) or TAVLO_OBJ_NODE_ENVVAR (access nodes); any other type
+     * is a programming error (assertion). */
+    const char* GetDatabaseName(const rxblk& relation, const tavlo_obj_t& relationType) const;
+
     /* Tells every manager that has db open that it changed: a broadcast to
      * all top-level windows, then the sender, then every other manager. */
     static void NotifyChanges(const TavloManager& sender, const TavloDatabase& db);
@@ -320,6 +667,8 @@ public:
     static void ListRemoveMngr(TavloManager* manager);
 
 protected:
+    friend struct TavloManagerAccess;  /* the layer's own helpers */
+
     /* Locks every database with lock(), as LockAllDatabases describes. */
     bool LockEach(const char* user,
                   TavloLock* (*lock)(TavloManager&, const char*, const char*));

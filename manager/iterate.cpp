@@ -1,0 +1,358 @@
+// manager/iterate.cpp: the manager's iterator factories (database-wide and
+// per object) and the view filter membership tests built on them.
+#include "tavloms/manager.h"
+
+namespace {
+
+// The list heads of one database, for database-wide iterators. T is the
+// element type with or without const, so that the write manager's
+// iterators use the same functions.
+template <class T> T* Nodes(const TavloDatabase& db) { return db.mNodes; }
+template <class T> T* Messages(const TavloDatabase& db) { return db.mMessages; }
+template <class T> T* Envvars(const TavloDatabase& db) { return db.mEnvvars; }
+template <class T> T* BitTimings(const TavloDatabase& db) { return db.mBitTimings; }
+template <class T> T* AttrDefs(const TavloDatabase& db) { return db.mAttrDefs; }
+template <class T> T* SignalTypes(const TavloDatabase& db) { return db.mSigTypes; }
+template <class T> T* ValueTables(const TavloDatabase& db) { return db.mValueTables; }
+template <class T> T* Categories(const TavloDatabase& db) { return db.mCategories; }
+template <class T> T* DbAttributes(const TavloDatabase& db) { return db.mDbAttrs; }
+template <class T> T* FilterNodes(const TavloDatabase& db) { return db.mFilter.nodes; }
+template <class T> T* FilterCategories(const TavloDatabase& db) { return db.mFilter.categories; }
+
+template <class T>
+using Predicate = TavloPredicate<const T*>;
+
+}  // namespace
+
+// ---- Database-wide ------------------------------------------------------------
+
+TavloIterator<const symblk> TavloManager::GetNodeIterator(const char* dbName) const {
+    return {*this, &Nodes<const symblk>, nullptr, dbName};
+}
+
+TavloIterator<const symblk> TavloManager::GetNodeIterator(Predicate<symblk>& predicate,
+                                                          const char* dbName) const {
+    return {*this, &Nodes<const symblk>, &predicate, dbName};
+}
+
+TavloIterator<const msgblk> TavloManager::GetMessageIterator(const char* dbName) const {
+    return {*this, &Messages<const msgblk>, nullptr, dbName};
+}
+
+TavloIterator<const msgblk> TavloManager::GetMessageIterator(Predicate<msgblk>& predicate,
+                                                             const char* dbName) const {
+    return {*this, &Messages<const msgblk>, &predicate, dbName};
+}
+
+TavloIterator<const env_var_blk> TavloManager::GetEnvvarIterator(const char* dbName) const {
+    return {*this, &Envvars<const env_var_blk>, nullptr, dbName};
+}
+
+TavloIterator<const env_var_blk> TavloManager::GetEnvvarIterator(
+    Predicate<env_var_blk>& predicate, const char* dbName) const {
+    return {*this, &Envvars<const env_var_blk>, &predicate, dbName};
+}
+
+TavloIterator<const btlblk> TavloManager::GetBitTimingIterator(const char* dbName) const {
+    return {*this, &BitTimings<const btlblk>, nullptr, dbName};
+}
+
+TavloIterator<const btlblk> TavloManager::GetBitTimingIterator(Predicate<btlblk>& predicate,
+                                                               const char* dbName) const {
+    return {*this, &BitTimings<const btlblk>, &predicate, dbName};
+}
+
+TavloIterator<const attr_def> TavloManager::GetAttrDefIterator(const char* dbName) const {
+    return {*this, &AttrDefs<const attr_def>, nullptr, dbName};
+}
+
+TavloIterator<const attr_def> TavloManager::GetAttrDefIterator(Predicate<attr_def>& predicate,
+                                                               const char* dbName) const {
+    return {*this, &AttrDefs<const attr_def>, &predicate, dbName};
+}
+
+TavloIterator<const sigtype> TavloManager::GetSignalTypeIterator(const char* dbName) const {
+    return {*this, &SignalTypes<const sigtype>, nullptr, dbName};
+}
+
+TavloIterator<const sigtype> TavloManager::GetSignalTypeIterator(Predicate<sigtype>& predicate,
+                                                                 const char* dbName) const {
+    return {*this, &SignalTypes<const sigtype>, &predicate, dbName};
+}
+
+TavloIterator<const valtable> TavloManager::GetValueTableIterator(const char* dbName) const {
+    return {*this, &ValueTables<const valtable>, nullptr, dbName};
+}
+
+TavloIterator<const valtable> TavloManager::GetValueTableIterator(
+    Predicate<valtable>& predicate, const char* dbName) const {
+    return {*this, &ValueTables<const valtable>, &predicate, dbName};
+}
+
+TavloIterator<const cat> TavloManager::GetCategoryIterator(const char* dbName) const {
+    return {*this, &Categories<const cat>, nullptr, dbName};
+}
+
+TavloIterator<const cat> TavloManager::GetCategoryIterator(Predicate<cat>& predicate,
+                                                           const char* dbName) const {
+    return {*this, &Categories<const cat>, &predicate, dbName};
+}
+
+TavloIterator<const attr> TavloManager::GetAttributeIterator(const char* dbName) const {
+    return {*this, &DbAttributes<const attr>, nullptr, dbName};
+}
+
+TavloIterator<const attr> TavloManager::GetAttributeIterator(Predicate<attr>& predicate,
+                                                             const char* dbName) const {
+    return {*this, &DbAttributes<const attr>, &predicate, dbName};
+}
+
+TavloDatabaseNameIterator TavloManager::GetDatabaseNameIterator() const {
+    return TavloIterator<const DbListNode>(*this, ListFirstNode(), nullptr, nullptr);
+}
+
+// ---- Per object ---------------------------------------------------------------
+// The forms without dbName tell the predicate the object's own database.
+
+TavloIterator<const sigblk> TavloManager::GetSignalIterator(const msgblk& message) const {
+    return GetSignalIterator(message, GetDatabaseName(message));
+}
+
+TavloIterator<const sigblk> TavloManager::GetSignalIterator(const msgblk& message,
+                                                            const char* dbName) const {
+    return {*this, static_cast<const sigblk*>(message.signals), nullptr, dbName};
+}
+
+TavloIterator<const sigblk> TavloManager::GetSignalIterator(Predicate<sigblk>& predicate,
+                                                            const msgblk& message) const {
+    return GetSignalIterator(predicate, message, GetDatabaseName(message));
+}
+
+TavloIterator<const sigblk> TavloManager::GetSignalIterator(Predicate<sigblk>& predicate,
+                                                            const msgblk& message,
+                                                            const char* dbName) const {
+    return {*this, static_cast<const sigblk*>(message.signals), &predicate, dbName};
+}
+
+TavloIterator<const siggroupblk> TavloManager::GetSignalGroupIterator(
+    const msgblk& message) const {
+    return GetSignalGroupIterator(message, GetDatabaseName(message));
+}
+
+TavloIterator<const siggroupblk> TavloManager::GetSignalGroupIterator(
+    const msgblk& message, const char* dbName) const {
+    return {*this, static_cast<const siggroupblk*>(message.signal_groups), nullptr, dbName};
+}
+
+TavloIterator<const siggroupblk> TavloManager::GetSignalGroupIterator(
+    Predicate<siggroupblk>& predicate, const msgblk& message) const {
+    return GetSignalGroupIterator(predicate, message, GetDatabaseName(message));
+}
+
+TavloIterator<const siggroupblk> TavloManager::GetSignalGroupIterator(
+    Predicate<siggroupblk>& predicate, const msgblk& message, const char* dbName) const {
+    return {*this, static_cast<const siggroupblk*>(message.signal_groups), &predicate, dbName};
+}
+
+TavloConstSubsignalIterator TavloManager::GetSubsignalIterator(const siggroupblk& group) const {
+    return GetSubsignalIterator(group, GetDatabaseName(group));
+}
+
+TavloConstSubsignalIterator TavloManager::GetSubsignalIterator(const siggroupblk& group,
+                                                               const char* dbName) const {
+    return TavloIterator<const siglistblk>(*this, static_cast<const siglistblk*>(group.signals),
+                                           nullptr, dbName);
+}
+
+TavloConstSubsignalIterator TavloManager::GetSubsignalIterator(Predicate<siglistblk>& predicate,
+                                                               const siggroupblk& group) const {
+    return GetSubsignalIterator(predicate, group, GetDatabaseName(group));
+}
+
+TavloConstSubsignalIterator TavloManager::GetSubsignalIterator(Predicate<siglistblk>& predicate,
+                                                               const siggroupblk& group,
+                                                               const char* dbName) const {
+    return TavloIterator<const siglistblk>(*this, static_cast<const siglistblk*>(group.signals),
+                                           &predicate, dbName);
+}
+
+TavloIterator<const attr> TavloManager::GetAttributeIterator(const symblk& node,
+                                                             const char* dbName) const {
+    return {*this, static_cast<const attr*>(node.attributes), nullptr, dbName};
+}
+
+TavloIterator<const attr> TavloManager::GetAttributeIterator(const msgblk& message,
+                                                             const char* dbName) const {
+    return {*this, static_cast<const attr*>(message.attributes), nullptr, dbName};
+}
+
+TavloIterator<const attr> TavloManager::GetAttributeIterator(const env_var_blk& envvar,
+                                                             const char* dbName) const {
+    return {*this, static_cast<const attr*>(envvar.attributes), nullptr, dbName};
+}
+
+TavloIterator<const attr> TavloManager::GetAttributeIterator(const sigtype& type,
+                                                             const char* dbName) const {
+    return {*this, static_cast<const attr*>(type.attributes), nullptr, dbName};
+}
+
+TavloIterator<const attr> TavloManager::GetAttributeIterator(const sigblk& signal,
+                                                             const char* dbName) const {
+    return {*this, static_cast<const attr*>(signal.attributes), nullptr, dbName};
+}
+
+TavloIterator<const attr> TavloManager::GetAttributeIterator(const rxblk& relation,
+                                                             const char* dbName) const {
+    return {*this, static_cast<const attr*>(relation.attributes), nullptr, dbName};
+}
+
+TavloIterator<const attr> TavloManager::GetAttributeIterator(Predicate<attr>& predicate,
+                                                             const symblk& node,
+                                                             const char* dbName) const {
+    return {*this, static_cast<const attr*>(node.attributes), &predicate, dbName};
+}
+
+TavloIterator<const attr> TavloManager::GetAttributeIterator(Predicate<attr>& predicate,
+                                                             const msgblk& message,
+                                                             const char* dbName) const {
+    return {*this, static_cast<const attr*>(message.attributes), &predicate, dbName};
+}
+
+TavloIterator<const attr> TavloManager::GetAttributeIterator(Predicate<attr>& predicate,
+                                                             const env_var_blk& envvar,
+                                                             const char* dbName) const {
+    return {*this, static_cast<const attr*>(envvar.attributes), &predicate, dbName};
+}
+
+TavloIterator<const attr> TavloManager::GetAttributeIterator(Predicate<attr>& predicate,
+                                                             const sigtype& type,
+                                                             const char* dbName) const {
+    return {*this, static_cast<const attr*>(type.attributes), &predicate, dbName};
+}
+
+TavloIterator<const attr> TavloManager::GetAttributeIterator(Predicate<attr>& predicate,
+                                                             const sigblk& signal,
+                                                             const char* dbName) const {
+    return {*this, static_cast<const attr*>(signal.attributes), &predicate, dbName};
+}
+
+TavloIterator<const attr> TavloManager::GetAttributeIterator(Predicate<attr>& predicate,
+                                                             const rxblk& relation,
+                                                             const char* dbName) const {
+    return {*this, static_cast<const attr*>(relation.attributes), &predicate, dbName};
+}
+
+TavloConstReceiverIterator TavloManager::GetReceiverIterator(const sigblk& signal) const {
+    return GetReceiverIterator(signal, GetDatabaseName(signal));
+}
+
+TavloConstReceiverIterator TavloManager::GetReceiverIterator(const sigblk& signal,
+                                                             const char* dbName) const {
+    return TavloIterator<const rxblk>(*this, static_cast<const rxblk*>(signal.receivers),
+                                      nullptr, dbName);
+}
+
+TavloConstReceiverIterator TavloManager::GetReceiverIterator(Predicate<rxblk>& predicate,
+                                                             const sigblk& signal) const {
+    return GetReceiverIterator(predicate, signal, GetDatabaseName(signal));
+}
+
+TavloConstReceiverIterator TavloManager::GetReceiverIterator(Predicate<rxblk>& predicate,
+                                                             const sigblk& signal,
+                                                             const char* dbName) const {
+    return TavloIterator<const rxblk>(*this, static_cast<const rxblk*>(signal.receivers),
+                                      &predicate, dbName);
+}
+
+TavloConstReceiverIterator TavloManager::GetReceiverIterator(const env_var_blk& envvar) const {
+    return GetReceiverIterator(envvar, GetDatabaseName(envvar));
+}
+
+TavloConstReceiverIterator TavloManager::GetReceiverIterator(const env_var_blk& envvar,
+                                                             const char* dbName) const {
+    return TavloIterator<const rxblk>(*this, static_cast<const rxblk*>(envvar.access_nodes),
+                                      nullptr, dbName);
+}
+
+TavloConstReceiverIterator TavloManager::GetReceiverIterator(Predicate<rxblk>& predicate,
+                                                             const env_var_blk& envvar) const {
+    return GetReceiverIterator(predicate, envvar, GetDatabaseName(envvar));
+}
+
+TavloConstReceiverIterator TavloManager::GetReceiverIterator(Predicate<rxblk>& predicate,
+                                                             const env_var_blk& envvar,
+                                                             const char* dbName) const {
+    return TavloIterator<const rxblk>(*this, static_cast<const rxblk*>(envvar.access_nodes),
+                                      &predicate, dbName);
+}
+
+TavloConstReceiverIterator TavloManager::GetTransmitterIterator(const msgblk& message) const {
+    return GetTransmitterIterator(message, GetDatabaseName(message));
+}
+
+TavloConstReceiverIterator TavloManager::GetTransmitterIterator(const msgblk& message,
+                                                                const char* dbName) const {
+    return TavloIterator<const rxblk>(*this, static_cast<const rxblk*>(message.transmitters),
+                                      nullptr, dbName);
+}
+
+TavloConstReceiverIterator TavloManager::GetTransmitterIterator(Predicate<rxblk>& predicate,
+                                                                const msgblk& message) const {
+    return GetTransmitterIterator(predicate, message, GetDatabaseName(message));
+}
+
+TavloConstReceiverIterator TavloManager::GetTransmitterIterator(Predicate<rxblk>& predicate,
+                                                                const msgblk& message,
+                                                                const char* dbName) const {
+    return TavloIterator<const rxblk>(*this, static_cast<const rxblk*>(message.transmitters),
+                                      &predicate, dbName);
+}
+
+TavloIterator<const val> TavloManager::GetValueDescriptionIterator(const sigblk& signal) const {
+    return GetValueDescriptionIterator(signal, GetDatabaseName(signal));
+}
+
+TavloIterator<const val> TavloManager::GetValueDescriptionIterator(const sigblk& signal,
+                                                                   const char* dbName) const {
+    return {*this, static_cast<const val*>(signal.value_descriptions), nullptr, dbName};
+}
+
+TavloIterator<const val> TavloManager::GetValueDescriptionIterator(
+    const env_var_blk& envvar) const {
+    return GetValueDescriptionIterator(envvar, GetDatabaseName(envvar));
+}
+
+TavloIterator<const val> TavloManager::GetValueDescriptionIterator(const env_var_blk& envvar,
+                                                                   const char* dbName) const {
+    return {*this, static_cast<const val*>(envvar.value_descriptions), nullptr, dbName};
+}
+
+// ---- View filters -------------------------------------------------------------
+
+TavloConstReceiverIterator TavloManager::GetFilterNodeIterator(const char* dbName) const {
+    return TavloIterator<const rxblk>(*this, &FilterNodes<const rxblk>, nullptr, dbName);
+}
+
+TavloConstFilterCategoryIterator TavloManager::GetFilterCategoryIterator(
+    const char* dbName) const {
+    return TavloIterator<const filtercatblk>(*this, &FilterCategories<const filtercatblk>,
+                                             nullptr, dbName);
+}
+
+bool TavloManager::IsNodeInFilter(const symblk& node, const char* dbName) const {
+    for (TavloConstReceiverIterator it = GetFilterNodeIterator(dbName); !it.AtEnd(); ++it) {
+        if (it.GetNode() == &node) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool TavloManager::IsCategoryInFilter(const cat& category, const char* dbName) const {
+    for (const cat* entry : GetFilterCategoryIterator(dbName)) {
+        if (entry == &category) {
+            return true;
+        }
+    }
+    return false;
+}
