@@ -31,6 +31,11 @@ struct SmallDatabase {
 std::string SmallDatabaseText(const SmallDatabase& spec);
 
 
+// The path of a database file of tests/manager/data.
+inline std::string DataFile(const std::string& name) {
+    return std::string(TAVLOMS_MANAGER_DATA_DIR) + "/" + name;
+}
+
 class ManagerTest : public ::testing::Test {
 protected:
     void SetUp() override;
