@@ -143,13 +143,10 @@ Probe ValueTable(const char* name) {
         });
 }
 
-// A manager that is fresh for each test, its databases opened from
-// tests/manager/data in place or from the test's own directory.
+// Databases come from tests/manager/data, opened in place (the tests only
+// read them), or from files written to the test's own directory.
 class LookupTest : public ManagerTest {
 protected:
-    static std::string Data(const char* file) {
-        return std::string(TAVLOMS_MANAGER_DATA_DIR) + "/" + file;
-    }
     // Opens and returns the handle; null (and a failure) when opening failed
     // or the file was not read cleanly.
     const char* Open(TavloManager& mgr, const std::string& path, unsigned int priority = 0,
@@ -229,7 +226,7 @@ TEST_F(LookupTest, AllDatabasesAreSearchedInPriorityThenOpeningOrder) {
         TavloManager mgr(static_cast<void*>(nullptr));
         std::map<std::string, const char*> handles;
         for (const Opening& o : c.openings) {
-            handles[o.file] = Open(mgr, Data(o.file), o.priority);
+            handles[o.file] = Open(mgr, DataFile(o.file), o.priority);
         }
         const char* winner = handles.at(c.winner);
         ASSERT_NE(winner, nullptr);
@@ -251,8 +248,8 @@ TEST_F(LookupTest, AllDatabasesAreSearchedInPriorityThenOpeningOrder) {
 
 TEST_F(LookupTest, AHandleLimitsTheSearchToItsOwnDatabase) {
     TavloManager mgr(static_cast<void*>(nullptr));
-    const char* powertrain = Open(mgr, Data("powertrain.dbc"));
-    const char* body = Open(mgr, Data("body.dbc"));
+    const char* powertrain = Open(mgr, DataFile("powertrain.dbc"));
+    const char* body = Open(mgr, DataFile("body.dbc"));
     ASSERT_NE(powertrain, nullptr);
     ASSERT_NE(body, nullptr);
     const TavloDatabase& bodyDb = *mgr.GetDatabase(body);
@@ -268,7 +265,7 @@ TEST_F(LookupTest, AHandleLimitsTheSearchToItsOwnDatabase) {
     EXPECT_EQ(mgr.GetMessage("DoorStatus", copy.c_str()), nullptr);
     TavloManager other(static_cast<void*>(nullptr));
     const char* othersBody = nullptr;
-    ASSERT_EQ(other.OpenDatabase(Data("body.dbc").c_str(), &othersBody, 0), TAVLO_STATUS_OK);
+    ASSERT_EQ(other.OpenDatabase(DataFile("body.dbc").c_str(), &othersBody, 0), TAVLO_STATUS_OK);
     EXPECT_NE(othersBody, body);
     EXPECT_EQ(mgr.GetNode("Door", othersBody), nullptr);
     EXPECT_EQ(other.GetNode("Door", othersBody), bodyDb.GetNode("Door"));  // one shared object
@@ -281,8 +278,8 @@ TEST_F(LookupTest, EveryKindFindsItsRecordInEveryForm) {
         "VERSION \"types\"\n\nNS_ :\n\nBS_:\n\nBU_: Gateway\n\n"
         "SGTYPE_ Level : 8@1+ (1,0) [0|255] \"\"  0;\n";
     TavloManager mgr(static_cast<void*>(nullptr));
-    const char* body = Open(mgr, Data("body.dbc"));
-    const char* powertrain = Open(mgr, Data("powertrain.dbc"));
+    const char* body = Open(mgr, DataFile("body.dbc"));
+    const char* powertrain = Open(mgr, DataFile("powertrain.dbc"));
     const char* types = Open(mgr, WriteFile("types.dbc", typesText));
     ASSERT_TRUE(body != nullptr && powertrain != nullptr && types != nullptr);
     const char* const handles[] = {body, powertrain, types};
@@ -359,10 +356,10 @@ protected:
             "BO_ 512 GearData: 3 Helper\n SG_ Extra : 0|8@1+ (1,0) [0|255] \"\" Door\n\n"
             "BO_ 1024 Diag: 8 Helper\n SG_ Echo : 0|8@1+ (1,0) [0|255] \"\" Door\n\n"
             "BO_ 100 Msg1: 8 Helper\n SG_ Sig1 : 0|8@1+ (1,0) [0|255] \"\" Door\n\n";
-        body_ = Open(mgr_, Data("body.dbc"));
-        diagnosis_ = Open(mgr_, Data("diagnosis.dbc"));
+        body_ = Open(mgr_, DataFile("body.dbc"));
+        diagnosis_ = Open(mgr_, DataFile("diagnosis.dbc"));
         extra_ = Open(mgr_, WriteFile("extra.dbc", extraText));
-        powertrain_ = Open(mgr_, Data("powertrain.dbc"));
+        powertrain_ = Open(mgr_, DataFile("powertrain.dbc"));
         ASSERT_TRUE(body_ && diagnosis_ && extra_ && powertrain_);
         ASSERT_TRUE(mgr_.AssignSelectionPattern({6, 7}, body_));
         ASSERT_TRUE(mgr_.AssignSelectionPattern({5, kAnyMinor}, diagnosis_));
@@ -448,8 +445,8 @@ TEST_F(SelectionTest, FormsWithoutSelectionIgnorePatterns) {
 
 TEST_F(LookupTest, PatternsAndPrioritiesOfEntries) {
     TavloManager mgr(static_cast<void*>(nullptr));
-    const char* powertrain = Open(mgr, Data("powertrain.dbc"), 7);
-    const char* body = Open(mgr, Data("body.dbc"), 9, "Body");  // a given name forces 0
+    const char* powertrain = Open(mgr, DataFile("powertrain.dbc"), 7);
+    const char* body = Open(mgr, DataFile("body.dbc"), 9, "Body");  // a given name forces 0
     ASSERT_TRUE(powertrain != nullptr && body != nullptr);
     const std::string copy = powertrain;
 
@@ -505,7 +502,7 @@ TEST_F(LookupTest, PatternsAndPrioritiesOfEntries) {
 
 TEST_F(LookupTest, SignalNamesAgreeInTheirFirst32Characters) {
     TavloManager mgr(static_cast<void*>(nullptr));
-    ASSERT_NE(Open(mgr, Data("powertrain.dbc")), nullptr);
+    ASSERT_NE(Open(mgr, DataFile("powertrain.dbc")), nullptr);
     const msgblk* engine = mgr.GetMessage(256ul, nullptr);
     ASSERT_NE(engine, nullptr);
     const auto signalNamed = [engine](const char* name) -> const sigblk* {
@@ -561,7 +558,7 @@ TEST_F(LookupTest, TypeTableAndCategoryNamesAgreeInTheirFirst32CharactersOutside
         "CAT_DEF_ 1 " + category + "2Tail 0;\n"
         "CAT_DEF_ 2 " + category + "1Tail 0;\n";
     TavloManager mgr(static_cast<void*>(nullptr));
-    ASSERT_NE(Open(mgr, Data("powertrain.dbc")), nullptr);
+    ASSERT_NE(Open(mgr, DataFile("powertrain.dbc")), nullptr);
     const char* types = Open(mgr, WriteFile("types.dbc", text));
     ASSERT_NE(types, nullptr);
     const TavloDatabase& db = *mgr.GetDatabase(types);
@@ -616,7 +613,7 @@ TEST_F(LookupTest, TypeTableAndCategoryNamesAgreeInTheirFirst32CharactersOutside
 
 TEST_F(LookupTest, SignalGroupsAndTheirMembers) {
     TavloManager mgr(static_cast<void*>(nullptr));
-    ASSERT_NE(Open(mgr, Data("powertrain.dbc")), nullptr);
+    ASSERT_NE(Open(mgr, DataFile("powertrain.dbc")), nullptr);
     const msgblk* engine = mgr.GetMessage("EngineData", nullptr);
     const msgblk* gear = mgr.GetMessage("GearData", nullptr);
     ASSERT_TRUE(engine != nullptr && gear != nullptr);
@@ -640,7 +637,7 @@ TEST_F(LookupTest, SignalGroupsAndTheirMembers) {
 
 TEST_F(LookupTest, ModeSignals) {
     TavloManager mgr(static_cast<void*>(nullptr));
-    ASSERT_NE(Open(mgr, Data("powertrain.dbc")), nullptr);
+    ASSERT_NE(Open(mgr, DataFile("powertrain.dbc")), nullptr);
     const msgblk* engine = mgr.GetMessage(256ul, nullptr);
     const msgblk* gear = mgr.GetMessage(512ul, nullptr);
     ASSERT_TRUE(engine != nullptr && gear != nullptr);
@@ -716,8 +713,8 @@ TEST_F(LookupTest, EnvvarHandlesAddTheHandleBaseOfTheOwningEntry) {
         SCOPED_TRACE(o.first);
         TavloManager mgr(static_cast<void*>(nullptr));
         std::map<std::string, const char*> handles;
-        handles[o.first] = Open(mgr, Data(o.first));
-        handles[o.second] = Open(mgr, Data(o.second));
+        handles[o.first] = Open(mgr, DataFile(o.first));
+        handles[o.second] = Open(mgr, DataFile(o.second));
         const char* pt = handles.at("powertrain.dbc");
         const char* body = handles.at("body.dbc");
         ASSERT_TRUE(pt != nullptr && body != nullptr);
