@@ -68,24 +68,6 @@ tavlo_attr_value_t OwnValue(attr* values, const char* attrName) {
     return value;
 }
 
-// The definition the by-name enumeration questions use: found by
-// TavloDatabase::GetAttrDef in the database dbName, or with null in the
-// first database in list order that has it.
-const attr_def* DefinitionByName(const TavloManager& manager, const char* attrName,
-                                 const char* dbName) {
-    if (dbName != nullptr) {
-        const TavloDatabase* db = manager.ListFindDatabase(dbName);
-        return db != nullptr ? db->GetAttrDef(attrName) : nullptr;
-    }
-    for (const DbListNode* node = manager.ListFirstNode(); node != nullptr;
-         node = TavloManager::ListNextNode(node)) {
-        if (const attr_def* def = node->mDatabase->GetAttrDef(attrName)) {
-            return def;
-        }
-    }
-    return nullptr;
-}
-
 // The joined texts of an ENUM definition; null for the other types, whose
 // minimum is a number and not a text.
 const char* EnumTexts(const attr_def& definition) {
@@ -350,7 +332,7 @@ char* TavloManager::GetAttrValueString(const attr_def& definition, long index) c
 char* TavloManager::GetAttrValueString(const char* attrName, long index,
                                        const char* dbName) const {
     TAVLO_ASSERT(attrName != NULL, kModule);
-    const attr_def* def = DefinitionByName(*this, attrName, dbName);
+    const attr_def* def = GetAttrDefinition(attrName, dbName);
     return def != nullptr ? GetAttrValueString(*def, index) : nullptr;
 }
 
@@ -377,7 +359,7 @@ long TavloManager::GetAttrValueIndex(const attr_def& definition, const char* tex
 long TavloManager::GetAttrValueIndex(const char* attrName, const char* text,
                                      const char* dbName) const {
     TAVLO_ASSERT(attrName != NULL, kModule);
-    const attr_def* def = DefinitionByName(*this, attrName, dbName);
+    const attr_def* def = GetAttrDefinition(attrName, dbName);
     // 0 rather than -1 for a missing definition: deliberate, callers rely on it.
     return def != nullptr ? GetAttrValueIndex(*def, text) : 0;
 }

@@ -408,6 +408,9 @@ TEST_F(DatabaseTest, GetFindsRecordsByNameOrKey) {
     ASSERT_NE(db.GetMessage("Msg1"), nullptr);
     EXPECT_EQ(db.GetMessage(100ul), db.GetMessage("Msg1"));
     EXPECT_EQ(db.GetMessage(101ul), nullptr);
+    if (sizeof(unsigned long) > 4) {  // a key wider than 32 bits names nothing
+        EXPECT_EQ(db.GetMessage(static_cast<unsigned long>((1ull << 32) + 100)), nullptr);
+    }
     ASSERT_NE(db.GetEnvvar("EnvHigh"), nullptr);
     EXPECT_EQ(+db.GetEnvvar("EnvHigh")->id, 5u);
     ASSERT_NE(db.GetValueTable("Gears"), nullptr);
