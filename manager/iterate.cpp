@@ -1,23 +1,11 @@
 // manager/iterate.cpp: the manager's iterator factories (database-wide and
 // per object) and the view filter membership tests built on them.
+#include "manager/listheads.h"
 #include "tavloms/manager.h"
 
 namespace {
 
-// The list heads of one database, for database-wide iterators. T is the
-// element type with or without const, so that the write manager's
-// iterators use the same functions.
-template <class T> T* Nodes(const TavloDatabase& db) { return db.mNodes; }
-template <class T> T* Messages(const TavloDatabase& db) { return db.mMessages; }
-template <class T> T* Envvars(const TavloDatabase& db) { return db.mEnvvars; }
-template <class T> T* BitTimings(const TavloDatabase& db) { return db.mBitTimings; }
-template <class T> T* AttrDefs(const TavloDatabase& db) { return db.mAttrDefs; }
-template <class T> T* SignalTypes(const TavloDatabase& db) { return db.mSigTypes; }
-template <class T> T* ValueTables(const TavloDatabase& db) { return db.mValueTables; }
-template <class T> T* Categories(const TavloDatabase& db) { return db.mCategories; }
-template <class T> T* DbAttributes(const TavloDatabase& db) { return db.mDbAttrs; }
-template <class T> T* FilterNodes(const TavloDatabase& db) { return db.mFilter.nodes; }
-template <class T> T* FilterCategories(const TavloDatabase& db) { return db.mFilter.categories; }
+using namespace tavlo::manager;
 
 template <class T>
 using Predicate = TavloPredicate<const T*>;

@@ -17,5 +17,6 @@
 #include "module.h"
 #include "exception.h"
 #include "manager.h"
+#include "writemanager.h"
 
 #endif /* TAVLOMS_TAVLOMS_H */
