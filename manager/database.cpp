@@ -45,35 +45,6 @@ bool EqualIgnoringCase(const std::string& a, const std::string& b) {
     return true;
 }
 
-// Makes a record with create and links it so that it becomes the element at
-// position index of the list; an index at or past the end appends it. When
-// memory runs out, the creation function has shown its message and thrown;
-// the list stays as it was and the result is null.
-template <class T>
-T* CreateAtIndex(T*& head, T* (*create)(), unsigned int index) {
-    T* record = nullptr;
-    try {
-        record = create();
-    } catch (const TavloException&) {
-        return nullptr;
-    }
-    if (record == nullptr) {
-        return nullptr;
-    }
-    if (index == 0 || head == nullptr) {
-        record->next = head;
-        head = record;
-        return record;
-    }
-    T* before = head;
-    for (unsigned int i = 1; i < index && before->next != nullptr; ++i) {
-        before = before->next;
-    }
-    record->next = before->next;
-    before->next = record;
-    return record;
-}
-
 // Deletes a listed object that nothing holds any more. A manager's cache can
 // still point at it (another manager took its cache count when it opened
 // the file, then closed it); such entries are dropped, not left dangling.
@@ -432,35 +403,35 @@ attr_def* TavloDatabase::GetAttrDef(const char* name) const {
 }
 
 symblk* TavloDatabase::CreateNode(unsigned int index) {
-    return CreateAtIndex(mNodes, &TAVLO_CREATE_SYMBOL, index);
+    return tavlo::manager::CreateAtIndex(mNodes, &TAVLO_CREATE_SYMBOL, index);
 }
 
 msgblk* TavloDatabase::CreateMessage(unsigned int index) {
-    return CreateAtIndex(mMessages, &TAVLO_CREATE_MSGBLK, index);
+    return tavlo::manager::CreateAtIndex(mMessages, &TAVLO_CREATE_MSGBLK, index);
 }
 
 env_var_blk* TavloDatabase::CreateEnvvar(unsigned int index) {
-    return CreateAtIndex(mEnvvars, &TAVLO_CREATE_EVBLK, index);
+    return tavlo::manager::CreateAtIndex(mEnvvars, &TAVLO_CREATE_EVBLK, index);
 }
 
 btlblk* TavloDatabase::CreateBitTiming(unsigned int index) {
-    return CreateAtIndex(mBitTimings, &TAVLO_CREATE_BTLBLK, index);
+    return tavlo::manager::CreateAtIndex(mBitTimings, &TAVLO_CREATE_BTLBLK, index);
 }
 
 valtable* TavloDatabase::CreateValueTable(unsigned int index) {
-    return CreateAtIndex(mValueTables, &TAVLO_CREATE_VALTABLE, index);
+    return tavlo::manager::CreateAtIndex(mValueTables, &TAVLO_CREATE_VALTABLE, index);
 }
 
 sigtype* TavloDatabase::CreateSignalType(unsigned int index) {
-    return CreateAtIndex(mSigTypes, &TAVLO_CREATE_SIGTYPE, index);
+    return tavlo::manager::CreateAtIndex(mSigTypes, &TAVLO_CREATE_SIGTYPE, index);
 }
 
 cat* TavloDatabase::CreateCategory(unsigned int index) {
-    return CreateAtIndex(mCategories, &TAVLO_CREATE_CATEGORY, index);
+    return tavlo::manager::CreateAtIndex(mCategories, &TAVLO_CREATE_CATEGORY, index);
 }
 
 attr_def* TavloDatabase::CreateAttrDef(unsigned int index) {
-    return CreateAtIndex(mAttrDefs, &TAVLO_CREATE_ATTR_DEF, index);
+    return tavlo::manager::CreateAtIndex(mAttrDefs, &TAVLO_CREATE_ATTR_DEF, index);
 }
 
 void TavloDatabase::DeleteNode(symblk& node) {

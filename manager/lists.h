@@ -1,8 +1,11 @@
-// manager/lists.h: unlinking entries from the layer's process-wide and
-// per-manager singly linked lists (database objects, managers, caches,
-// locks), which differ only in what their entries hold.
+// manager/lists.h: the layer's list work: unlinking entries from its
+// process-wide and per-manager lists (database objects, managers, caches,
+// locks), linking new records at a position, and finding which database
+// holds a record.
 #ifndef TAVLOMS_MANAGER_LISTS_H
 #define TAVLOMS_MANAGER_LISTS_H
+
+#include "tavloms/exception.h"
 
 namespace tavlo::manager {
 
@@ -35,6 +38,47 @@ bool DeleteEntries(Entry*& head, Entry* Entry::*next, Pick pick, Release release
 template <class Entry, class Pick>
 bool DeleteFirstEntry(Entry*& head, Entry* Entry::*next, Pick pick) {
     return DeleteEntries(head, next, pick, [](Entry&) {}, true);
+}
+
+// Makes a record with create (a creation function of the model) and links it
+// so that it becomes the element at position index of the list; an index at or past the end appends it. When
+// memory runs out, the creation function has shown its message and thrown;
+// the list stays as it was and the result is null.
+template <class T, class Create>
+T* CreateAtIndex(T*& head, Create create, unsigned int index) {
+    T* record = nullptr;
+    try {
+        record = create();
+    } catch (const TavloException&) {
+        return nullptr;
+    }
+    if (record == nullptr) {
+        return nullptr;
+    }
+    if (index == 0 || head == nullptr) {
+        record->next = head;
+        head = record;
+        return record;
+    }
+    T* before = head;
+    for (unsigned int i = 1; i < index && before->next != nullptr; ++i) {
+        before = before->next;
+    }
+    record->next = before->next;
+    before->next = record;
+    return record;
+}
+
+// The handle of the database in which a spanning iterator meets this very
+// record; null when it never does.
+template <class Iterator, class T>
+const char* HolderOf(Iterator it, const T* record) {
+    for (; !it.AtEnd(); ++it) {
+        if (*it == record) {
+            return it.GetDatabaseName();
+        }
+    }
+    return nullptr;
 }
 
 }  // namespace tavlo::manager

@@ -1,6 +1,7 @@
 // manager/owner.cpp: counts of a manager's objects and the database that
 // owns an object. Both walk the iterators; nothing is cached, so callers that
 // ask often keep the result.
+#include "manager/lists.h"
 #include "platform/platform.h"
 #include "tavloms/manager.h"
 
@@ -16,18 +17,6 @@ unsigned int Count(Iterator it) {
         ++count;
     }
     return count;
-}
-
-// The handle of the database in which a spanning iterator meets this very
-// record; null when it never does.
-template <class Iterator, class T>
-const char* OwnerOf(Iterator it, const T* record) {
-    for (; !it.AtEnd(); ++it) {
-        if (*it == record) {
-            return it.GetDatabaseName();
-        }
-    }
-    return nullptr;
 }
 
 // Whether a list (linked by next) holds this very record.
@@ -117,27 +106,27 @@ unsigned int TavloManager::AttributeCount(const sigblk& signal) const {
 // ---- Owning databases -----------------------------------------------------------
 
 const char* TavloManager::GetDatabaseName(const symblk& node) const {
-    return OwnerOf(GetNodeIterator(nullptr), &node);
+    return tavlo::manager::HolderOf(GetNodeIterator(nullptr), &node);
 }
 
 const char* TavloManager::GetDatabaseName(const msgblk& message) const {
-    return OwnerOf(GetMessageIterator(nullptr), &message);
+    return tavlo::manager::HolderOf(GetMessageIterator(nullptr), &message);
 }
 
 const char* TavloManager::GetDatabaseName(const env_var_blk& envvar) const {
-    return OwnerOf(GetEnvvarIterator(nullptr), &envvar);
+    return tavlo::manager::HolderOf(GetEnvvarIterator(nullptr), &envvar);
 }
 
 const char* TavloManager::GetDatabaseName(const attr_def& definition) const {
-    return OwnerOf(GetAttrDefIterator(nullptr), &definition);
+    return tavlo::manager::HolderOf(GetAttrDefIterator(nullptr), &definition);
 }
 
 const char* TavloManager::GetDatabaseName(const sigtype& type) const {
-    return OwnerOf(GetSignalTypeIterator(nullptr), &type);
+    return tavlo::manager::HolderOf(GetSignalTypeIterator(nullptr), &type);
 }
 
 const char* TavloManager::GetDatabaseName(const valtable& table) const {
-    return OwnerOf(GetValueTableIterator(nullptr), &table);
+    return tavlo::manager::HolderOf(GetValueTableIterator(nullptr), &table);
 }
 
 const char* TavloManager::GetDatabaseName(const sigblk& signal) const {

@@ -42,3 +42,285 @@ unsigned int TavloWriteManager::CheckForWriteOpen(const char* path) const {
 bool TavloWriteManager::OwnsDatabaseForWrite(const char* path) const {
     return ListFindDatabaseName(path) != nullptr;
 }
+
+// ---- Databases ---------------------------------------------------------------
+
+unsigned int TavloWriteManager::CreateDatabase(const char* dbName, const char** dbNameOut,
+                                               const char* path) {
+    TAVLO_ASSERT(dbName != NULL, kModule);
+    if (!TAVLOVERIFYDATABASENAME(dbName)) {
+        return TAVLO_STATUS_INVALID_NAME;
+    }
+    if (GetUniqueDatabaseName(dbName) != nullptr) {
+        return TAVLO_STATUS_NAME_USED;
+    }
+    // Something there already (or a read-only path): a new database would
+    // overwrite it when written.
+    if (path != nullptr && tavlo::manager::GetFileStatus(path) != tavlo::manager::kFileMissing) {
+        return TAVLO_STATUS_PATH_TAKEN;
+    }
+    TavloDatabase& db = AssignDatabase(nullptr);
+    if (path != nullptr) {
+        db.mDbPath = tavlo::model::DuplicateText(path);
+    }
+    ListInsertDatabase(db, dbName, 0);
+    if (dbNameOut != nullptr) {
+        *dbNameOut = GetUniqueDatabaseName(dbName);
+    }
+    return TAVLO_STATUS_OK;
+}
+
+unsigned int TavloWriteManager::WriteDatabase(const char* dbName, const char* path) {
+    if (dbName != nullptr) {
+        TavloDatabase* db = GetDatabase(dbName);
+        if (db == nullptr) {
+            return TAVLO_STATUS_WRITE_FAILED;  // not 1: deliberate
+        }
+        if (const TavloLock* lock = TavloWriteLock::GetLock(*this, *db)) {
+            lock->ShowMessage();
+            return TAVLO_STATUS_LOCKED;
+        }
+        const unsigned int status = db->Write(path);
+        if (status != TAVLO_STATUS_OK) {
+            return status;
+        }
+        NotifyChanges(*this, *db);
+        return TAVLO_STATUS_OK;
+    }
+    // Nothing is written while any database is locked by another manager.
+    for (const DbListNode* node = mDatabases; node != nullptr; node = node->mNext) {
+        if (const TavloLock* lock = TavloWriteLock::GetLock(*this, *node->mDatabase)) {
+            lock->ShowMessage();
+            return TAVLO_STATUS_LOCKED;
+        }
+    }
+    unsigned int firstFailure = TAVLO_STATUS_OK;
+    for (const DbListNode* node = mDatabases; node != nullptr; node = node->mNext) {
+        const unsigned int status = node->mDatabase->Write(nullptr);
+        if (status == TAVLO_STATUS_OK) {
+            NotifyChanges(*this, *node->mDatabase);
+        } else if (firstFailure == TAVLO_STATUS_OK) {
+            firstFailure = status;
+        }
+    }
+    return firstFailure;
+}
+
+void TavloWriteManager::CommitDatabase(const char* dbName) {
+    const auto commit = [this](TavloDatabase& db) {
+        db.Commit();
+        NotifyChanges(*this, db);
+    };
+    if (dbName != nullptr) {
+        if (TavloDatabase* db = GetDatabase(dbName)) {
+            commit(*db);
+        }
+        return;
+    }
+    for (const DbListNode* node = mDatabases; node != nullptr; node = node->mNext) {
+        commit(*node->mDatabase);
+    }
+}
+
+void TavloWriteManager::ClearDatabase(const char* dbName) {
+    if (dbName != nullptr) {
+        if (TavloDatabase* db = GetDatabase(dbName)) {
+            db->Clear();
+        }
+        return;
+    }
+    for (const DbListNode* node = mDatabases; node != nullptr; node = node->mNext) {
+        node->mDatabase->Clear();
+    }
+}
+
+// ---- Objects of a database -------------------------------------------------------
+
+namespace {
+
+// The database a record is deleted from: the handle's, or with null the one
+// whose list (walked by the given iterator) holds this very record.
+template <class Iterator, class T>
+TavloDatabase* DeletionTarget(const TavloManager& manager, const char* dbName,
+                              Iterator everyDatabase, const T& record) {
+    if (dbName == nullptr) {
+        dbName = tavlo::manager::HolderOf(everyDatabase, &record);
+        if (dbName == nullptr) {
+            return nullptr;
+        }
+    }
+    return manager.GetDatabase(dbName);
+}
+
+}  // namespace
+
+symblk* TavloWriteManager::CreateNode(const char* dbName, unsigned int index) {
+    TavloDatabase* db = GetDatabase(dbName);
+    return db != nullptr ? db->CreateNode(index) : nullptr;
+}
+
+msgblk* TavloWriteManager::CreateMessage(const char* dbName, unsigned int index) {
+    TavloDatabase* db = GetDatabase(dbName);
+    return db != nullptr ? db->CreateMessage(index) : nullptr;
+}
+
+env_var_blk* TavloWriteManager::CreateEnvvar(const char* dbName, unsigned int index) {
+    TavloDatabase* db = GetDatabase(dbName);
+    return db != nullptr ? db->CreateEnvvar(index) : nullptr;
+}
+
+btlblk* TavloWriteManager::CreateBitTiming(const char* dbName, unsigned int index) {
+    TavloDatabase* db = GetDatabase(dbName);
+    return db != nullptr ? db->CreateBitTiming(index) : nullptr;
+}
+
+cat* TavloWriteManager::CreateCategory(const char* dbName, unsigned int index) {
+    TavloDatabase* db = GetDatabase(dbName);
+    return db != nullptr ? db->CreateCategory(index) : nullptr;
+}
+
+sigtype* TavloWriteManager::CreateSignalType(const char* dbName, unsigned int index) {
+    TavloDatabase* db = GetDatabase(dbName);
+    return db != nullptr ? db->CreateSignalType(index) : nullptr;
+}
+
+valtable* TavloWriteManager::CreateValueTable(const char* dbName, unsigned int index) {
+    TavloDatabase* db = GetDatabase(dbName);
+    return db != nullptr ? db->CreateValueTable(index) : nullptr;
+}
+
+attr_def* TavloWriteManager::CreateAttrDefinition(const char* dbName, unsigned int index) {
+    TavloDatabase* db = GetDatabase(dbName);
+    return db != nullptr ? db->CreateAttrDef(index) : nullptr;
+}
+
+void TavloWriteManager::DeleteNode(symblk& node, const char* dbName) {
+    // Nodes are deleted only from a named database. Deliberate.
+    if (dbName == nullptr) {
+        return;
+    }
+    if (TavloDatabase* db = GetDatabase(dbName)) {
+        db->DeleteNode(node);
+    }
+}
+
+void TavloWriteManager::DeleteMessage(msgblk& message, const char* dbName) {
+    if (TavloDatabase* db = DeletionTarget(*this, dbName, GetMessageIterator(nullptr), message)) {
+        db->DeleteMessage(message);
+    }
+}
+
+void TavloWriteManager::DeleteEnvvar(env_var_blk& envvar, const char* dbName) {
+    if (TavloDatabase* db = DeletionTarget(*this, dbName, GetEnvvarIterator(nullptr), envvar)) {
+        db->DeleteEnvvar(envvar);
+    }
+}
+
+void TavloWriteManager::DeleteBitTiming(btlblk& timing, const char* dbName) {
+    if (TavloDatabase* db =
+            DeletionTarget(*this, dbName, GetBitTimingIterator(nullptr), timing)) {
+        db->DeleteBitTiming(timing);
+    }
+}
+
+void TavloWriteManager::DeleteCategory(cat& category, const char* dbName) {
+    if (TavloDatabase* db =
+            DeletionTarget(*this, dbName, GetCategoryIterator(nullptr), category)) {
+        db->DeleteCategory(category);
+    }
+}
+
+void TavloWriteManager::DeleteSignalType(sigtype& type, const char* dbName) {
+    if (TavloDatabase* db = DeletionTarget(*this, dbName, GetSignalTypeIterator(nullptr), type)) {
+        db->DeleteSignalType(type);
+    }
+}
+
+void TavloWriteManager::DeleteValueTable(valtable& table, const char* dbName) {
+    if (TavloDatabase* db =
+            DeletionTarget(*this, dbName, GetValueTableIterator(nullptr), table)) {
+        db->DeleteValueTable(table);
+    }
+}
+
+void TavloWriteManager::DeleteAttrDefinition(attr_def& definition, const char* dbName) {
+    if (TavloDatabase* db =
+            DeletionTarget(*this, dbName, GetAttrDefIterator(nullptr), definition)) {
+        db->DeleteAttrDef(definition);
+    }
+}
+
+// ---- Objects inside a message, signal group, signal or variable ----------------
+
+sigblk* TavloWriteManager::CreateSignal(msgblk& message, unsigned int index) {
+    sigblk* signals = message.signals;
+    sigblk* signal = tavlo::manager::CreateAtIndex(signals, &TAVLO_CREATE_SIGBLK, index);
+    if (signal != nullptr) {
+        message.signals = signals;
+        message.signal_count = static_cast<unsigned short>(message.signal_count + 1);
+    }
+    return signal;
+}
+
+void TavloWriteManager::DeleteSignal(sigblk& signal, msgblk& message) {
+    CAN_DELETE_SIG(&message, &signal);
+}
+
+siggroupblk* TavloWriteManager::CreateSignalGroup(msgblk& message, unsigned int index) {
+    siggroupblk* groups = message.signal_groups;
+    siggroupblk* group = tavlo::manager::CreateAtIndex(
+        groups, [&message] { return TAVLO_CREATE_SIGGROUP(&message); }, index);
+    if (group != nullptr) {
+        message.signal_groups = groups;
+    }
+    return group;
+}
+
+void TavloWriteManager::DeleteSignalGroup(siggroupblk& group, msgblk& message) {
+    CAN_DELETE_SIGGROUP(&message, &group);
+}
+
+void TavloWriteManager::AddSignal(siggroupblk& group, const sigblk& signal) {
+    auto* member = tavlo::model::Allocate<siglistblk>();
+    if (member == nullptr) {
+        return;
+    }
+    member->signal = const_cast<sigblk*>(&signal);
+    member->next = group.signals;
+    group.signals = member;
+}
+
+namespace {
+
+// A new relation entry naming node, at the head of a list; null when memory
+// runs out.
+rxblk* PrependRelation(rxblk* head, const symblk& node) {
+    auto* entry = tavlo::model::Allocate<rxblk>();
+    if (entry != nullptr) {
+        entry->symbol = const_cast<symblk*>(&node);
+        entry->next = head;
+    }
+    return entry;
+}
+
+}  // namespace
+
+void TavloWriteManager::AddReceiver(sigblk& signal, const symblk& node) {
+    if (rxblk* entry = PrependRelation(signal.receivers, node)) {
+        signal.receivers = entry;
+        signal.receiver_count = static_cast<unsigned short>(signal.receiver_count + 1);
+    }
+}
+
+void TavloWriteManager::AddTransmitter(msgblk& message, const symblk& node) {
+    if (rxblk* entry = PrependRelation(message.transmitters, node)) {
+        message.transmitters = entry;
+    }
+}
+
+void TavloWriteManager::AddAccessNode(env_var_blk& envvar, const symblk& node) {
+    if (rxblk* entry = PrependRelation(envvar.access_nodes, node)) {
+        envvar.access_nodes = entry;
+        envvar.access_node_count = static_cast<unsigned short>(envvar.access_node_count + 1);
+    }
+}
