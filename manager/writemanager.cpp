@@ -4,6 +4,7 @@
 // messages, signal groups, signals and environment variables.
 #include "manager/frame.h"
 #include "manager/lists.h"
+#include "manager/removal.h"
 #include "model/model.h"
 #include "platform/platform.h"
 #include "tavloms/writemanager.h"
@@ -323,4 +324,26 @@ void TavloWriteManager::AddAccessNode(env_var_blk& envvar, const symblk& node) {
         envvar.access_nodes = entry;
         envvar.access_node_count = static_cast<unsigned short>(envvar.access_node_count + 1);
     }
+}
+
+void TavloWriteManager::RemoveSignal(siggroupblk& group, const sigblk& signal) {
+    group.signals = tavlo::manager::RemoveEvery(
+        group.signals,
+        [&signal](const siglistblk& member) { return member.signal == &signal; },
+        [](siglistblk* member) { TAVLO_MFREE(member); });
+}
+
+void TavloWriteManager::RemoveReceiver(sigblk& signal, const symblk& node) {
+    signal.receivers = tavlo::manager::RemoveEvery(
+        signal.receivers, [&node](const rxblk& entry) { return entry.symbol == &node; },
+        [&signal](rxblk* entry) {
+            TAVLO_MFREE(entry);
+            signal.receiver_count = static_cast<unsigned short>(signal.receiver_count - 1);
+        });
+}
+
+void TavloWriteManager::RemoveTransmitter(msgblk& message, const symblk& node) {
+    message.transmitters = tavlo::manager::RemoveEvery(
+        message.transmitters, [&node](const rxblk& entry) { return entry.symbol == &node; },
+        [](rxblk* entry) { TAVLO_MFREE(entry); });
 }
