@@ -301,8 +301,10 @@ unsigned int TavloDatabase::Write(const char* path) {
 }
 
 void TavloDatabase::SetComment(const char* text) {
+    // Copied first: text may be the comment itself.
+    char* copy = tavlo::model::DuplicateText(text);
     TAVLO_MFREE(mComment);
-    mComment = tavlo::model::DuplicateText(text);
+    mComment = copy;
 }
 
 void TavloDatabase::SetUserData(const char* text) {
