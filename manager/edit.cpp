@@ -1,2 +1,199 @@
 // manager/edit.cpp: the write manager's edits of attribute values, value
-// descriptions, comments, user data and view filters.
+// descriptions, comments, user data and view filters. List heads that live in
+// packed records are read into locals, changed and written back; new entries
+// always go to the head of their list.
+#include <cstddef>
+
+#include "manager/access.h"
+#include "model/model.h"
+#include "platform/platform.h"
+#include "tavloms/writemanager.h"
+
+namespace {
+
+using tavlo::manager::SameName32;
+
+constexpr const char* kModule = "dbmswrte";
+
+// ---- Attribute values ---------------------------------------------------------------
+
+bool NamedAs(const attr& value, const char* attrName) {
+    const attr_def* def = value.def;
+    return def != nullptr && SameName32(def->name, attrName);
+}
+
+attr* FirstValueNamed(attr* list, const char* attrName) {
+    for (attr* value = list; value != nullptr; value = value->next) {
+        if (NamedAs(*value, attrName)) {
+            return value;
+        }
+    }
+    return nullptr;
+}
+
+// What a record of this definition stores for value: a copy of a STRING's
+// text, the eight bytes otherwise. False when the copy could not be made.
+bool StoredForm(const attr_def& def, const tavlo_attr_value_t& value,
+                tavlo_attr_value_t& stored) {
+    stored = value;
+    if (def.value_type != TAVLO_ATTR_STRING || value.text == nullptr) {
+        return true;
+    }
+    stored.text = tavlo::model::DuplicateText(value.text);
+    return stored.text != nullptr;
+}
+
+// Sets attrName in the list at head (written back by the caller). owner()
+// names the database whose definition a new value is made of; null when the
+// object lies in none of the manager's databases.
+template <class Owner>
+bool SetValueIn(const TavloManager& manager, attr*& head, const char* attrName,
+                const tavlo_attr_value_t& value, Owner owner) {
+    if (attr* target = FirstValueNamed(head, attrName)) {
+        tavlo_attr_value_t stored;
+        if (!StoredForm(*target->def, value, stored)) {
+            return false;
+        }
+        // A replaced text is not released, deliberately: callers may still
+        // hold the pointer they read from the record.
+        target->value = stored;
+        return true;
+    }
+    // Null would mean every database: an object of none gets no value.
+    const char* dbName = owner();
+    if (dbName == nullptr) {
+        return false;
+    }
+    // The definitions belong to the databases this manager edits.
+    attr_def* def = const_cast<attr_def*>(manager.GetAttrDefinition(attrName, dbName));
+    if (def == nullptr) {
+        return false;
+    }
+    attr* record = tavlo::model::Allocate<attr>();
+    if (record == nullptr) {
+        return false;
+    }
+    tavlo_attr_value_t stored;
+    if (!StoredForm(*def, value, stored)) {
+        TAVLO_MFREE(record);
+        return false;
+    }
+    record->def = def;
+    record->value = stored;
+    record->next = head;
+    head = record;
+    return true;
+}
+
+template <class Record>
+bool SetOwnValue(const TavloManager& manager, Record& object, const char* attrName,
+                 const tavlo_attr_value_t& value) {
+    TAVLO_ASSERT(attrName != NULL, kModule);
+    attr* head = object.attributes;
+    const bool changed = SetValueIn(manager, head, attrName, value,
+                                    [&] { return manager.GetDatabaseName(object); });
+    object.attributes = head;
+    return changed;
+}
+
+// Unlinks and releases the first value of attrName in the list at head.
+// A STRING value's text stays allocated, as it does when it is replaced.
+bool ResetValueIn(attr*& head, const char* attrName) {
+    attr* previous = nullptr;
+    for (attr* value = head; value != nullptr; previous = value, value = value->next) {
+        if (!NamedAs(*value, attrName)) {
+            continue;
+        }
+        if (previous != nullptr) {
+            previous->next = value->next;
+        } else {
+            head = value->next;
+        }
+        TAVLO_MFREE(value);
+        return true;
+    }
+    return false;
+}
+
+template <class Record>
+bool ResetOwnValue(Record& object, const char* attrName) {
+    TAVLO_ASSERT(attrName != NULL, kModule);
+    attr* head = object.attributes;
+    const bool changed = ResetValueIn(head, attrName);
+    object.attributes = head;
+    return changed;
+}
+
+}  // namespace
+
+// ---- Attribute values -----------------------------------------------------------------
+
+bool TavloWriteManager::SetAttrValue(const char* attrName, const char* dbName,
+                                     const tavlo_attr_value_t value) {
+    TAVLO_ASSERT(attrName != NULL, kModule);
+    TavloDatabase* db = GetDatabase(dbName);
+    if (db == nullptr) {
+        return false;
+    }
+    attr* head = db->mDbAttrs;
+    const bool changed = SetValueIn(*this, head, attrName, value, [dbName] { return dbName; });
+    db->mDbAttrs = head;
+    return changed;
+}
+
+bool TavloWriteManager::SetAttrValue(symblk& node, const char* attrName,
+                                     const tavlo_attr_value_t value) {
+    return SetOwnValue(*this, node, attrName, value);
+}
+
+bool TavloWriteManager::SetAttrValue(msgblk& message, const char* attrName,
+                                     const tavlo_attr_value_t value) {
+    return SetOwnValue(*this, message, attrName, value);
+}
+
+bool TavloWriteManager::SetAttrValue(env_var_blk& envvar, const char* attrName,
+                                     const tavlo_attr_value_t value) {
+    return SetOwnValue(*this, envvar, attrName, value);
+}
+
+bool TavloWriteManager::SetAttrValue(sigtype& type, const char* attrName,
+                                     const tavlo_attr_value_t value) {
+    return SetOwnValue(*this, type, attrName, value);
+}
+
+bool TavloWriteManager::SetAttrValue(sigblk& signal, const char* attrName,
+                                     const tavlo_attr_value_t value) {
+    return SetOwnValue(*this, signal, attrName, value);
+}
+
+bool TavloWriteManager::ResetAttrValue(const char* attrName, const char* dbName) {
+    TAVLO_ASSERT(attrName != NULL, kModule);
+    TavloDatabase* db = GetDatabase(dbName);
+    if (db == nullptr) {
+        return false;
+    }
+    attr* head = db->mDbAttrs;
+    const bool changed = ResetValueIn(head, attrName);
+    db->mDbAttrs = head;
+    return changed;
+}
+
+bool TavloWriteManager::ResetAttrValue(symblk& node, const char* attrName) {
+    return ResetOwnValue(node, attrName);
+}
+
+bool TavloWriteManager::ResetAttrValue(msgblk& message, const char* attrName) {
+    return ResetOwnValue(message, attrName);
+}
+
+bool TavloWriteManager::ResetAttrValue(env_var_blk& envvar, const char* attrName) {
+    return ResetOwnValue(envvar, attrName);
+}
+
+bool TavloWriteManager::ResetAttrValue(sigtype& type, const char* attrName) {
+    return ResetOwnValue(type, attrName);
+}
+
+bool TavloWriteManager::ResetAttrValue(sigblk& signal, const char* attrName) {
+    return ResetOwnValue(signal, attrName);
+}
