@@ -124,6 +124,45 @@ bool ResetOwnValue(Record& object, const char* attrName) {
     return changed;
 }
 
+// ---- Value descriptions, comments -------------------------------------------------------
+
+// Record by record, the text decides before the value does, so a walk can
+// stop at an earlier record with the value although a later one bears the
+// text.
+template <class Record>
+void SetDescription(Record& object, const char* description, long value) {
+    TAVLO_ASSERT(description != NULL, kModule);
+    val* const head = object.value_descriptions;
+    for (val* entry = head; entry != nullptr; entry = entry->next) {
+        if (SameName32(entry->text, description)) {
+            entry->value = static_cast<int>(value);
+            return;
+        }
+        if (static_cast<long>(entry->value) == value) {
+            tavlo::model::CopyName(entry->text, description);
+            return;
+        }
+    }
+    val* entry = tavlo::model::Allocate<val>();
+    if (entry == nullptr) {
+        return;
+    }
+    entry->value = static_cast<int>(value);
+    tavlo::model::CopyName(entry->text, description);
+    entry->next = head;
+    object.value_descriptions = entry;
+}
+
+// The copy is made before the old comment goes, so that an object's own
+// comment can be passed in.
+template <class Record>
+const char* ReplaceComment(Record& object, const char* comment) {
+    char* copy = tavlo::model::DuplicateText(comment);
+    TAVLO_MFREE(object.comment);
+    object.comment = copy;
+    return copy;
+}
+
 }  // namespace
 
 // ---- Attribute values -----------------------------------------------------------------
@@ -196,4 +235,54 @@ bool TavloWriteManager::ResetAttrValue(sigtype& type, const char* attrName) {
 
 bool TavloWriteManager::ResetAttrValue(sigblk& signal, const char* attrName) {
     return ResetOwnValue(signal, attrName);
+}
+
+// ---- Value descriptions, comments, user data ---------------------------------------------
+
+void TavloWriteManager::SetValueDescription(sigblk& signal, const char* description,
+                                            long value) {
+    SetDescription(signal, description, value);
+}
+
+void TavloWriteManager::SetValueDescription(env_var_blk& envvar, const char* description,
+                                            long value) {
+    SetDescription(envvar, description, value);
+}
+
+void TavloWriteManager::SetDatabaseComment(const char* comment, const char* dbName) {
+    TavloDatabase* db = GetDatabase(dbName);
+    // The database releases its old comment before copying: handing it its
+    // own comment would copy released memory, and changes nothing anyway.
+    if (db != nullptr && comment != db->mComment) {
+        db->SetComment(comment);
+    }
+}
+
+const char* TavloWriteManager::SetComment(symblk& node, const char* comment) {
+    return ReplaceComment(node, comment);
+}
+
+const char* TavloWriteManager::SetComment(msgblk& message, const char* comment) {
+    return ReplaceComment(message, comment);
+}
+
+const char* TavloWriteManager::SetComment(env_var_blk& envvar, const char* comment) {
+    return ReplaceComment(envvar, comment);
+}
+
+const char* TavloWriteManager::SetComment(sigtype& type, const char* comment) {
+    return ReplaceComment(type, comment);
+}
+
+const char* TavloWriteManager::SetComment(sigblk& signal, const char* comment) {
+    return ReplaceComment(signal, comment);
+}
+
+const char* TavloWriteManager::SetUserData(const char* data, const char* dbName) {
+    TavloDatabase* db = GetDatabase(dbName);
+    if (db == nullptr) {
+        return nullptr;
+    }
+    db->SetUserData(data);
+    return db->mUserData;
 }

@@ -1,5 +1,6 @@
-// tests/manager/edit_test.cpp: the write manager's edits of attribute values
-// over powertrain and body opened side by side in one write manager.
+// tests/manager/edit_test.cpp: the write manager's edits of attribute values,
+// value descriptions, comments and user data, over powertrain and body opened
+// side by side in one write manager.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -410,7 +411,7 @@ TEST_F(EditTest, FailedAllocationsLeaveAttributeValuesAsTheyWere) {
     }
 }
 
-TEST_F(EditTest, NullAttributeNamesAreAssertionFailures) {
+TEST_F(EditTest, NullNamesAndDescriptionsAreAssertionFailures) {
     symblk& node = Node(pt_, "Engine");
     msgblk& message = Message(pt_, "EngineData");
     env_var_blk& envvar = Envvar(pt_, "PtEnvA");
@@ -438,12 +439,148 @@ TEST_F(EditTest, NullAttributeNamesAreAssertionFailures) {
         {"reset variable", [&] { mgr_.ResetAttrValue(envvar, nullptr); }, "attrName != NULL"},
         {"reset type", [&] { mgr_.ResetAttrValue(*type, nullptr); }, "attrName != NULL"},
         {"reset signal", [&] { mgr_.ResetAttrValue(signal, nullptr); }, "attrName != NULL"},
+        {"signal description", [&] { mgr_.SetValueDescription(signal, nullptr, 1); },
+         "description != NULL"},
+        {"variable description", [&] { mgr_.SetValueDescription(envvar, nullptr, 1); },
+         "description != NULL"},
     };
     for (const Case& c : cases) {
         EXPECT_DEATH(c.call(), std::string("Assertion failed: ") + c.condition +
                                    ", module dbmswrte, line [0-9]+")
             << c.what;
     }
+}
+
+// ---- Value descriptions -----------------------------------------------------------------
+
+using Descriptions = std::vector<std::pair<long, std::string>>;
+
+Descriptions DescriptionsOf(const val* list) {
+    Descriptions seen;
+    for (; list != nullptr; list = list->next) {
+        seen.emplace_back(list->value, list->text);
+    }
+    return seen;
+}
+
+// 32 characters, so that a longer text agrees with it where texts are compared.
+const char kT[] = "Temperature_sensor_reading_fault";
+const char kU[] = "Undervoltage";
+
+// Runs every case on a list set up as (3, T), (5, U) for the record.
+template <class Record>
+void CheckDescriptions(TavloWriteManager& mgr, Record& object, const char* kind) {
+    const std::string t32 = kT;
+    ASSERT_EQ(t32.size(), 32u);
+    const std::string w40(40, 'W');
+    struct Case {
+        const char* what;
+        std::string description;
+        long value;
+        Descriptions expected;
+    };
+    const Case cases[] = {
+        {"the first record bears the text", kT, 5, {{5, kT}, {5, kU}}},
+        {"the first record bears the value, a later one the text", kU, 3, {{3, kU}, {5, kU}}},
+        {"the second record bears the value", "Valve", 5, {{3, kT}, {5, "Valve"}}},
+        {"the second record bears the text", kU, 5, {{3, kT}, {5, kU}}},
+        {"a longer text agrees in its first 32 characters", t32 + "_extra", 9,
+         {{9, kT}, {5, kU}}},
+        {"neither: a new record at the head", "Valve", 7, {{7, "Valve"}, {3, kT}, {5, kU}}},
+        {"a new text is cut to 32 characters", w40, 8,
+         {{8, std::string(32, 'W')}, {3, kT}, {5, kU}}},
+        {"a value the text of the second replaces", w40, 5,
+         {{3, kT}, {5, std::string(32, 'W')}}},
+    };
+    for (const Case& c : cases) {
+        tavlo::model::ReleaseValueDescriptions(object.value_descriptions);
+        object.value_descriptions = nullptr;
+        mgr.SetValueDescription(object, kU, 5);
+        mgr.SetValueDescription(object, kT, 3);
+        ASSERT_EQ(DescriptionsOf(object.value_descriptions), (Descriptions{{3, kT}, {5, kU}}))
+            << kind;
+
+        mgr.SetValueDescription(object, c.description.c_str(), c.value);
+        EXPECT_EQ(DescriptionsOf(object.value_descriptions), c.expected)
+            << kind << ": " << c.what;
+    }
+
+    const Descriptions before = DescriptionsOf(object.value_descriptions);
+    const long blocks = LiveAllocations();
+    {
+        AllocationLimit limit(0);
+        mgr.SetValueDescription(object, "Fresh", 42);
+    }
+    EXPECT_EQ(DescriptionsOf(object.value_descriptions), before) << kind;
+    EXPECT_EQ(LiveAllocations(), blocks) << kind;
+}
+
+TEST_F(EditTest, ValueDescriptionsTextFirstThenValueRecordByRecord) {
+    CheckDescriptions(mgr_, Signal(pt_, "EngineData", "EngineTemp"), "signal");
+    CheckDescriptions(mgr_, Envvar(body_, "BodyEnv"), "variable");
+    // What the read side answers agrees with the list.
+    const sigblk& temp = Signal(pt_, "EngineData", "EngineTemp");
+    EXPECT_EQ(mgr_.GetDescriptionValue(temp, kT), 3);
+    EXPECT_STREQ(mgr_.GetValueDescription(temp, 5), std::string(32, 'W').c_str());
+}
+
+// ---- Comments and user data ---------------------------------------------------------------
+
+template <class Record>
+void CheckComment(TavloWriteManager& mgr, Record& object, const char* kind) {
+    const std::string text = std::string(kind) + " comment";
+    const char* stored = mgr.SetComment(object, text.c_str());
+    ASSERT_NE(stored, nullptr) << kind;
+    EXPECT_EQ(stored, +object.comment) << kind;
+    EXPECT_NE(stored, text.c_str()) << kind;
+    EXPECT_EQ(stored, text) << kind;
+
+    // Its own comment handed back in stays as it was.
+    stored = mgr.SetComment(object, object.comment);
+    EXPECT_EQ(stored, +object.comment) << kind;
+    EXPECT_EQ(std::string(stored), text) << kind;
+
+    const long blocks = LiveAllocations();
+    EXPECT_EQ(mgr.SetComment(object, nullptr), nullptr) << kind;
+    EXPECT_EQ(+object.comment, nullptr) << kind;
+    EXPECT_EQ(LiveAllocations(), blocks - 1) << kind;
+    EXPECT_EQ(mgr.SetComment(object, nullptr), nullptr) << kind;
+}
+
+TEST_F(EditTest, CommentsAreCopiesAndNullRemovesThem) {
+    symblk& engine = Node(pt_, "Engine");
+    ASSERT_STREQ(+engine.comment, "engine controller");
+    CheckComment(mgr_, engine, "node");
+    CheckComment(mgr_, Message(pt_, "GearData"), "message");
+    CheckComment(mgr_, Envvar(pt_, "PtEnvB"), "variable");
+    CheckComment(mgr_, Signal(body_, "GearData", "GearEcho"), "signal");
+    sigtype* type = Db(body_).CreateSignalType(0);
+    ASSERT_NE(type, nullptr);
+    CheckComment(mgr_, *type, "signal type");
+}
+
+TEST_F(EditTest, DatabaseCommentAndUserDataByHandle) {
+    ASSERT_STREQ(mgr_.GetDatabaseComment(pt_), "Powertrain network");
+    ASSERT_STREQ(mgr_.GetUserData(pt_), "PT 1.2");
+
+    mgr_.SetDatabaseComment("Changed", pt_);
+    EXPECT_STREQ(mgr_.GetDatabaseComment(pt_), "Changed");
+    mgr_.SetDatabaseComment(mgr_.GetDatabaseComment(pt_), pt_);
+    EXPECT_STREQ(mgr_.GetDatabaseComment(pt_), "Changed");
+    mgr_.SetDatabaseComment("Elsewhere", unknown_.c_str());
+    EXPECT_STREQ(mgr_.GetDatabaseComment(pt_), "Changed");
+    EXPECT_EQ(mgr_.GetDatabaseComment(body_), nullptr);
+    mgr_.SetDatabaseComment(nullptr, pt_);
+    EXPECT_EQ(mgr_.GetDatabaseComment(pt_), nullptr);
+
+    const std::string version = "PT 2.0";
+    const char* stored = mgr_.SetUserData(version.c_str(), pt_);
+    EXPECT_EQ(stored, +Db(pt_).mUserData);
+    EXPECT_NE(stored, version.c_str());
+    EXPECT_STREQ(stored, "PT 2.0");
+    EXPECT_EQ(mgr_.SetUserData("Body 9", unknown_.c_str()), nullptr);
+    EXPECT_STREQ(mgr_.GetUserData(pt_), "PT 2.0");
+    EXPECT_STREQ(mgr_.GetUserData(body_), "Body 3");
 }
 
 }  // namespace
