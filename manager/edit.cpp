@@ -5,6 +5,7 @@
 #include <cstddef>
 
 #include "manager/access.h"
+#include "manager/removal.h"
 #include "model/model.h"
 #include "platform/platform.h"
 #include "tavloms/writemanager.h"
@@ -163,6 +164,18 @@ const char* ReplaceComment(Record& object, const char* comment) {
     return copy;
 }
 
+// ---- View filters -----------------------------------------------------------------------
+
+// The None record stands for "no node" or "no category": its entry holds null.
+template <class Record>
+Record* StoredFilterTarget(Record& object, Record* none) {
+    return &object == none ? nullptr : &object;
+}
+
+void ReleaseFilterEntry(void* entry) {
+    TAVLO_MFREE(entry);
+}
+
 }  // namespace
 
 // ---- Attribute values -----------------------------------------------------------------
@@ -285,4 +298,58 @@ const char* TavloWriteManager::SetUserData(const char* data, const char* dbName)
     }
     db->SetUserData(data);
     return db->mUserData;
+}
+
+// ---- View filters -------------------------------------------------------------------------
+// Entries are neither checked for duplicates on the way in nor translated
+// back from None on the way out: RemoveFilterNode(None) leaves the entries
+// that hold null, deliberately.
+
+void TavloWriteManager::AddFilterNode(symblk& node, const char* dbName) {
+    TavloDatabase* db = GetDatabase(dbName);
+    if (db == nullptr) {
+        return;
+    }
+    rxblk* entry = tavlo::model::Allocate<rxblk>();
+    if (entry == nullptr) {
+        return;
+    }
+    entry->symbol = StoredFilterTarget(node, TAVLONONEFILTERNODE());
+    entry->next = db->mFilter.nodes;
+    db->mFilter.nodes = entry;
+}
+
+void TavloWriteManager::AddFilterCategory(cat& category, const char* dbName) {
+    TavloDatabase* db = GetDatabase(dbName);
+    if (db == nullptr) {
+        return;
+    }
+    filtercatblk* entry = tavlo::model::Allocate<filtercatblk>();
+    if (entry == nullptr) {
+        return;
+    }
+    entry->act = StoredFilterTarget(category, TAVLONONEFILTERCATEGORY());
+    entry->next = db->mFilter.categories;
+    db->mFilter.categories = entry;
+}
+
+void TavloWriteManager::RemoveFilterNode(symblk& node, const char* dbName) {
+    TavloDatabase* db = GetDatabase(dbName);
+    if (db == nullptr) {
+        return;
+    }
+    db->mFilter.nodes = tavlo::manager::RemoveEvery(
+        db->mFilter.nodes, [&node](const rxblk& entry) { return entry.symbol == &node; },
+        ReleaseFilterEntry);
+}
+
+void TavloWriteManager::RemoveFilterCategory(cat& category, const char* dbName) {
+    TavloDatabase* db = GetDatabase(dbName);
+    if (db == nullptr) {
+        return;
+    }
+    db->mFilter.categories = tavlo::manager::RemoveEvery(
+        db->mFilter.categories,
+        [&category](const filtercatblk& entry) { return entry.act == &category; },
+        ReleaseFilterEntry);
 }

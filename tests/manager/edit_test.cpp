@@ -1,16 +1,21 @@
 // tests/manager/edit_test.cpp: the write manager's edits of attribute values,
-// value descriptions, comments and user data, over powertrain and body opened
-// side by side in one write manager.
+// value descriptions, comments, user data and view filters, over powertrain
+// and body opened side by side in one write manager, and the shared removal
+// walk with the entries it drops.
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <algorithm>
 #include <functional>
+#include <iterator>
+#include <map>
 #include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "manager/fixture.h"
+#include "manager/removal.h"
 #include "model/model.h"
 
 namespace tavlo::test {
@@ -581,6 +586,238 @@ TEST_F(EditTest, DatabaseCommentAndUserDataByHandle) {
     EXPECT_EQ(mgr_.SetUserData("Body 9", unknown_.c_str()), nullptr);
     EXPECT_STREQ(mgr_.GetUserData(pt_), "PT 2.0");
     EXPECT_STREQ(mgr_.GetUserData(body_), "Body 3");
+}
+
+// ---- View filters -------------------------------------------------------------------------
+
+std::vector<std::string> FilterNodeNames(const TavloDatabase& db) {
+    std::vector<std::string> names;
+    for (const rxblk* entry = db.mFilter.nodes; entry != nullptr; entry = entry->next) {
+        const symblk* node = entry->symbol;
+        names.emplace_back(node != nullptr ? node->name : "(none)");
+    }
+    return names;
+}
+
+std::vector<std::string> FilterCategoryNames(const TavloDatabase& db) {
+    std::vector<std::string> names;
+    for (const filtercatblk* entry = db.mFilter.categories; entry != nullptr;
+         entry = entry->next) {
+        const cat* category = entry->act;
+        names.emplace_back(category != nullptr ? category->name : "(none)");
+    }
+    return names;
+}
+
+TEST_F(EditTest, FilterNodesGoToTheHeadAndNoneIsStoredAsNoNode) {
+    TavloDatabase& body = Db(body_);
+    ASSERT_TRUE(FilterNodeNames(body).empty());
+    symblk* none = TAVLONONEFILTERNODE();
+    symblk& door = Node(body_, "Door");
+
+    mgr_.AddFilterNode(door, body_);
+    mgr_.AddFilterNode(*none, body_);
+    mgr_.AddFilterNode(door, body_);
+    EXPECT_EQ(FilterNodeNames(body), (std::vector<std::string>{"Door", "(none)", "Door"}));
+    const rxblk* second = body.mFilter.nodes->next;
+    EXPECT_EQ(+second->symbol, nullptr);
+    EXPECT_EQ(+second->attributes, nullptr);
+    EXPECT_TRUE(mgr_.IsNodeInFilter(*none, body_));
+    EXPECT_TRUE(mgr_.IsNodeInFilter(door, body_));
+    EXPECT_FALSE(mgr_.IsNodeInFilter(door, pt_));
+
+    // Removing None looks for the None record itself, which no entry holds.
+    mgr_.RemoveFilterNode(*none, body_);
+    EXPECT_EQ(FilterNodeNames(body), (std::vector<std::string>{"Door", "(none)", "Door"}));
+    EXPECT_TRUE(mgr_.IsNodeInFilter(*none, body_));
+
+    // Unknown handles and failed allocations change nothing.
+    const std::vector<std::string> ptFilter = FilterNodeNames(Db(pt_));
+    mgr_.AddFilterNode(door, unknown_.c_str());
+    mgr_.RemoveFilterNode(door, unknown_.c_str());
+    {
+        AllocationLimit limit(0);
+        mgr_.AddFilterNode(door, body_);
+    }
+    EXPECT_EQ(FilterNodeNames(body), (std::vector<std::string>{"Door", "(none)", "Door"}));
+    EXPECT_EQ(FilterNodeNames(Db(pt_)), ptFilter);
+}
+
+TEST_F(EditTest, FilterCategoriesGoToTheHeadAndNoneIsStoredAsNoCategory) {
+    TavloDatabase& body = Db(body_);
+    ASSERT_TRUE(FilterCategoryNames(body).empty());
+    cat* none = TAVLONONEFILTERCATEGORY();
+    cat& comfort = Found(body.mCategories, "Comfort");
+
+    mgr_.AddFilterCategory(*none, body_);
+    mgr_.AddFilterCategory(comfort, body_);
+    EXPECT_EQ(FilterCategoryNames(body), (std::vector<std::string>{"Comfort", "(none)"}));
+    EXPECT_TRUE(mgr_.IsCategoryInFilter(*none, body_));
+    EXPECT_TRUE(mgr_.IsCategoryInFilter(comfort, body_));
+
+    mgr_.RemoveFilterCategory(*none, body_);
+    EXPECT_EQ(FilterCategoryNames(body), (std::vector<std::string>{"Comfort", "(none)"}));
+    mgr_.RemoveFilterCategory(comfort, body_);
+    EXPECT_EQ(FilterCategoryNames(body), std::vector<std::string>{"(none)"});
+
+    mgr_.AddFilterCategory(comfort, unknown_.c_str());
+    {
+        AllocationLimit limit(0);
+        mgr_.AddFilterCategory(comfort, body_);
+    }
+    EXPECT_EQ(FilterCategoryNames(body), std::vector<std::string>{"(none)"});
+}
+
+// One case of the removal walk: the list head first, one letter per entry
+// (X is the entry removed), the entries left, and those dropped: in front of
+// a second match in a row, neither left nor released.
+struct WalkCase {
+    const char* list;
+    const char* left;
+    const char* dropped;
+};
+
+const WalkCase kWalks[] = {
+    {"AXX", "", "A"},    {"XAX", "A", ""},   {"AXBX", "AB", ""}, {"XXA", "A", ""},
+    {"AB", "AB", ""},    {"X", "", ""},      {"XXX", "", ""},    {"AXBXX", "", "AB"},
+    {"ABXXC", "C", "AB"}, {"", "", ""},
+};
+
+// A filter list of one database as the walk sees it.
+template <class Entry, class Target>
+struct FilterList {
+    std::function<void(Target&)> add;
+    std::function<void(Target&)> remove;
+    std::function<Entry*()> head;
+    std::function<void(Entry*)> setHead;
+    std::function<const Target*(const Entry&)> target;
+};
+
+template <class Entry, class Target>
+void CheckWalks(const FilterList<Entry, Target>& list, const std::map<char, Target*>& targets,
+                const char* kind) {
+    const auto letterOf = [&](const Entry& entry) {
+        for (const auto& [letter, target] : targets) {
+            if (target == list.target(entry)) {
+                return letter;
+            }
+        }
+        return '?';
+    };
+    for (const WalkCase& c : kWalks) {
+        const std::string what = std::string(kind) + " [" + c.list + "]";
+        const std::string letters = c.list;
+        list.setHead(nullptr);
+        for (auto letter = letters.rbegin(); letter != letters.rend(); ++letter) {
+            list.add(*targets.at(*letter));
+        }
+        std::vector<const Entry*> entries;
+        for (const Entry* entry = list.head(); entry != nullptr; entry = entry->next) {
+            entries.push_back(entry);
+        }
+        ASSERT_EQ(entries.size(), letters.size()) << what;
+
+        const long blocks = LiveAllocations();
+        list.remove(*targets.at('X'));
+        std::string left;
+        for (const Entry* entry = list.head(); entry != nullptr; entry = entry->next) {
+            left += letterOf(*entry);
+        }
+        EXPECT_EQ(left, c.left) << what;
+        const auto removed = std::count(letters.begin(), letters.end(), 'X');
+        EXPECT_EQ(LiveAllocations(), blocks - removed) << what;
+
+        // The dropped entries lead the process-wide chain of dropped ones.
+        const std::string dropped = c.dropped;
+        if (!dropped.empty()) {
+            const Entry* kept = tavlo::manager::DroppedEntries<Entry>();
+            EXPECT_EQ(kept, entries[letters.find(dropped[0])]) << what;
+            std::string keptLetters;
+            for (std::size_t i = 0; i < dropped.size() && kept != nullptr; ++i) {
+                keptLetters += letterOf(*kept);
+                kept = kept->next;
+            }
+            EXPECT_EQ(keptLetters, dropped) << what;
+        }
+        tavlo::model::ReleaseEntries(list.head());
+        list.setHead(nullptr);
+    }
+}
+
+TEST_F(EditTest, RemovingAFilterNodeTakesEveryEntryOfItAndDropsWhatPrecedesARepeat) {
+    TavloDatabase& body = Db(body_);
+    ASSERT_EQ(+body.mFilter.nodes, nullptr);
+    FilterList<rxblk, symblk> list{
+        [&](symblk& node) { mgr_.AddFilterNode(node, body_); },
+        [&](symblk& node) { mgr_.RemoveFilterNode(node, body_); },
+        [&] { return +body.mFilter.nodes; },
+        [&](rxblk* head) { body.mFilter.nodes = head; },
+        [](const rxblk& entry) -> const symblk* { return entry.symbol; },
+    };
+    // The filter may name a node of another database.
+    CheckWalks(list,
+               {{'A', &Node(body_, "Gateway")},
+                {'B', &Node(body_, "Door")},
+                {'C', &Node(body_, "Light")},
+                {'X', &Node(pt_, "Gearbox")}},
+               "nodes");
+}
+
+TEST_F(EditTest, RemovingAFilterCategoryTakesEveryEntryOfItAndDropsWhatPrecedesARepeat) {
+    TavloDatabase& body = Db(body_);
+    ASSERT_EQ(+body.mFilter.categories, nullptr);
+    std::map<char, cat*> targets{{'A', &Found(body.mCategories, "Comfort")}};
+    for (const char letter : {'B', 'C', 'X'}) {
+        cat* category = body.CreateCategory(0);
+        ASSERT_NE(category, nullptr);
+        const char name[] = {letter, '\0'};
+        tavlo::model::CopyName(category->name, name);
+        targets[letter] = category;
+    }
+    FilterList<filtercatblk, cat> list{
+        [&](cat& category) { mgr_.AddFilterCategory(category, body_); },
+        [&](cat& category) { mgr_.RemoveFilterCategory(category, body_); },
+        [&] { return +body.mFilter.categories; },
+        [&](filtercatblk* head) { body.mFilter.categories = head; },
+        [](const filtercatblk& entry) -> const cat* { return entry.act; },
+    };
+    CheckWalks(list, targets, "categories");
+}
+
+// The walk on its own: every match goes to release once, in list order,
+// and the dropped entries go to the chain of their own type.
+TEST(RemoveEveryTest, ReleasesEachUnlinkedMatchInOrderAndKeepsDroppedEntries) {
+    sigblk target{};
+    sigblk other{};
+    // X A X X B
+    sigblk* const signals[] = {&target, &other, &target, &target, &other};
+    siglistblk* head = nullptr;
+    std::vector<siglistblk*> entries;
+    for (auto signal = std::rbegin(signals); signal != std::rend(signals); ++signal) {
+        siglistblk* entry = tavlo::model::Allocate<siglistblk>();
+        ASSERT_NE(entry, nullptr);
+        entry->signal = *signal;
+        entry->next = head;
+        head = entry;
+        entries.insert(entries.begin(), entry);
+    }
+    siglistblk* const droppedBefore = tavlo::manager::DroppedEntries<siglistblk>();
+
+    std::vector<siglistblk*> released;
+    head = tavlo::manager::RemoveEvery(
+        head, [&](const siglistblk& entry) { return entry.signal == &target; },
+        [&](siglistblk* entry) {
+            released.push_back(entry);
+            TAVLO_MFREE(entry);
+        });
+
+    EXPECT_EQ(released, (std::vector<siglistblk*>{entries[0], entries[2], entries[3]}));
+    EXPECT_EQ(head, entries[4]);
+    EXPECT_EQ(+head->next, nullptr);
+    // A was in front of the second X of a row: kept, not released.
+    EXPECT_EQ(tavlo::manager::DroppedEntries<siglistblk>(), entries[1]);
+    EXPECT_EQ(+entries[1]->next, droppedBefore);
+    TAVLO_MFREE(head);
 }
 
 }  // namespace
