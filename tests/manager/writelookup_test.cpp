@@ -426,7 +426,7 @@ TEST_F(WriteLookupTest, LookupsInsideOneObject) {
     }
     sigblk* temp = wm_.GetSignal(*engineData, "EngineTemp");
     ASSERT_NE(temp, nullptr);
-    EXPECT_EQ(temp, engineData->signals->next);
+    EXPECT_EQ(temp, +engineData->signals->next);
 
     sigblk* mode = wm_.GetModeSignal(*engineData);
     ASSERT_NE(mode, nullptr);
@@ -436,7 +436,7 @@ TEST_F(WriteLookupTest, LookupsInsideOneObject) {
 
     siggroupblk* group = wm_.GetSignalGroup(*engineData, "EngineGroup");
     ASSERT_NE(group, nullptr);
-    EXPECT_EQ(group, engineData->signal_groups);
+    EXPECT_EQ(group, +engineData->signal_groups);
     EXPECT_EQ(group, cwm_.GetSignalGroup(constData, "EngineGroup"));
     EXPECT_EQ(wm_.GetSignalGroup(*engineData, "Nothing"), nullptr);
 
@@ -459,8 +459,8 @@ TEST_F(WriteLookupTest, RecordsFoundCanBeEdited) {
     std::memcpy(comment, text.c_str(), text.size() + 1);
     TAVLO_MFREE(engine->comment);
     engine->comment = comment;
-    EXPECT_STREQ(cwm_.GetNode("Engine", powertrain_)->comment, text.c_str());
-    EXPECT_STREQ(reader.GetNode("Engine", readerPt)->comment, text.c_str());
+    EXPECT_STREQ(+cwm_.GetNode("Engine", powertrain_)->comment, text.c_str());
+    EXPECT_STREQ(+reader.GetNode("Engine", readerPt)->comment, text.c_str());
 
     const char* holder = nullptr;
     msgblk* gearData = wm_.GetMessage(512ul, &holder);
