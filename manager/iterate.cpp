@@ -1,6 +1,6 @@
 // manager/iterate.cpp: the manager's iterator factories (database-wide and
 // per object) and the view filter membership tests built on them.
-#include "manager/listheads.h"
+#include "manager/iterate.h"
 #include "tavloms/manager.h"
 
 namespace {
@@ -15,84 +15,84 @@ using Predicate = TavloPredicate<const T*>;
 // ---- Database-wide ------------------------------------------------------------
 
 TavloIterator<const symblk> TavloManager::GetNodeIterator(const char* dbName) const {
-    return {*this, &Nodes<const symblk>, nullptr, dbName};
+    return Across(*this, &Nodes<const symblk>, nullptr, dbName);
 }
 
 TavloIterator<const symblk> TavloManager::GetNodeIterator(Predicate<symblk>& predicate,
                                                           const char* dbName) const {
-    return {*this, &Nodes<const symblk>, &predicate, dbName};
+    return Across(*this, &Nodes<const symblk>, &predicate, dbName);
 }
 
 TavloIterator<const msgblk> TavloManager::GetMessageIterator(const char* dbName) const {
-    return {*this, &Messages<const msgblk>, nullptr, dbName};
+    return Across(*this, &Messages<const msgblk>, nullptr, dbName);
 }
 
 TavloIterator<const msgblk> TavloManager::GetMessageIterator(Predicate<msgblk>& predicate,
                                                              const char* dbName) const {
-    return {*this, &Messages<const msgblk>, &predicate, dbName};
+    return Across(*this, &Messages<const msgblk>, &predicate, dbName);
 }
 
 TavloIterator<const env_var_blk> TavloManager::GetEnvvarIterator(const char* dbName) const {
-    return {*this, &Envvars<const env_var_blk>, nullptr, dbName};
+    return Across(*this, &Envvars<const env_var_blk>, nullptr, dbName);
 }
 
 TavloIterator<const env_var_blk> TavloManager::GetEnvvarIterator(
     Predicate<env_var_blk>& predicate, const char* dbName) const {
-    return {*this, &Envvars<const env_var_blk>, &predicate, dbName};
+    return Across(*this, &Envvars<const env_var_blk>, &predicate, dbName);
 }
 
 TavloIterator<const btlblk> TavloManager::GetBitTimingIterator(const char* dbName) const {
-    return {*this, &BitTimings<const btlblk>, nullptr, dbName};
+    return Across(*this, &BitTimings<const btlblk>, nullptr, dbName);
 }
 
 TavloIterator<const btlblk> TavloManager::GetBitTimingIterator(Predicate<btlblk>& predicate,
                                                                const char* dbName) const {
-    return {*this, &BitTimings<const btlblk>, &predicate, dbName};
+    return Across(*this, &BitTimings<const btlblk>, &predicate, dbName);
 }
 
 TavloIterator<const attr_def> TavloManager::GetAttrDefIterator(const char* dbName) const {
-    return {*this, &AttrDefs<const attr_def>, nullptr, dbName};
+    return Across(*this, &AttrDefs<const attr_def>, nullptr, dbName);
 }
 
 TavloIterator<const attr_def> TavloManager::GetAttrDefIterator(Predicate<attr_def>& predicate,
                                                                const char* dbName) const {
-    return {*this, &AttrDefs<const attr_def>, &predicate, dbName};
+    return Across(*this, &AttrDefs<const attr_def>, &predicate, dbName);
 }
 
 TavloIterator<const sigtype> TavloManager::GetSignalTypeIterator(const char* dbName) const {
-    return {*this, &SignalTypes<const sigtype>, nullptr, dbName};
+    return Across(*this, &SignalTypes<const sigtype>, nullptr, dbName);
 }
 
 TavloIterator<const sigtype> TavloManager::GetSignalTypeIterator(Predicate<sigtype>& predicate,
                                                                  const char* dbName) const {
-    return {*this, &SignalTypes<const sigtype>, &predicate, dbName};
+    return Across(*this, &SignalTypes<const sigtype>, &predicate, dbName);
 }
 
 TavloIterator<const valtable> TavloManager::GetValueTableIterator(const char* dbName) const {
-    return {*this, &ValueTables<const valtable>, nullptr, dbName};
+    return Across(*this, &ValueTables<const valtable>, nullptr, dbName);
 }
 
 TavloIterator<const valtable> TavloManager::GetValueTableIterator(
     Predicate<valtable>& predicate, const char* dbName) const {
-    return {*this, &ValueTables<const valtable>, &predicate, dbName};
+    return Across(*this, &ValueTables<const valtable>, &predicate, dbName);
 }
 
 TavloIterator<const cat> TavloManager::GetCategoryIterator(const char* dbName) const {
-    return {*this, &Categories<const cat>, nullptr, dbName};
+    return Across(*this, &Categories<const cat>, nullptr, dbName);
 }
 
 TavloIterator<const cat> TavloManager::GetCategoryIterator(Predicate<cat>& predicate,
                                                            const char* dbName) const {
-    return {*this, &Categories<const cat>, &predicate, dbName};
+    return Across(*this, &Categories<const cat>, &predicate, dbName);
 }
 
 TavloIterator<const attr> TavloManager::GetAttributeIterator(const char* dbName) const {
-    return {*this, &DbAttributes<const attr>, nullptr, dbName};
+    return Across(*this, &DbAttributes<const attr>, nullptr, dbName);
 }
 
 TavloIterator<const attr> TavloManager::GetAttributeIterator(Predicate<attr>& predicate,
                                                              const char* dbName) const {
-    return {*this, &DbAttributes<const attr>, &predicate, dbName};
+    return Across(*this, &DbAttributes<const attr>, &predicate, dbName);
 }
 
 TavloDatabaseNameIterator TavloManager::GetDatabaseNameIterator() const {
@@ -108,7 +108,7 @@ TavloIterator<const sigblk> TavloManager::GetSignalIterator(const msgblk& messag
 
 TavloIterator<const sigblk> TavloManager::GetSignalIterator(const msgblk& message,
                                                             const char* dbName) const {
-    return {*this, static_cast<const sigblk*>(message.signals), nullptr, dbName};
+    return Along(*this, SignalsOf(message), nullptr, dbName);
 }
 
 TavloIterator<const sigblk> TavloManager::GetSignalIterator(Predicate<sigblk>& predicate,
@@ -119,7 +119,7 @@ TavloIterator<const sigblk> TavloManager::GetSignalIterator(Predicate<sigblk>& p
 TavloIterator<const sigblk> TavloManager::GetSignalIterator(Predicate<sigblk>& predicate,
                                                             const msgblk& message,
                                                             const char* dbName) const {
-    return {*this, static_cast<const sigblk*>(message.signals), &predicate, dbName};
+    return Along(*this, SignalsOf(message), &predicate, dbName);
 }
 
 TavloIterator<const siggroupblk> TavloManager::GetSignalGroupIterator(
@@ -129,7 +129,7 @@ TavloIterator<const siggroupblk> TavloManager::GetSignalGroupIterator(
 
 TavloIterator<const siggroupblk> TavloManager::GetSignalGroupIterator(
     const msgblk& message, const char* dbName) const {
-    return {*this, static_cast<const siggroupblk*>(message.signal_groups), nullptr, dbName};
+    return Along(*this, GroupsOf(message), nullptr, dbName);
 }
 
 TavloIterator<const siggroupblk> TavloManager::GetSignalGroupIterator(
@@ -139,7 +139,7 @@ TavloIterator<const siggroupblk> TavloManager::GetSignalGroupIterator(
 
 TavloIterator<const siggroupblk> TavloManager::GetSignalGroupIterator(
     Predicate<siggroupblk>& predicate, const msgblk& message, const char* dbName) const {
-    return {*this, static_cast<const siggroupblk*>(message.signal_groups), &predicate, dbName};
+    return Along(*this, GroupsOf(message), &predicate, dbName);
 }
 
 TavloConstSubsignalIterator TavloManager::GetSubsignalIterator(const siggroupblk& group) const {
@@ -148,8 +148,7 @@ TavloConstSubsignalIterator TavloManager::GetSubsignalIterator(const siggroupblk
 
 TavloConstSubsignalIterator TavloManager::GetSubsignalIterator(const siggroupblk& group,
                                                                const char* dbName) const {
-    return TavloIterator<const siglistblk>(*this, static_cast<const siglistblk*>(group.signals),
-                                           nullptr, dbName);
+    return Along(*this, MembersOf(group), nullptr, dbName);
 }
 
 TavloConstSubsignalIterator TavloManager::GetSubsignalIterator(Predicate<siglistblk>& predicate,
@@ -160,74 +159,73 @@ TavloConstSubsignalIterator TavloManager::GetSubsignalIterator(Predicate<siglist
 TavloConstSubsignalIterator TavloManager::GetSubsignalIterator(Predicate<siglistblk>& predicate,
                                                                const siggroupblk& group,
                                                                const char* dbName) const {
-    return TavloIterator<const siglistblk>(*this, static_cast<const siglistblk*>(group.signals),
-                                           &predicate, dbName);
+    return Along(*this, MembersOf(group), &predicate, dbName);
 }
 
 TavloIterator<const attr> TavloManager::GetAttributeIterator(const symblk& node,
                                                              const char* dbName) const {
-    return {*this, static_cast<const attr*>(node.attributes), nullptr, dbName};
+    return Along(*this, AttributesOf(node), nullptr, dbName);
 }
 
 TavloIterator<const attr> TavloManager::GetAttributeIterator(const msgblk& message,
                                                              const char* dbName) const {
-    return {*this, static_cast<const attr*>(message.attributes), nullptr, dbName};
+    return Along(*this, AttributesOf(message), nullptr, dbName);
 }
 
 TavloIterator<const attr> TavloManager::GetAttributeIterator(const env_var_blk& envvar,
                                                              const char* dbName) const {
-    return {*this, static_cast<const attr*>(envvar.attributes), nullptr, dbName};
+    return Along(*this, AttributesOf(envvar), nullptr, dbName);
 }
 
 TavloIterator<const attr> TavloManager::GetAttributeIterator(const sigtype& type,
                                                              const char* dbName) const {
-    return {*this, static_cast<const attr*>(type.attributes), nullptr, dbName};
+    return Along(*this, AttributesOf(type), nullptr, dbName);
 }
 
 TavloIterator<const attr> TavloManager::GetAttributeIterator(const sigblk& signal,
                                                              const char* dbName) const {
-    return {*this, static_cast<const attr*>(signal.attributes), nullptr, dbName};
+    return Along(*this, AttributesOf(signal), nullptr, dbName);
 }
 
 TavloIterator<const attr> TavloManager::GetAttributeIterator(const rxblk& relation,
                                                              const char* dbName) const {
-    return {*this, static_cast<const attr*>(relation.attributes), nullptr, dbName};
+    return Along(*this, AttributesOf(relation), nullptr, dbName);
 }
 
 TavloIterator<const attr> TavloManager::GetAttributeIterator(Predicate<attr>& predicate,
                                                              const symblk& node,
                                                              const char* dbName) const {
-    return {*this, static_cast<const attr*>(node.attributes), &predicate, dbName};
+    return Along(*this, AttributesOf(node), &predicate, dbName);
 }
 
 TavloIterator<const attr> TavloManager::GetAttributeIterator(Predicate<attr>& predicate,
                                                              const msgblk& message,
                                                              const char* dbName) const {
-    return {*this, static_cast<const attr*>(message.attributes), &predicate, dbName};
+    return Along(*this, AttributesOf(message), &predicate, dbName);
 }
 
 TavloIterator<const attr> TavloManager::GetAttributeIterator(Predicate<attr>& predicate,
                                                              const env_var_blk& envvar,
                                                              const char* dbName) const {
-    return {*this, static_cast<const attr*>(envvar.attributes), &predicate, dbName};
+    return Along(*this, AttributesOf(envvar), &predicate, dbName);
 }
 
 TavloIterator<const attr> TavloManager::GetAttributeIterator(Predicate<attr>& predicate,
                                                              const sigtype& type,
                                                              const char* dbName) const {
-    return {*this, static_cast<const attr*>(type.attributes), &predicate, dbName};
+    return Along(*this, AttributesOf(type), &predicate, dbName);
 }
 
 TavloIterator<const attr> TavloManager::GetAttributeIterator(Predicate<attr>& predicate,
                                                              const sigblk& signal,
                                                              const char* dbName) const {
-    return {*this, static_cast<const attr*>(signal.attributes), &predicate, dbName};
+    return Along(*this, AttributesOf(signal), &predicate, dbName);
 }
 
 TavloIterator<const attr> TavloManager::GetAttributeIterator(Predicate<attr>& predicate,
                                                              const rxblk& relation,
                                                              const char* dbName) const {
-    return {*this, static_cast<const attr*>(relation.attributes), &predicate, dbName};
+    return Along(*this, AttributesOf(relation), &predicate, dbName);
 }
 
 TavloConstReceiverIterator TavloManager::GetReceiverIterator(const sigblk& signal) const {
@@ -236,8 +234,7 @@ TavloConstReceiverIterator TavloManager::GetReceiverIterator(const sigblk& signa
 
 TavloConstReceiverIterator TavloManager::GetReceiverIterator(const sigblk& signal,
                                                              const char* dbName) const {
-    return TavloIterator<const rxblk>(*this, static_cast<const rxblk*>(signal.receivers),
-                                      nullptr, dbName);
+    return Along(*this, ReceiversOf(signal), nullptr, dbName);
 }
 
 TavloConstReceiverIterator TavloManager::GetReceiverIterator(Predicate<rxblk>& predicate,
@@ -248,8 +245,7 @@ TavloConstReceiverIterator TavloManager::GetReceiverIterator(Predicate<rxblk>& p
 TavloConstReceiverIterator TavloManager::GetReceiverIterator(Predicate<rxblk>& predicate,
                                                              const sigblk& signal,
                                                              const char* dbName) const {
-    return TavloIterator<const rxblk>(*this, static_cast<const rxblk*>(signal.receivers),
-                                      &predicate, dbName);
+    return Along(*this, ReceiversOf(signal), &predicate, dbName);
 }
 
 TavloConstReceiverIterator TavloManager::GetReceiverIterator(const env_var_blk& envvar) const {
@@ -258,8 +254,7 @@ TavloConstReceiverIterator TavloManager::GetReceiverIterator(const env_var_blk& 
 
 TavloConstReceiverIterator TavloManager::GetReceiverIterator(const env_var_blk& envvar,
                                                              const char* dbName) const {
-    return TavloIterator<const rxblk>(*this, static_cast<const rxblk*>(envvar.access_nodes),
-                                      nullptr, dbName);
+    return Along(*this, AccessNodesOf(envvar), nullptr, dbName);
 }
 
 TavloConstReceiverIterator TavloManager::GetReceiverIterator(Predicate<rxblk>& predicate,
@@ -270,8 +265,7 @@ TavloConstReceiverIterator TavloManager::GetReceiverIterator(Predicate<rxblk>& p
 TavloConstReceiverIterator TavloManager::GetReceiverIterator(Predicate<rxblk>& predicate,
                                                              const env_var_blk& envvar,
                                                              const char* dbName) const {
-    return TavloIterator<const rxblk>(*this, static_cast<const rxblk*>(envvar.access_nodes),
-                                      &predicate, dbName);
+    return Along(*this, AccessNodesOf(envvar), &predicate, dbName);
 }
 
 TavloConstReceiverIterator TavloManager::GetTransmitterIterator(const msgblk& message) const {
@@ -280,8 +274,7 @@ TavloConstReceiverIterator TavloManager::GetTransmitterIterator(const msgblk& me
 
 TavloConstReceiverIterator TavloManager::GetTransmitterIterator(const msgblk& message,
                                                                 const char* dbName) const {
-    return TavloIterator<const rxblk>(*this, static_cast<const rxblk*>(message.transmitters),
-                                      nullptr, dbName);
+    return Along(*this, TransmittersOf(message), nullptr, dbName);
 }
 
 TavloConstReceiverIterator TavloManager::GetTransmitterIterator(Predicate<rxblk>& predicate,
@@ -292,8 +285,7 @@ TavloConstReceiverIterator TavloManager::GetTransmitterIterator(Predicate<rxblk>
 TavloConstReceiverIterator TavloManager::GetTransmitterIterator(Predicate<rxblk>& predicate,
                                                                 const msgblk& message,
                                                                 const char* dbName) const {
-    return TavloIterator<const rxblk>(*this, static_cast<const rxblk*>(message.transmitters),
-                                      &predicate, dbName);
+    return Along(*this, TransmittersOf(message), &predicate, dbName);
 }
 
 TavloIterator<const val> TavloManager::GetValueDescriptionIterator(const sigblk& signal) const {
@@ -302,7 +294,7 @@ TavloIterator<const val> TavloManager::GetValueDescriptionIterator(const sigblk&
 
 TavloIterator<const val> TavloManager::GetValueDescriptionIterator(const sigblk& signal,
                                                                    const char* dbName) const {
-    return {*this, static_cast<const val*>(signal.value_descriptions), nullptr, dbName};
+    return Along(*this, DescriptionsOf(signal), nullptr, dbName);
 }
 
 TavloIterator<const val> TavloManager::GetValueDescriptionIterator(
@@ -312,19 +304,18 @@ TavloIterator<const val> TavloManager::GetValueDescriptionIterator(
 
 TavloIterator<const val> TavloManager::GetValueDescriptionIterator(const env_var_blk& envvar,
                                                                    const char* dbName) const {
-    return {*this, static_cast<const val*>(envvar.value_descriptions), nullptr, dbName};
+    return Along(*this, DescriptionsOf(envvar), nullptr, dbName);
 }
 
 // ---- View filters -------------------------------------------------------------
 
 TavloConstReceiverIterator TavloManager::GetFilterNodeIterator(const char* dbName) const {
-    return TavloIterator<const rxblk>(*this, &FilterNodes<const rxblk>, nullptr, dbName);
+    return Across(*this, &FilterNodes<const rxblk>, nullptr, dbName);
 }
 
 TavloConstFilterCategoryIterator TavloManager::GetFilterCategoryIterator(
     const char* dbName) const {
-    return TavloIterator<const filtercatblk>(*this, &FilterCategories<const filtercatblk>,
-                                             nullptr, dbName);
+    return Across(*this, &FilterCategories<const filtercatblk>, nullptr, dbName);
 }
 
 bool TavloManager::IsNodeInFilter(const symblk& node, const char* dbName) const {

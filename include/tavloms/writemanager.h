@@ -16,6 +16,8 @@
 
 #ifdef __cplusplus
 
+#include <cstddef>
+
 class TAVLO_API TavloWriteManager : public TavloManager {
 public:
     explicit TavloWriteManager(void* threadId);
@@ -153,7 +155,216 @@ public:
     void RemoveFilterCategory(cat& category, const char* dbName);
 
     /* ---- Lookups and iterators with non-const results ----
-     * As TavloManager's; on a const write manager those are used. */
+     * As TavloManager's, with the same arguments and statuses, but the
+     * records they give may be edited. The using-declarations keep the read
+     * manager's const forms: a const write manager, a const object or a
+     * predicate over const records chooses those. */
+    using TavloManager::GetNode;
+    using TavloManager::GetMessage;
+    using TavloManager::GetEnvvar;
+    using TavloManager::GetBitTiming;
+    using TavloManager::GetAttrDefinition;
+    using TavloManager::GetCategory;
+    using TavloManager::GetSignalType;
+    using TavloManager::GetValueTable;
+    using TavloManager::GetSignal;
+    using TavloManager::GetModeSignal;
+    using TavloManager::GetSignalGroup;
+    using TavloManager::GetNodeIterator;
+    using TavloManager::GetMessageIterator;
+    using TavloManager::GetEnvvarIterator;
+    using TavloManager::GetBitTimingIterator;
+    using TavloManager::GetAttrDefIterator;
+    using TavloManager::GetSignalTypeIterator;
+    using TavloManager::GetValueTableIterator;
+    using TavloManager::GetCategoryIterator;
+    using TavloManager::GetAttributeIterator;
+    using TavloManager::GetSignalIterator;
+    using TavloManager::GetSignalGroupIterator;
+    using TavloManager::GetSubsignalIterator;
+    using TavloManager::GetReceiverIterator;
+    using TavloManager::GetTransmitterIterator;
+    using TavloManager::GetValueDescriptionIterator;
+    using TavloManager::GetFilterNodeIterator;
+    using TavloManager::GetFilterCategoryIterator;
+
+    /* Lookups across databases: (key, dbName), (key, &dbNameOut),
+     * (key, selection) and (key, selection, &dbNameOut) where the read
+     * manager has them. */
+    symblk* GetNode(const char* name, const char* dbName);
+    symblk* GetNode(const char* name, std::nullptr_t) {
+        return GetNode(name, static_cast<const char*>(nullptr));
+    }
+    symblk* GetNode(const char* name, const char** dbNameOut);
+    symblk* GetNode(const char* name, const TavloSelection& selection);
+    symblk* GetNode(const char* name, const TavloSelection& selection, const char** dbNameOut);
+
+    msgblk* GetMessage(const char* name, const char* dbName);
+    msgblk* GetMessage(const char* name, std::nullptr_t) {
+        return GetMessage(name, static_cast<const char*>(nullptr));
+    }
+    msgblk* GetMessage(const char* name, const char** dbNameOut);
+    msgblk* GetMessage(const char* name, const TavloSelection& selection);
+    msgblk* GetMessage(const char* name, const TavloSelection& selection,
+                       const char** dbNameOut);
+
+    msgblk* GetMessage(unsigned long id, const char* dbName);
+    msgblk* GetMessage(unsigned long id, std::nullptr_t) {
+        return GetMessage(id, static_cast<const char*>(nullptr));
+    }
+    msgblk* GetMessage(unsigned long id, const char** dbNameOut);
+    msgblk* GetMessage(unsigned long id, const TavloSelection& selection);
+    msgblk* GetMessage(unsigned long id, const TavloSelection& selection,
+                       const char** dbNameOut);
+
+    env_var_blk* GetEnvvar(const char* name, const char* dbName);
+    env_var_blk* GetEnvvar(const char* name, std::nullptr_t) {
+        return GetEnvvar(name, static_cast<const char*>(nullptr));
+    }
+    env_var_blk* GetEnvvar(const char* name, const char** dbNameOut);
+    env_var_blk* GetEnvvar(const char* name, const TavloSelection& selection);
+    env_var_blk* GetEnvvar(const char* name, const TavloSelection& selection,
+                           const char** dbNameOut);
+
+    btlblk* GetBitTiming(const unsigned short number, const char* dbName);
+    btlblk* GetBitTiming(const unsigned short number, std::nullptr_t) {
+        return GetBitTiming(number, static_cast<const char*>(nullptr));
+    }
+    btlblk* GetBitTiming(const unsigned short number, const char** dbNameOut);
+    btlblk* GetBitTiming(const unsigned short number, const TavloSelection& selection);
+    btlblk* GetBitTiming(const unsigned short number, const TavloSelection& selection,
+                         const char** dbNameOut);
+
+    attr_def* GetAttrDefinition(const char* attrName, const char* dbName);
+    attr_def* GetAttrDefinition(const char* attrName, std::nullptr_t) {
+        return GetAttrDefinition(attrName, static_cast<const char*>(nullptr));
+    }
+    attr_def* GetAttrDefinition(const char* attrName, const char** dbNameOut);
+
+    cat* GetCategory(const char* categoryName, const char* dbName);
+    cat* GetCategory(const char* categoryName, std::nullptr_t) {
+        return GetCategory(categoryName, static_cast<const char*>(nullptr));
+    }
+    cat* GetCategory(const char* categoryName, const char** dbNameOut);
+
+    sigtype* GetSignalType(const char* signalTypeName, const char* dbName);
+    sigtype* GetSignalType(const char* signalTypeName, std::nullptr_t) {
+        return GetSignalType(signalTypeName, static_cast<const char*>(nullptr));
+    }
+    sigtype* GetSignalType(const char* signalTypeName, const char** dbNameOut);
+    sigtype* GetSignalType(const char* signalTypeName, const TavloSelection& selection);
+    sigtype* GetSignalType(const char* signalTypeName, const TavloSelection& selection,
+                           const char** dbNameOut);
+
+    valtable* GetValueTable(const char* valueTableName, const char* dbName);
+    valtable* GetValueTable(const char* valueTableName, std::nullptr_t) {
+        return GetValueTable(valueTableName, static_cast<const char*>(nullptr));
+    }
+    valtable* GetValueTable(const char* valueTableName, const char** dbNameOut);
+    valtable* GetValueTable(const char* valueTableName, const TavloSelection& selection);
+    valtable* GetValueTable(const char* valueTableName, const TavloSelection& selection,
+                            const char** dbNameOut);
+
+    /* Lookups inside one object. */
+    sigblk* GetSignal(msgblk& message, const char* signalName);
+    sigblk* GetModeSignal(msgblk& message);
+    siggroupblk* GetSignalGroup(msgblk& message, const char* signalGroupName);
+    sigblk* GetSignal(siggroupblk& group, const char* signalName);
+
+    /* Database-wide iterators: one database, or all in list order with null. */
+    TavloIterator<symblk> GetNodeIterator(const char* dbName);
+    TavloIterator<symblk> GetNodeIterator(TavloPredicate<symblk*>& predicate,
+                                          const char* dbName);
+    TavloIterator<msgblk> GetMessageIterator(const char* dbName);
+    TavloIterator<msgblk> GetMessageIterator(TavloPredicate<msgblk*>& predicate,
+                                             const char* dbName);
+    TavloIterator<env_var_blk> GetEnvvarIterator(const char* dbName);
+    TavloIterator<env_var_blk> GetEnvvarIterator(TavloPredicate<env_var_blk*>& predicate,
+                                                 const char* dbName);
+    TavloIterator<btlblk> GetBitTimingIterator(const char* dbName);
+    TavloIterator<btlblk> GetBitTimingIterator(TavloPredicate<btlblk*>& predicate,
+                                               const char* dbName);
+    TavloIterator<attr_def> GetAttrDefIterator(const char* dbName);
+    TavloIterator<attr_def> GetAttrDefIterator(TavloPredicate<attr_def*>& predicate,
+                                               const char* dbName);
+    TavloIterator<sigtype> GetSignalTypeIterator(const char* dbName);
+    TavloIterator<sigtype> GetSignalTypeIterator(TavloPredicate<sigtype*>& predicate,
+                                                 const char* dbName);
+    TavloIterator<valtable> GetValueTableIterator(const char* dbName);
+    TavloIterator<valtable> GetValueTableIterator(TavloPredicate<valtable*>& predicate,
+                                                  const char* dbName);
+    TavloIterator<cat> GetCategoryIterator(const char* dbName);
+    TavloIterator<cat> GetCategoryIterator(TavloPredicate<cat*>& predicate, const char* dbName);
+    TavloIterator<attr> GetAttributeIterator(const char* dbName);
+    TavloIterator<attr> GetAttributeIterator(TavloPredicate<attr*>& predicate,
+                                             const char* dbName);
+
+    /* Per-object iterators; made without dbName, they tell the predicate the
+     * object's own database. */
+    TavloIterator<sigblk> GetSignalIterator(msgblk& message);
+    TavloIterator<sigblk> GetSignalIterator(msgblk& message, const char* dbName);
+    TavloIterator<sigblk> GetSignalIterator(TavloPredicate<sigblk*>& predicate,
+                                            msgblk& message);
+    TavloIterator<sigblk> GetSignalIterator(TavloPredicate<sigblk*>& predicate,
+                                            msgblk& message, const char* dbName);
+    TavloIterator<siggroupblk> GetSignalGroupIterator(msgblk& message);
+    TavloIterator<siggroupblk> GetSignalGroupIterator(msgblk& message, const char* dbName);
+    TavloIterator<siggroupblk> GetSignalGroupIterator(
+        TavloPredicate<siggroupblk*>& predicate, msgblk& message);
+    TavloIterator<siggroupblk> GetSignalGroupIterator(
+        TavloPredicate<siggroupblk*>& predicate, msgblk& message, const char* dbName);
+    TavloSubsignalIterator GetSubsignalIterator(siggroupblk& group);
+    TavloSubsignalIterator GetSubsignalIterator(siggroupblk& group, const char* dbName);
+    TavloSubsignalIterator GetSubsignalIterator(TavloPredicate<siglistblk*>& predicate,
+                                                siggroupblk& group);
+    TavloSubsignalIterator GetSubsignalIterator(TavloPredicate<siglistblk*>& predicate,
+                                                siggroupblk& group, const char* dbName);
+
+    TavloIterator<attr> GetAttributeIterator(symblk& node, const char* dbName);
+    TavloIterator<attr> GetAttributeIterator(msgblk& message, const char* dbName);
+    TavloIterator<attr> GetAttributeIterator(env_var_blk& envvar, const char* dbName);
+    TavloIterator<attr> GetAttributeIterator(sigtype& type, const char* dbName);
+    TavloIterator<attr> GetAttributeIterator(sigblk& signal, const char* dbName);
+    TavloIterator<attr> GetAttributeIterator(rxblk& relation, const char* dbName);
+    TavloIterator<attr> GetAttributeIterator(TavloPredicate<attr*>& predicate, symblk& node,
+                                             const char* dbName);
+    TavloIterator<attr> GetAttributeIterator(TavloPredicate<attr*>& predicate,
+                                             msgblk& message, const char* dbName);
+    TavloIterator<attr> GetAttributeIterator(TavloPredicate<attr*>& predicate,
+                                             env_var_blk& envvar, const char* dbName);
+    TavloIterator<attr> GetAttributeIterator(TavloPredicate<attr*>& predicate, sigtype& type,
+                                             const char* dbName);
+    TavloIterator<attr> GetAttributeIterator(TavloPredicate<attr*>& predicate, sigblk& signal,
+                                             const char* dbName);
+    TavloIterator<attr> GetAttributeIterator(TavloPredicate<attr*>& predicate,
+                                             rxblk& relation, const char* dbName);
+
+    TavloReceiverIterator GetReceiverIterator(sigblk& signal);
+    TavloReceiverIterator GetReceiverIterator(sigblk& signal, const char* dbName);
+    TavloReceiverIterator GetReceiverIterator(TavloPredicate<rxblk*>& predicate,
+                                              sigblk& signal);
+    TavloReceiverIterator GetReceiverIterator(TavloPredicate<rxblk*>& predicate,
+                                              sigblk& signal, const char* dbName);
+    TavloReceiverIterator GetReceiverIterator(env_var_blk& envvar);
+    TavloReceiverIterator GetReceiverIterator(env_var_blk& envvar, const char* dbName);
+    TavloReceiverIterator GetReceiverIterator(TavloPredicate<rxblk*>& predicate,
+                                              env_var_blk& envvar);
+    TavloReceiverIterator GetReceiverIterator(TavloPredicate<rxblk*>& predicate,
+                                              env_var_blk& envvar, const char* dbName);
+    TavloReceiverIterator GetTransmitterIterator(msgblk& message);
+    TavloReceiverIterator GetTransmitterIterator(msgblk& message, const char* dbName);
+    TavloReceiverIterator GetTransmitterIterator(TavloPredicate<rxblk*>& predicate,
+                                                 msgblk& message);
+    TavloReceiverIterator GetTransmitterIterator(TavloPredicate<rxblk*>& predicate,
+                                                 msgblk& message, const char* dbName);
+    TavloIterator<val> GetValueDescriptionIterator(sigblk& signal);
+    TavloIterator<val> GetValueDescriptionIterator(sigblk& signal, const char* dbName);
+    TavloIterator<val> GetValueDescriptionIterator(env_var_blk& envvar);
+    TavloIterator<val> GetValueDescriptionIterator(env_var_blk& envvar, const char* dbName);
+
+    /* View filters; an unknown dbName gives an iterator at its end. */
+    TavloReceiverIterator GetFilterNodeIterator(const char* dbName);
+    TavloFilterCategoryIterator GetFilterCategoryIterator(const char* dbName);
 };
 
 #endif /* __cplusplus */
