@@ -153,46 +153,47 @@ TavloDatabase* DeletionTarget(const TavloManager& manager, const char* dbName,
     return manager.GetDatabase(dbName);
 }
 
+// A new record of the database dbName at position index; null for an
+// unknown handle.
+template <class T>
+T* CreateIn(const TavloManager& manager, const char* dbName,
+            T* (TavloDatabase::*create)(unsigned int), unsigned int index) {
+    TavloDatabase* db = manager.GetDatabase(dbName);
+    return db != nullptr ? (db->*create)(index) : nullptr;
+}
+
 }  // namespace
 
 symblk* TavloWriteManager::CreateNode(const char* dbName, unsigned int index) {
-    TavloDatabase* db = GetDatabase(dbName);
-    return db != nullptr ? db->CreateNode(index) : nullptr;
+    return CreateIn(*this, dbName, &TavloDatabase::CreateNode, index);
 }
 
 msgblk* TavloWriteManager::CreateMessage(const char* dbName, unsigned int index) {
-    TavloDatabase* db = GetDatabase(dbName);
-    return db != nullptr ? db->CreateMessage(index) : nullptr;
+    return CreateIn(*this, dbName, &TavloDatabase::CreateMessage, index);
 }
 
 env_var_blk* TavloWriteManager::CreateEnvvar(const char* dbName, unsigned int index) {
-    TavloDatabase* db = GetDatabase(dbName);
-    return db != nullptr ? db->CreateEnvvar(index) : nullptr;
+    return CreateIn(*this, dbName, &TavloDatabase::CreateEnvvar, index);
 }
 
 btlblk* TavloWriteManager::CreateBitTiming(const char* dbName, unsigned int index) {
-    TavloDatabase* db = GetDatabase(dbName);
-    return db != nullptr ? db->CreateBitTiming(index) : nullptr;
+    return CreateIn(*this, dbName, &TavloDatabase::CreateBitTiming, index);
 }
 
 cat* TavloWriteManager::CreateCategory(const char* dbName, unsigned int index) {
-    TavloDatabase* db = GetDatabase(dbName);
-    return db != nullptr ? db->CreateCategory(index) : nullptr;
+    return CreateIn(*this, dbName, &TavloDatabase::CreateCategory, index);
 }
 
 sigtype* TavloWriteManager::CreateSignalType(const char* dbName, unsigned int index) {
-    TavloDatabase* db = GetDatabase(dbName);
-    return db != nullptr ? db->CreateSignalType(index) : nullptr;
+    return CreateIn(*this, dbName, &TavloDatabase::CreateSignalType, index);
 }
 
 valtable* TavloWriteManager::CreateValueTable(const char* dbName, unsigned int index) {
-    TavloDatabase* db = GetDatabase(dbName);
-    return db != nullptr ? db->CreateValueTable(index) : nullptr;
+    return CreateIn(*this, dbName, &TavloDatabase::CreateValueTable, index);
 }
 
 attr_def* TavloWriteManager::CreateAttrDefinition(const char* dbName, unsigned int index) {
-    TavloDatabase* db = GetDatabase(dbName);
-    return db != nullptr ? db->CreateAttrDef(index) : nullptr;
+    return CreateIn(*this, dbName, &TavloDatabase::CreateAttrDef, index);
 }
 
 void TavloWriteManager::DeleteNode(symblk& node, const char* dbName) {
