@@ -11,6 +11,7 @@
 #ifndef TAVLOMS_MANAGER_H
 #define TAVLOMS_MANAGER_H
 
+#include "codec.h"
 #include "iterators.h"
 #include "module.h"
 #include "platform.h"
@@ -630,6 +631,87 @@ public:
      * (transmitters) or TAVLO_OBJ_NODE_ENVVAR (access nodes); any other type
      * is a programming error (assertion). */
     const char* GetDatabaseName(const rxblk& relation, const tavlo_obj_t& relationType) const;
+
+    /* ---- Signal values in frame data ----
+     * Bit b of a frame is bit b mod 8 of byte b div 8. An Intel signal
+     * (flags without TAVLO_SIG_MOTOROLA) starts at its least significant bit
+     * and runs upwards; a Motorola signal starts at its most significant bit
+     * and runs down, from bit 0 of a byte on to bit 7 of the next. The
+     * message's dlc is not consulted: hand in at least 8 bytes, and enough
+     * for any field that lies further. Results are the TAVLO_SIGNAL_* codes of
+     * codec.h. */
+
+    /* The raw bit field, at most 32 bits of it. */
+    static unsigned int ExtractLong(const unsigned char* data, unsigned short startBit,
+                                    unsigned short length, bool motorola);
+    /* The field as a little-endian byte image (5 bytes up to 32 bits, 9 up to
+     * 64, 13 up to 89, the last byte zero), allocated: release with
+     * TAVLO_MFREE. Null for 90 bits or more, or when memory runs out. */
+    static unsigned char* ExtractString(const unsigned char* data, unsigned short startBit,
+                                        unsigned short length, bool motorola);
+    /* Writes the low length bits of the little-endian value image into the
+     * field; every other bit of data stays as it was. */
+    static void IncorporateValue(const unsigned char* value, unsigned short startBit,
+                                 unsigned short length, bool motorola, unsigned char* data);
+
+    /* The raw value, sign-extended to 32 bits for a signed signal. Returns 0,
+     * 3 (signed and longer than 32 bits; raw holds the field) or 5 (absent
+     * multiplexed signal; raw holds the value all the same). */
+    unsigned int GetSignalRawValue(const unsigned char* data, const sigblk& signal,
+                                   const msgblk& message, unsigned int& raw) const;
+    /* The value of a float or double signal. Returns 0, 1, 2 (integer
+     * signal) or 5. */
+    unsigned int GetSignalRawValue(const unsigned char* data, const sigblk& signal,
+                                   const msgblk& message, double& raw) const;
+    /* Writes a raw value (negative values of a signed signal in two's
+     * complement). The bits are written before 3 (longer than 32 bits) or 5
+     * (absent multiplexed signal) is returned. */
+    unsigned int SetSignalRawValue(unsigned char* data, const sigblk& signal,
+                                   const msgblk& message, unsigned int raw) const;
+    /* Writes a float (32 bits) or double (64 bits) signal; 2 for an integer
+     * signal, whose field gets the low bits of the double's image. */
+    unsigned int SetSignalRawValue(unsigned char* data, const sigblk& signal,
+                                   const msgblk& message, double raw) const;
+    /* Writes the low length bits of a little-endian value image. */
+    unsigned int SetSignalRawValue(unsigned char* data, const sigblk& signal,
+                                   const msgblk& message, const unsigned char* rawBytes) const;
+    /* Whether the signal is in this frame: not multiplexed, or the message's
+     * mode signal holds its mode_value. */
+    bool CheckSignalModeValue(const unsigned char* data, const sigblk& signal,
+                              const msgblk& message) const;
+
+    /* ---- Raw and physical values ----
+     * physical = raw * factor + offset. A range of [0, 0] is no range;
+     * otherwise a physical value outside [minimum, maximum] gives 4, and the
+     * converted value is stored all the same. */
+    unsigned int RawToPhysicalValue(unsigned int raw, const sigblk& signal,
+                                    double& physical) const;
+    unsigned int RawToPhysicalValue(double raw, const sigblk& signal, double& physical) const;
+    /* Rounded half away from zero; the low 32 bits of the result. */
+    unsigned int PhysicalToRawValue(double physical, const sigblk& signal,
+                                    unsigned int& raw) const;
+    unsigned int PhysicalToRawValue(double physical, const sigblk& signal, double& raw) const;
+    /* Reads the raw value and converts it: the read's code if not 0, else the
+     * conversion's. */
+    unsigned int GetSignalValue(const unsigned char* data, const sigblk& signal,
+                                const msgblk& message, unsigned int& raw,
+                                double& physical) const;
+    unsigned int GetSignalValue(const unsigned char* data, const sigblk& signal,
+                                const msgblk& message, double& raw, double& physical) const;
+    /* The physical value of any signal (integer, float or double). */
+    unsigned int GetSignalPhysicalValue(const unsigned char* data, const sigblk& signal,
+                                        const msgblk& message, double& physical) const;
+    /* Converts and writes; a value out of range is written and gives 4. */
+    unsigned int SetSignalPhysicalValue(unsigned char* data, const sigblk& signal,
+                                        const msgblk& message, double physical) const;
+    /* The value as text in one of the TavloSigvalueFormat formats, allocated
+     * into text (release with TAVLO_MFREE; null when nothing was made).
+     * formatString, when not null, replaces the default format of
+     * SigvalueRawDec, SigvalueRawHex, SigvaluePhys and SigvaluePhysUnit (it is
+     * given an int, an unsigned int, a double, or a double and the unit). */
+    unsigned int GetSignalValue(const unsigned char* data, const sigblk& signal,
+                                const msgblk& message, char*& text, TavloSigvalueFormat format,
+                                const char* formatString) const;
 
     /* Tells every manager that has db open that it changed: a broadcast to
      * all top-level windows, then the sender, then every other manager. */
