@@ -4,6 +4,7 @@
 #define TAVLOMS_CODEC_BITS_H
 
 #include <cstdint>
+#include <cstring>
 
 namespace tavlo::codec {
 
@@ -21,7 +22,79 @@ struct Placement {
     bool motorola;
 };
 
-Placement Place(unsigned int startBit, unsigned int length, bool motorola);
+inline Placement Place(unsigned int startBit, unsigned int length, bool motorola) {
+    Placement place{};
+    place.motorola = motorola;
+    if (motorola) {
+        const int msb = static_cast<int>(startBit / 8 * 8 + 7 - startBit % 8);
+        place.lsb = msb + static_cast<int>(length) - 1;
+        place.lowByte = place.lsb / 8;
+        place.shift = 7 - place.lsb % 8;
+    } else {
+        place.lowByte = static_cast<int>(startBit / 8);
+        place.shift = static_cast<int>(startBit % 8);
+        place.lsb = 0;
+    }
+    place.bytes = length == 0 ? 0 : (static_cast<int>(length) + place.shift - 1) / 8 + 1;
+    return place;
+}
+
+// The 8 bytes of a frame as one little-endian word, whatever the host's
+// byte order.
+inline std::uint64_t Load64(const unsigned char* data) {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    std::uint64_t word;
+    std::memcpy(&word, data, sizeof word);
+    return word;
+#else
+    std::uint64_t word = 0;
+    for (int i = 7; i >= 0; --i) {
+        word = (word << 8) | data[i];
+    }
+    return word;
+#endif
+}
+
+inline void Store64(unsigned char* data, std::uint64_t word) {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    std::memcpy(data, &word, sizeof word);
+#else
+    for (int i = 0; i < 8; ++i) {
+        data[i] = static_cast<unsigned char>(word >> (8 * i));
+    }
+#endif
+}
+
+inline std::uint64_t Swap64(std::uint64_t word) {
+#if defined(__GNUC__) || defined(__clang__)
+    return __builtin_bswap64(word);
+#else
+    std::uint64_t swapped = 0;
+    for (int i = 0; i < 8; ++i) {
+        swapped = (swapped << 8) | ((word >> (8 * i)) & 0xFF);
+    }
+    return swapped;
+#endif
+}
+
+inline std::uint64_t Mask64(unsigned int length) {
+    return length >= 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << length) - 1;
+}
+
+// Whether the field lies within the first 8 bytes, so that one 64-bit word
+// serves it.
+inline bool InFirstWord(const Placement& place) {
+    if (place.motorola) {
+        return place.lowByte <= 7 && place.lowByte - (place.bytes - 1) >= 0;
+    }
+    return place.lowByte + place.bytes <= 8;
+}
+
+// The bit of that word (byte-swapped for Motorola) where the field's least
+// significant bit lies.
+inline unsigned int WordShift(const Placement& place, unsigned int startBit) {
+    return place.motorola ? 63u - static_cast<unsigned int>(place.lsb) : startBit;
+}
 
 // Reads the field into image as a right-aligned little-endian value with the
 // bits above length cleared (image holds kMaxImageBytes bytes). Bytes the
@@ -29,9 +102,25 @@ Placement Place(unsigned int startBit, unsigned int length, bool motorola);
 void ReadField(const unsigned char* data, unsigned int startBit, unsigned int length,
                bool motorola, unsigned char* image);
 
-// The low 32 bits of the field; the fast path of every integer read.
-std::uint32_t ReadLow32(const unsigned char* data, unsigned int startBit, unsigned int length,
-                        bool motorola);
+// The low 32 bits of a field that ReadLow32 could not take from the first
+// word.
+std::uint32_t ReadLow32Slow(const unsigned char* data, unsigned int startBit,
+                            unsigned int length, bool motorola);
+
+// The low 32 bits of the field; the fast path of every integer read, inline
+// because decoding a frame calls it once per signal.
+inline std::uint32_t ReadLow32(const unsigned char* data, unsigned int startBit,
+                               unsigned int length, bool motorola) {
+    const Placement place = Place(startBit, length, motorola);
+    if (length <= 64 && InFirstWord(place)) {
+        std::uint64_t word = Load64(data);
+        if (motorola) {
+            word = Swap64(word);
+        }
+        return static_cast<std::uint32_t>((word >> WordShift(place, startBit)) & Mask64(length));
+    }
+    return ReadLow32Slow(data, startBit, length, motorola);
+}
 
 // Writes the low length bits of a little-endian value image of at least
 // (length + 7) / 8 bytes into the field, leaving every other bit of data as

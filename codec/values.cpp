@@ -156,8 +156,8 @@ unsigned int TavloManager::GetSignalRawValue(const unsigned char* data, const si
     if (result != TAVLO_SIGNAL_OK) {
         return result;
     }
-    return CheckSignalModeValue(data, signal, message) ? TAVLO_SIGNAL_OK
-                                                       : TAVLO_SIGNAL_NOT_PRESENT;
+    return Present(*this, data, signal, message, 0) ? TAVLO_SIGNAL_OK
+                                                    : TAVLO_SIGNAL_NOT_PRESENT;
 }
 
 unsigned int TavloManager::GetSignalRawValue(const unsigned char* data, const sigblk& signal,
@@ -177,8 +177,8 @@ unsigned int TavloManager::GetSignalRawValue(const unsigned char* data, const si
     } else {
         return TAVLO_SIGNAL_WRONG_TYPE;
     }
-    return CheckSignalModeValue(data, signal, message) ? TAVLO_SIGNAL_OK
-                                                       : TAVLO_SIGNAL_NOT_PRESENT;
+    return Present(*this, data, signal, message, 0) ? TAVLO_SIGNAL_OK
+                                                    : TAVLO_SIGNAL_NOT_PRESENT;
 }
 
 unsigned int TavloManager::SetSignalRawValue(unsigned char* data, const sigblk& signal,
@@ -194,8 +194,8 @@ unsigned int TavloManager::SetSignalRawValue(unsigned char* data, const sigblk& 
     if (length > 32) {
         return TAVLO_SIGNAL_TOO_LONG;
     }
-    return CheckSignalModeValue(data, signal, message) ? TAVLO_SIGNAL_OK
-                                                       : TAVLO_SIGNAL_NOT_PRESENT;
+    return Present(*this, data, signal, message, 0) ? TAVLO_SIGNAL_OK
+                                                    : TAVLO_SIGNAL_NOT_PRESENT;
 }
 
 unsigned int TavloManager::SetSignalRawValue(unsigned char* data, const sigblk& signal,
@@ -216,7 +216,7 @@ unsigned int TavloManager::SetSignalRawValue(unsigned char* data, const sigblk& 
                                  data);
         return TAVLO_SIGNAL_WRONG_TYPE;
     }
-    return CheckSignalModeValue(data, signal, message) ? result : TAVLO_SIGNAL_NOT_PRESENT;
+    return Present(*this, data, signal, message, 0) ? result : TAVLO_SIGNAL_NOT_PRESENT;
 }
 
 unsigned int TavloManager::SetSignalRawValue(unsigned char* data, const sigblk& signal,
@@ -224,8 +224,8 @@ unsigned int TavloManager::SetSignalRawValue(unsigned char* data, const sigblk& 
                                              const unsigned char* rawBytes) const {
     tavlo::codec::WriteField(rawBytes, signal.start_bit, signal.length, IsMotorola(signal),
                              data);
-    return CheckSignalModeValue(data, signal, message) ? TAVLO_SIGNAL_OK
-                                                       : TAVLO_SIGNAL_NOT_PRESENT;
+    return Present(*this, data, signal, message, 0) ? TAVLO_SIGNAL_OK
+                                                    : TAVLO_SIGNAL_NOT_PRESENT;
 }
 
 bool TavloManager::CheckSignalModeValue(const unsigned char* data, const sigblk& signal,
@@ -431,6 +431,6 @@ unsigned int TavloManager::GetSignalValue(const unsigned char* data, const sigbl
         InRange(signal, physical) != TAVLO_SIGNAL_OK) {
         return TAVLO_SIGNAL_OUT_OF_RANGE;
     }
-    return CheckSignalModeValue(data, signal, message) ? TAVLO_SIGNAL_OK
-                                                       : TAVLO_SIGNAL_NOT_PRESENT;
+    return Present(*this, data, signal, message, 0) ? TAVLO_SIGNAL_OK
+                                                    : TAVLO_SIGNAL_NOT_PRESENT;
 }
