@@ -426,7 +426,8 @@ TEST(BitProperties, FieldsUpTo32Bits) {
             ADD_FAILURE() << field.Describe() << "\n  frame   " << Hex(before.data(), kFrameBytes)
                           << "\n  value   " << Hex(value.data(), 4) << "\n  read    " << read
                           << " expected " << expectedRead << "\n  read back " << readBack
-                          << " expected " << written << "\n  written " << Hex(after.data(), kFrameBytes)
+                          << " expected " << written << "\n  written "
+                          << Hex(after.data(), kFrameBytes)
                           << "\n  expected " << Hex(expectedAfter.data(), kFrameBytes)
                           << (neighboursKept ? "" : "\n  bits outside the field changed");
         }
@@ -514,9 +515,11 @@ TEST(BitProperties, SignalRawValuesRoundTrip) {
         const Frame before = RandomFrame(random);
         const std::uint32_t value = random();
         Frame after = before;
-        const unsigned int setResult = manager.SetSignalRawValue(after.data(), signal, message, value);
+        const unsigned int setResult =
+            manager.SetSignalRawValue(after.data(), signal, message, value);
         unsigned int raw = 0;
-        const unsigned int getResult = manager.GetSignalRawValue(after.data(), signal, message, raw);
+        const unsigned int getResult =
+            manager.GetSignalRawValue(after.data(), signal, message, raw);
 
         std::uint32_t expected = value & Mask32(field.length);
         if (isSigned && field.length < 32 && (expected >> (field.length - 1)) != 0) {
