@@ -1,6 +1,7 @@
 // codec/values.cpp: signal values in frame data as the manager offers them:
 // raw values of integer, float and double signals, presence of multiplexed
 // signals, raw and physical values, and values as text.
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -253,10 +254,13 @@ unsigned int TavloManager::PhysicalToRawValue(double physical, const sigblk& sig
                                               unsigned int& raw) const {
     const double offset = signal.offset;
     const double factor = signal.factor;
-    double scaled = (physical - offset) / factor;
-    scaled = scaled < 0.0 ? scaled - 0.5 : scaled + 0.5;
-    // The low 32 bits of the integer part; values no 64-bit integer holds
-    // (and NaN) saturate instead of being undefined.
+    // std::round rounds half away from zero exactly. Adding 0.5 and cutting
+    // off the fraction does not: the addition itself rounds, so that the
+    // double just below 0.5 gives 1, and an odd number above 2^52 the even
+    // number above it.
+    const double scaled = std::round((physical - offset) / factor);
+    // The low 32 bits; values no 64-bit integer holds (and NaN) saturate
+    // instead of being undefined.
     constexpr double kLimit = 9223372036854775808.0;  // 2^63
     if (!(scaled == scaled)) {
         raw = 0;
@@ -390,8 +394,10 @@ unsigned int TavloManager::GetSignalValue(const unsigned char* data, const sigbl
             break;
         }
         case SigvalueDescription: {
+            // The raw value as GetSignalRawValue reads it: negative values
+            // of a signed signal are described under their negative number.
             const char* description =
-                GetValueDescription(signal, static_cast<long>(static_cast<std::int32_t>(word)));
+                GetValueDescription(signal, static_cast<long>(static_cast<std::int32_t>(value)));
             if (description == nullptr) {
                 TAVLO_MFREE(image);
                 return TAVLO_SIGNAL_NOT_EXTRACTED;
