@@ -394,10 +394,8 @@ unsigned int TavloManager::GetSignalValue(const unsigned char* data, const sigbl
             break;
         }
         case SigvalueDescription: {
-            // The raw value as GetSignalRawValue reads it: negative values
-            // of a signed signal are described under their negative number.
             const char* description =
-                GetValueDescription(signal, static_cast<long>(static_cast<std::int32_t>(value)));
+                GetValueDescription(signal, static_cast<long>(static_cast<std::int32_t>(word)));
             if (description == nullptr) {
                 TAVLO_MFREE(image);
                 return TAVLO_SIGNAL_NOT_EXTRACTED;

