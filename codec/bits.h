@@ -102,8 +102,41 @@ inline unsigned int WordShift(const Placement& place, unsigned int startBit) {
 void ReadField(const unsigned char* data, unsigned int startBit, unsigned int length,
                bool motorola, unsigned char* image);
 
+// A field of 1 to 32 bits that lies within the first 8 bytes: true, and the
+// frame's 64-bit word shifted so that the field's most significant bit is
+// bit 63; shifting that right by 64 - length (arithmetically for a signed
+// field) gives the value. False when the field lies elsewhere or is longer.
+// A Motorola field's most significant bit lies at linear position
+// startBit ^ 7 of the byte-swapped word.
+inline bool AlignShortField(const unsigned char* data, unsigned int startBit,
+                            unsigned int length, bool motorola, std::uint64_t& aligned) {
+    if (length - 1u >= 32u) {
+        return false;
+    }
+    std::uint64_t word = Load64(data);
+    unsigned int left = 0;
+    if (motorola) {
+        left = startBit ^ 7u;
+        if (left + length > 64) {
+            return false;
+        }
+        word = Swap64(word);
+    } else {
+        const unsigned int end = startBit + length;
+        if (end > 64) {
+            return false;
+        }
+        left = 64 - end;
+    }
+    aligned = word << left;
+    return true;
+}
+
 // The low 32 bits of a field that ReadLow32 could not take from the first
 // word.
+#if defined(__GNUC__) || defined(__clang__)
+__attribute__((cold))
+#endif
 std::uint32_t ReadLow32Slow(const unsigned char* data, unsigned int startBit,
                             unsigned int length, bool motorola);
 

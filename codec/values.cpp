@@ -37,10 +37,14 @@ bool IsSigned(const sigblk& signal) {
 
 // The 32-bit raw value with the sign extended; 3 for a signed field longer
 // than 32 bits (raw then holds its low 32 bits unextended).
-unsigned int RawInteger(const unsigned char* data, const sigblk& signal, std::uint32_t& raw) {
+inline unsigned int RawInteger(const unsigned char* data, const sigblk& signal,
+                               std::uint32_t& raw) {
+    const unsigned int flags = signal.flags;
     const unsigned int length = signal.length;
-    raw = tavlo::codec::ReadLow32(data, signal.start_bit, length, IsMotorola(signal));
-    if (!IsSigned(signal)) {
+    const unsigned int startBit = signal.start_bit;
+    const bool motorola = (flags & TAVLO_SIG_MOTOROLA) != 0;
+    raw = tavlo::codec::ReadLow32(data, startBit, length, motorola);
+    if ((flags & TAVLO_SIG_SIGNED) == 0) {
         return TAVLO_SIGNAL_OK;
     }
     if (length > 32) {
@@ -53,10 +57,16 @@ unsigned int RawInteger(const unsigned char* data, const sigblk& signal, std::ui
 }
 
 bool Present(const TavloManager& manager, const unsigned char* data, const sigblk& signal,
-             const msgblk& message, int depth) {
-    if ((signal.flags & TAVLO_SIG_MULTIPLEXED) == 0) {
-        return true;
-    }
+             const msgblk& message, int depth);
+
+// The presence of a multiplexed signal: its message's mode signal holds its
+// mode_value. Kept out of line, so that the common case of a signal that is
+// not multiplexed costs one flag test.
+#if defined(__GNUC__) || defined(__clang__)
+__attribute__((noinline, cold))
+#endif
+bool PresentMultiplexed(const TavloManager& manager, const unsigned char* data,
+                        const sigblk& signal, const msgblk& message, int depth) {
     const sigblk* mode = manager.TavloManager::GetModeSignal(message);
     if (mode == nullptr || depth >= kMaxModeDepth) {
         return false;
@@ -70,6 +80,12 @@ bool Present(const TavloManager& manager, const unsigned char* data, const sigbl
         return false;
     }
     return modeValue == signal.mode_value;
+}
+
+inline bool Present(const TavloManager& manager, const unsigned char* data,
+                    const sigblk& signal, const msgblk& message, int depth) {
+    return (signal.flags & TAVLO_SIG_MULTIPLEXED) == 0 ||
+           PresentMultiplexed(manager, data, signal, message, depth);
 }
 
 // The range rule: [0, 0] is no range.
@@ -149,16 +165,48 @@ void TavloManager::IncorporateValue(const unsigned char* value, unsigned short s
 
 // ---- Raw values -------------------------------------------------------------------
 
-unsigned int TavloManager::GetSignalRawValue(const unsigned char* data, const sigblk& signal,
-                                             const msgblk& message, unsigned int& raw) const {
+namespace {
+
+// Every case of the unsigned 32-bit raw read; the member below takes the
+// common one itself and hands the rest here.
+#if defined(__GNUC__) || defined(__clang__)
+__attribute__((noinline))
+#endif
+unsigned int RawValueInEveryCase(const TavloManager& manager, const unsigned char* data,
+                                 const sigblk& signal, const msgblk& message,
+                                 unsigned int& raw) {
     std::uint32_t value = 0;
     const unsigned int result = RawInteger(data, signal, value);
     raw = value;
     if (result != TAVLO_SIGNAL_OK) {
         return result;
     }
-    return Present(*this, data, signal, message, 0) ? TAVLO_SIGNAL_OK
-                                                    : TAVLO_SIGNAL_NOT_PRESENT;
+    return Present(manager, data, signal, message, 0) ? TAVLO_SIGNAL_OK
+                                                      : TAVLO_SIGNAL_NOT_PRESENT;
+}
+
+}  // namespace
+
+unsigned int TavloManager::GetSignalRawValue(const unsigned char* data, const sigblk& signal,
+                                             const msgblk& message, unsigned int& raw) const {
+    // Decoding a frame calls this once per signal. A signal of 1 to 32 bits
+    // in the first 8 bytes that is not multiplexed is read here without a
+    // call; everything else goes the whole way.
+    const unsigned int flags = signal.flags;
+    const unsigned int length = signal.length;
+    std::uint64_t aligned = 0;
+    if ((flags & TAVLO_SIG_MULTIPLEXED) != 0 ||
+        !tavlo::codec::AlignShortField(data, signal.start_bit, length,
+                                       (flags & TAVLO_SIG_MOTOROLA) != 0, aligned)) {
+        return RawValueInEveryCase(*this, data, signal, message, raw);
+    }
+    // The arithmetic shift extends the sign of a signed field.
+    const std::uint32_t value =
+        (flags & TAVLO_SIG_SIGNED) != 0
+            ? static_cast<std::uint32_t>(static_cast<std::int64_t>(aligned) >> (64 - length))
+            : static_cast<std::uint32_t>(aligned >> (64 - length));
+    raw = value;
+    return TAVLO_SIGNAL_OK;
 }
 
 unsigned int TavloManager::GetSignalRawValue(const unsigned char* data, const sigblk& signal,
