@@ -18,10 +18,12 @@
 
 #include <gtest/gtest.h>
 
-#include "codec/seed.h"
+#include "codec/support.h"
 #include "tavloms/tavloms.h"
 
 namespace {
+
+using tavlo::test::Hex;
 
 constexpr std::size_t kFrameBytes = 16;
 using Frame = std::array<unsigned char, kFrameBytes>;
@@ -40,19 +42,6 @@ Frame FrameWith(unsigned char fill,
         frame[index] = byte;
     }
     return frame;
-}
-
-std::string Hex(const unsigned char* bytes, std::size_t count) {
-    static const char kDigits[] = "0123456789ABCDEF";
-    std::string text;
-    for (std::size_t i = 0; i < count; ++i) {
-        if (i != 0) {
-            text += ' ';
-        }
-        text += kDigits[bytes[i] >> 4];
-        text += kDigits[bytes[i] & 0xF];
-    }
-    return text;
 }
 
 std::uint32_t Mask32(unsigned int length) {

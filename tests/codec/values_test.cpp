@@ -16,11 +16,13 @@
 
 #include <gtest/gtest.h>
 
-#include "codec/seed.h"
+#include "codec/support.h"
 #include "model/model.h"
 #include "tavloms/tavloms.h"
 
 namespace {
+
+using tavlo::test::Hex;
 
 using Frame = std::array<unsigned char, 16>;
 
@@ -32,19 +34,6 @@ Frame FrameOf(std::initializer_list<unsigned char> bytes, unsigned char fill = 0
         frame[i++] = byte;
     }
     return frame;
-}
-
-std::string Hex(const unsigned char* bytes, std::size_t count) {
-    static const char kDigits[] = "0123456789ABCDEF";
-    std::string text;
-    for (std::size_t i = 0; i < count; ++i) {
-        if (i != 0) {
-            text += ' ';
-        }
-        text += kDigits[bytes[i] >> 4];
-        text += kDigits[bytes[i] & 0xF];
-    }
-    return text;
 }
 
 std::string Hex(const Frame& frame, std::size_t count = 8) {

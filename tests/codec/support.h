@@ -1,8 +1,10 @@
-// The seed of the codec's random tests: fixed, printed with the test output
-// and recorded with its result, so that a failing run can be repeated.
-#ifndef TAVLOMS_TESTS_CODEC_SEED_H
-#define TAVLOMS_TESTS_CODEC_SEED_H
+// tests/codec/support.h: what both codec test files use: the seed of the
+// random tests (fixed, printed with the test output and recorded with its
+// result, so that a failing run can be repeated) and bytes as hex text.
+#ifndef TAVLOMS_TESTS_CODEC_SUPPORT_H
+#define TAVLOMS_TESTS_CODEC_SUPPORT_H
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <iostream>
@@ -28,6 +30,20 @@ inline std::uint32_t CodecSeed(std::uint32_t offset) {
     return seed + offset;
 }
 
+// Bytes as "AB CD ...", for messages of failed checks.
+inline std::string Hex(const unsigned char* bytes, std::size_t count) {
+    static const char kDigits[] = "0123456789ABCDEF";
+    std::string text;
+    for (std::size_t i = 0; i < count; ++i) {
+        if (i != 0) {
+            text += ' ';
+        }
+        text += kDigits[bytes[i] >> 4];
+        text += kDigits[bytes[i] & 0xF];
+    }
+    return text;
+}
+
 }  // namespace tavlo::test
 
-#endif  // TAVLOMS_TESTS_CODEC_SEED_H
+#endif  // TAVLOMS_TESTS_CODEC_SUPPORT_H
