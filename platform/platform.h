@@ -53,9 +53,25 @@ std::string FullPath(const char* path);
 // (the text from the last '.' on): "net" for "/data/net.dbc".
 std::string FileTitle(const char* path);
 
+// The path with its extension (the file name's text from the last '.' on,
+// if any) replaced: "/data/net.dbc" with ".DBC" gives "/data/net.DBC".
+std::string WithExtension(const char* path, const char* extension);
+
 // Reads a file's permission bits (0200 is the owner's write permission);
 // false when the file's status cannot be read.
 bool FileMode(const char* path, unsigned int& mode);
+
+// ---- Loadable modules --------------------------------------------------------
+
+// Loads a module (a shared library) by file name; null when it cannot be
+// loaded.
+void* LoadModule(const char* file);
+
+// The address of a module's exported function; null when it has none of
+// that name (or the module is null).
+void* ModuleFunction(void* module, const char* name);
+
+void FreeModule(void* module);
 
 // ---- The module ------------------------------------------------------------
 

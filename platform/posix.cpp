@@ -201,6 +201,29 @@ std::string FileTitle(const char* path) {
     return dot == std::string::npos ? name : name.substr(0, dot);
 }
 
+std::string WithExtension(const char* path, const char* extension) {
+    if (path == nullptr) {
+        return std::string(extension);
+    }
+    const char* slash = std::strrchr(path, '/');
+    const std::string folder(path, slash != nullptr ? slash + 1 - path : 0);
+    return folder + FileTitle(path) + extension;
+}
+
+void* LoadModule(const char* file) {
+    return file != nullptr ? dlopen(file, RTLD_NOW | RTLD_LOCAL) : nullptr;
+}
+
+void* ModuleFunction(void* module, const char* name) {
+    return module != nullptr && name != nullptr ? dlsym(module, name) : nullptr;
+}
+
+void FreeModule(void* module) {
+    if (module != nullptr) {
+        dlclose(module);
+    }
+}
+
 bool FileMode(const char* path, unsigned int& mode) {
     struct stat status;
     if (path == nullptr || stat(path, &status) != 0) {

@@ -52,6 +52,36 @@ std::string FileTitle(const char* path) {
     return title;
 }
 
+std::string WithExtension(const char* path, const char* extension) {
+    if (path == nullptr) {
+        return std::string(extension);
+    }
+    char drive[_MAX_DRIVE];
+    char folder[_MAX_DIR];
+    char title[_MAX_FNAME];
+    _splitpath(path, drive, folder, title, nullptr);
+    char made[_MAX_PATH];
+    _makepath(made, drive, folder, title, extension);
+    return made;
+}
+
+void* LoadModule(const char* file) {
+    return file != nullptr ? reinterpret_cast<void*>(LoadLibraryA(file)) : nullptr;
+}
+
+void* ModuleFunction(void* module, const char* name) {
+    if (module == nullptr || name == nullptr) {
+        return nullptr;
+    }
+    return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(module), name));
+}
+
+void FreeModule(void* module) {
+    if (module != nullptr) {
+        FreeLibrary(static_cast<HMODULE>(module));
+    }
+}
+
 bool FileMode(const char* path, unsigned int& mode) {
     struct _stat status;
     if (path == nullptr || _stat(path, &status) != 0) {

@@ -18,5 +18,6 @@
 #include "exception.h"
 #include "manager.h"
 #include "writemanager.h"
+#include "convert.h"
 
 #endif /* TAVLOMS_TAVLOMS_H */
