@@ -581,47 +581,64 @@ TEST_F(ConverterTest, NullPathsAndNamesAreAssertions) {
     TavloWriteManager writer(Window(1));
     const char* handle = nullptr;
     ASSERT_EQ(writer.CreateDatabase("Net", &handle, nullptr), TAVLO_STATUS_OK);
-    const std::string target = dir_ + "/out.xyz";
+    // What a case gets besides the writer: an open database's handle, an
+    // existing source to import and a free target to export to.
+    struct Args {
+        const char* handle;
+        std::string source;
+        std::string target;
+    };
+    const Args args{handle, WriteFile("net.xyz", "ECU\n"), dir_ + "/out.xyz"};
     const std::string importAssertion =
         "Assertion failed: filePath != NULL, module dbmsconv, line [0-9]+";
+    const std::string nameAssertion =
+        "Assertion failed: \\(dbName != NULL\\), module dbmsconv, line [0-9]+";
     const std::string exportAssertion =
         "Assertion failed: \\(dbName != NULL\\) && \\(filePath != NULL\\), module dbmsconv, "
         "line [0-9]+";
     struct Case {
         const char* what;
-        void (*call)(TavloWriteManager&, const char*, const char*);
+        void (*call)(TavloWriteManager&, const Args&);
         const std::string& assertion;
     };
     const Case cases[] = {
         {"import without a source",
-         [](TavloWriteManager& w, const char*, const char*) {
+         [](TavloWriteManager& w, const Args&) {
              TavloImporter importer(w, kModulePath, "Import");
              importer.Import("Fresh", nullptr, nullptr);
          },
          importAssertion},
+        // Checked once the source has passed, when the database is made.
+        {"import without a name",
+         [](TavloWriteManager& w, const Args& a) {
+             TavloImporter importer(w, kModulePath, "Import");
+             importer.Import(nullptr, nullptr, a.source.c_str());
+         },
+         nameAssertion},
         {"export without a handle",
-         [](TavloWriteManager& w, const char*, const char* path) {
+         [](TavloWriteManager& w, const Args& a) {
              TavloExporter exporter(w, kModulePath, "Export");
-             exporter.Export(nullptr, path);
+             exporter.Export(nullptr, a.target.c_str());
          },
          exportAssertion},
         {"export without a target",
-         [](TavloWriteManager& w, const char* name, const char*) {
+         [](TavloWriteManager& w, const Args& a) {
              TavloExporter exporter(w, kModulePath, "Export");
-             exporter.Export(name, nullptr);
+             exporter.Export(a.handle, nullptr);
          },
          exportAssertion},
         {"export without either",
-         [](TavloWriteManager& w, const char*, const char*) {
+         [](TavloWriteManager& w, const Args&) {
              TavloExporter exporter(w, kModulePath, "Export");
              exporter.Export(nullptr, nullptr);
          },
          exportAssertion},
     };
     for (const Case& c : cases) {
-        EXPECT_DEATH(c.call(writer, handle, target.c_str()), c.assertion) << c.what;
+        EXPECT_DEATH(c.call(writer, args), c.assertion) << c.what;
     }
-    EXPECT_FALSE(Exists(target));
+    EXPECT_FALSE(Exists(args.target));
+    EXPECT_FALSE(Exists(dir_ + "/net.DBC"));
 }
 
 }  // namespace
