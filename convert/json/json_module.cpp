@@ -118,6 +118,8 @@ Json DoubleToJson(double value) {
 }
 
 // ---- Export -----------------------------------------------------------------------
+// Record fields are packed: they go into the document as copies (unary +),
+// never bound to the references nlohmann's setters take.
 
 Json AttrsToJson(const attr* list) {
     Json values = Json::array();
@@ -138,7 +140,7 @@ Json AttrsToJson(const attr* list) {
 Json ValuesToJson(const val* list) {
     Json values = Json::array();
     for (; list != nullptr; list = list->next) {
-        values.push_back(Json{{"value", list->value}, {"text", NameToJson(list->text)}});
+        values.push_back(Json{{"value", +list->value}, {"text", NameToJson(list->text)}});
     }
     return values;
 }
@@ -177,9 +179,9 @@ Json EnumTextsToJson(const char* joined) {
 
 Json DefinitionToJson(const attr_def* d) {
     Json def;
-    def["object_type"] = d->object_type;
+    def["object_type"] = +d->object_type;
     def["name"] = NameToJson(d->name);
-    def["value_type"] = d->value_type;
+    def["value_type"] = +d->value_type;
     switch (d->value_type) {
         case TAVLO_ATTR_STRING:
             def["default"] = TextToJson(d->default_value.text);
@@ -200,10 +202,10 @@ Json DefinitionToJson(const attr_def* d) {
 Json SignalToJson(const sigblk* s) {
     Json signal;
     signal["name"] = NameToJson(s->name);
-    signal["start_bit"] = s->start_bit;
-    signal["length"] = s->length;
-    signal["flags"] = s->flags;
-    signal["mode_value"] = s->mode_value;
+    signal["start_bit"] = +s->start_bit;
+    signal["length"] = +s->length;
+    signal["flags"] = +s->flags;
+    signal["mode_value"] = +s->mode_value;
     signal["offset"] = DoubleToJson(s->offset);
     signal["factor"] = DoubleToJson(s->factor);
     signal["unit"] = NameToJson(s->unit);
@@ -213,16 +215,16 @@ Json SignalToJson(const sigblk* s) {
     signal["comment"] = TextToJson(s->comment);
     signal["attributes"] = AttrsToJson(s->attributes);
     signal["value_descriptions"] = ValuesToJson(s->value_descriptions);
-    signal["value_type"] = s->value_type;
+    signal["value_type"] = +s->value_type;
     return signal;
 }
 
 Json MessageToJson(const msgblk* m) {
     Json message;
     message["name"] = NameToJson(m->name);
-    message["id"] = m->id;
-    message["dlc"] = m->dlc;
-    message["signal_count"] = m->signal_count;
+    message["id"] = +m->id;
+    message["dlc"] = +m->dlc;
+    message["signal_count"] = +m->signal_count;
     message["transmitter"] = NodeRef(m->transmitter);
     message["comment"] = TextToJson(m->comment);
     message["attributes"] = AttrsToJson(m->attributes);
@@ -238,16 +240,16 @@ Json MessageToJson(const msgblk* m) {
 Json EnvvarToJson(const env_var_blk* e) {
     Json envvar;
     envvar["name"] = NameToJson(e->name);
-    envvar["type"] = e->type;
+    envvar["type"] = +e->type;
     envvar["unit"] = NameToJson(e->unit);
     envvar["minimum"] = DoubleToJson(e->minimum);
     envvar["maximum"] = DoubleToJson(e->maximum);
     envvar["initial_value"] = DoubleToJson(e->initial_value);
-    envvar["id"] = e->id;
+    envvar["id"] = +e->id;
     envvar["node"] = NodeRef(e->node);
-    envvar["access_type"] = e->access_type;
+    envvar["access_type"] = +e->access_type;
     envvar["access_nodes"] = RelationsToJson(e->access_nodes);
-    envvar["data_length"] = e->data_length;
+    envvar["data_length"] = +e->data_length;
     envvar["comment"] = TextToJson(e->comment);
     envvar["attributes"] = AttrsToJson(e->attributes);
     envvar["value_descriptions"] = ValuesToJson(e->value_descriptions);

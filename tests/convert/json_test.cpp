@@ -361,7 +361,7 @@ TEST_F(JsonTest, EdgeValuesComeBackExactly) {
     ASSERT_NE(back.messages, nullptr);
     ASSERT_NE(back.envvars, nullptr);
     EXPECT_EQ(+back.envvars->data_length, 12u);
-    EXPECT_EQ(back.envvars->node, back.nodes);
+    EXPECT_EQ(+back.envvars->node, back.nodes);
     EXPECT_EQ(+back.messages->signals->value_type, TAVLO_VALUE_DOUBLE);
     EXPECT_TRUE(std::signbit(+back.messages->signals->offset));
     EXPECT_EQ(+back.attr_defs->maximum, 0.0);  // not carried for ENUM
