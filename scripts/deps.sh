@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build needs, only those that are missing.
-#   scripts/deps.sh          compiler, CMake, GoogleTest, Google Benchmark, pkg-config
+#   scripts/deps.sh          compiler, CMake, GoogleTest, Google Benchmark, pkg-config,
+#                            nlohmann JSON (header-only, for the JSON converter module)
 #   scripts/deps.sh m32      the same, plus the 32-bit compiler (g++-multilib)
 #   scripts/deps.sh fuzz     the same, plus clang and its libFuzzer/sanitizer runtimes
 set -euo pipefail
 
-packages=(g++ make cmake pkg-config libgtest-dev googletest libbenchmark-dev)
+packages=(g++ make cmake pkg-config libgtest-dev googletest libbenchmark-dev nlohmann-json3-dev)
 case "${1:-}" in
     m32) packages+=(g++-multilib) ;;
     fuzz) packages+=(clang) ;;
