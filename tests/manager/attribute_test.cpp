@@ -65,21 +65,8 @@ const rxblk* ReceiverOf(const sigblk* signal, const char* node) {
     return nullptr;
 }
 
-// powertrain.dbc first, body.dbc behind it: both at priority 0 under names
-// of their own, so neither drops the other.
-class AttributeTest : public ManagerTest {
+class AttributeTest : public PowertrainAndBodyTest<TavloManager> {
 protected:
-    void SetUp() override {
-        ManagerTest::SetUp();
-        ASSERT_EQ(mgr_.OpenDatabase(DataFile("powertrain.dbc").c_str(), &pt_, "Pt", 0),
-                  TAVLO_STATUS_OK);
-        ASSERT_EQ(mgr_.OpenDatabase(DataFile("body.dbc").c_str(), &body_, "Body", 0),
-                  TAVLO_STATUS_OK);
-        ASSERT_TRUE(shown_.messages().empty());
-        ASSERT_EQ(mgr_.ListFirstNode()->mName, pt_);
-        unknown_ = pt_;
-    }
-
     const TavloDatabase& Db(const char* dbName) const { return *mgr_.GetDatabase(dbName); }
     const msgblk& Message(const char* dbName, const char* name) const {
         return Found(Db(dbName).GetMessage(name), name);
@@ -97,10 +84,6 @@ protected:
         return Found(Db(dbName).GetAttrDef(name), name);
     }
 
-    TavloManager mgr_{static_cast<void*>(nullptr)};
-    const char* pt_ = nullptr;
-    const char* body_ = nullptr;
-    std::string unknown_;  // Pt's text but not its handle: handles are compared by pointer
 };
 
 TEST_F(AttributeTest, ObjectsWithoutAValueGetTheDefaultOfTheirOwnDatabase) {

@@ -52,7 +52,7 @@ class DatabaseTest : public ManagerTest {};
 TEST_F(DatabaseTest, DefaultNameComesFromTheDbNameAttributeElseTheFileName) {
     struct Case {
         const char* file;
-        SmallDatabase spec;
+        SmallDatabase content;
         const char* expected;
     };
     const std::string longName(40, 'N');
@@ -64,7 +64,7 @@ TEST_F(DatabaseTest, DefaultNameComesFromTheDbNameAttributeElseTheFileName) {
         {"noext", {}, "noext"},
     };
     for (const Case& c : cases) {
-        const std::string path = WriteDatabase(c.file, c.spec);
+        const std::string path = WriteDatabase(c.file, c.content);
         TavloDatabase db(path.c_str());
         char* name = db.GetDefaultName();
         ASSERT_NE(name, nullptr);

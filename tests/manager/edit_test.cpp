@@ -80,20 +80,9 @@ const attr* ValueNamed(const attr* list, const char* name) {
     return nullptr;
 }
 
-// powertrain ("Pt") first, body ("Body") behind it, both opened in place:
-// opening only reads, and every edit stays in memory.
-class EditTest : public ManagerTest {
+// Every edit stays in memory: nothing is written to the data files.
+class EditTest : public PowertrainAndBodyTest<TavloWriteManager> {
 protected:
-    void SetUp() override {
-        ManagerTest::SetUp();
-        ASSERT_EQ(mgr_.OpenDatabase(DataFile("powertrain.dbc").c_str(), &pt_, "Pt", 0),
-                  TAVLO_STATUS_OK);
-        ASSERT_EQ(mgr_.OpenDatabase(DataFile("body.dbc").c_str(), &body_, "Body", 0),
-                  TAVLO_STATUS_OK);
-        ASSERT_TRUE(shown_.messages().empty());
-        unknown_ = pt_;
-    }
-
     TavloDatabase& Db(const char* dbName) { return *mgr_.GetDatabase(dbName); }
     symblk& Node(const char* dbName, const char* name) {
         return Found(Db(dbName).GetNode(name), name);
@@ -115,10 +104,6 @@ protected:
         return Found(Db(dbName).GetAttrDef(name), name);
     }
 
-    TavloWriteManager mgr_{static_cast<void*>(nullptr)};
-    const char* pt_ = nullptr;
-    const char* body_ = nullptr;
-    std::string unknown_;  // Pt's text but not its handle: handles are compared by pointer
 };
 
 // ---- Attribute values -------------------------------------------------------------

@@ -9,17 +9,17 @@
 
 namespace tavlo::test {
 
-std::string SmallDatabaseText(const SmallDatabase& spec) {
-    std::string text = "VERSION \"" + spec.version + "\"\n\nNS_ :\n\nBS_:\n\nBU_: A B\n\n";
+std::string SmallDatabaseText(const SmallDatabase& content) {
+    std::string text = "VERSION \"" + content.version + "\"\n\nNS_ :\n\nBS_:\n\nBU_: A B\n\n";
     text += "BO_ 100 Msg1: 8 A\n SG_ Sig1 : 0|8@1+ (1,0) [0|255] \"\" B\n\n";
-    if (spec.maxEnvvarHandle != 0) {
+    if (content.maxEnvvarHandle != 0) {
         text += "EV_ EnvLow: 0 [0|10] \"\" 0 1 DUMMY_NODE_CORVAN0 Corvan__XXX;\n";
-        text += "EV_ EnvHigh: 0 [0|10] \"\" 0 " + std::to_string(spec.maxEnvvarHandle) +
+        text += "EV_ EnvHigh: 0 [0|10] \"\" 0 " + std::to_string(content.maxEnvvarHandle) +
                 " DUMMY_NODE_CORVAN0 Corvan__XXX;\n\n";
     }
-    if (!spec.dbName.empty()) {
+    if (!content.dbName.empty()) {
         text += "BA_DEF_  \"DBName\" STRING ;\nBA_DEF_DEF_  \"DBName\" \"\";\n";
-        text += "BA_ \"DBName\" \"" + spec.dbName + "\";\n";
+        text += "BA_ \"DBName\" \"" + content.dbName + "\";\n";
     }
     return text;
 }

@@ -28,7 +28,7 @@ struct SmallDatabase {
 
 // The file text of a small database: nodes A and B, message Msg1 (id 100)
 // with signal Sig1.
-std::string SmallDatabaseText(const SmallDatabase& spec);
+std::string SmallDatabaseText(const SmallDatabase& content);
 
 
 // The path of a database file of tests/manager/data.
@@ -44,14 +44,37 @@ protected:
 
     // Writes a file at dir/relative (folders made as needed); returns its path.
     std::string WriteFile(const std::string& relative, const std::string& text);
-    std::string WriteDatabase(const std::string& relative, const SmallDatabase& spec = {}) {
-        return WriteFile(relative, SmallDatabaseText(spec));
+    std::string WriteDatabase(const std::string& relative, const SmallDatabase& content = {}) {
+        return WriteFile(relative, SmallDatabaseText(content));
     }
     // Clears or sets the owner's (and everyone's) write permission.
     static void SetReadOnly(const std::string& path, bool readOnly);
 
     std::string dir_;
     MessageCapture shown_;  // read errors and lock refusals land here
+};
+
+// A manager of type Manager with powertrain.dbc ("Pt") first and body.dbc
+// ("Body") behind it, both at priority 0 under names of their own, so that
+// neither drops the other. Both are opened in place: opening only reads.
+template <class Manager>
+class PowertrainAndBodyTest : public ManagerTest {
+protected:
+    void SetUp() override {
+        ManagerTest::SetUp();
+        ASSERT_EQ(mgr_.OpenDatabase(DataFile("powertrain.dbc").c_str(), &pt_, "Pt", 0),
+                  TAVLO_STATUS_OK);
+        ASSERT_EQ(mgr_.OpenDatabase(DataFile("body.dbc").c_str(), &body_, "Body", 0),
+                  TAVLO_STATUS_OK);
+        ASSERT_TRUE(shown_.messages().empty());
+        ASSERT_EQ(mgr_.ListFirstNode()->mName, pt_);
+        unknown_ = pt_;
+    }
+
+    Manager mgr_{static_cast<void*>(nullptr)};
+    const char* pt_ = nullptr;
+    const char* body_ = nullptr;
+    std::string unknown_;  // Pt's text but not its handle: handles are compared by pointer
 };
 
 }  // namespace tavlo::test
