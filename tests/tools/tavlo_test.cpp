@@ -1,0 +1,118 @@
+// tests/tools/tavlo_test.cpp: the tavlo command run as a user runs it, on
+// database files good and bad: what it prints, where, and its exit status.
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "support/read_database.h"
+
+namespace tavlo::test {
+namespace {
+
+struct Outcome {
+    int status;
+    std::string out;
+    std::string err;
+};
+
+// Runs the command with arguments (shell-quoted by the caller).
+Outcome Tavlo(const std::string& arguments) {
+    const std::string out = TestFilePath(".out");
+    const std::string err = TestFilePath(".err");
+    const std::string command = std::string(TAVLO_COMMAND) + " " + arguments + " >" + out +
+                                " 2>" + err;
+    const int raw = std::system(command.c_str());
+    Outcome run{WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, FileContent(out), FileContent(err)};
+    std::remove(out.c_str());
+    std::remove(err.c_str());
+    return run;
+}
+
+std::string Corpus(const std::string& name) {
+    return std::string(TAVLOMS_CORPUS_DIR) + "/" + name;
+}
+
+TEST(TavloCommand, CheckReportsEachFileAndTheFirstErrorAsComposed) {
+    const std::string good = Corpus("abs.dbc");
+    const std::string bad = Corpus("is_in_phys_range.dbc");
+    const Outcome run = Tavlo("check " + good + " " + bad);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.out, good + ": OK\n");
+    EXPECT_EQ(run.err, bad + ": database: invalid char in symbol, line 11, Corvan__XXX :\n");
+    EXPECT_EQ(Tavlo("check " + good).status, 0);
+    EXPECT_EQ(Tavlo("check " + Corpus("no-such-file.dbc")).status, 1);
+}
+
+TEST(TavloCommand, AWarningOnManyLinesIsShownOnceWithItsCount) {
+    const std::string path = Corpus("bus_comment.dbc");
+    const Outcome run = Tavlo("check " + path);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.err, path +
+                           ": new symbol not supported, line 79, SG_MUL_VAL_ (and 10 more like "
+                           "it)\n");
+}
+
+TEST(TavloCommand, InfoCountsEveryKind) {
+    const std::string path = std::string(TAVLOMS_MANAGER_DATA_DIR) + "/powertrain.dbc";
+    const Outcome run = Tavlo("info " + path);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.err, "");
+    for (const char* line : {"version:               \"PT 1.2\"\n", "nodes:                 3\n",
+                             "messages:              3\n", "signals:               9\n",
+                             "environment variables: 2\n", "attribute definitions: 7\n",
+                             "attribute DBName:  \"Powertrain\"\n"}) {
+        EXPECT_NE(run.out.find(line), std::string::npos) << line;
+    }
+}
+
+TEST(TavloCommand, FormatWritesTheCanonicalForm) {
+    const std::string in = std::string(TAVLOMS_MANAGER_DATA_DIR) + "/body.dbc";
+    const std::string out = TestFilePath(".dbc");
+    std::remove(out.c_str());
+    ASSERT_EQ(Tavlo("format " + in + " " + out).status, 0);
+    const std::string written = FileContent(out);
+    EXPECT_NE(written.find("BO_ 768 DoorStatus: 4 Door"), std::string::npos);
+    // Without OUT the same text goes to standard output.
+    EXPECT_EQ(Tavlo("format " + in).out, written);
+    // In place only when asked.
+    EXPECT_EQ(Tavlo("format " + out + " " + out).status, 2);
+    const Outcome inPlace = Tavlo("format --in-place " + out);
+    EXPECT_EQ(inPlace.status, 0);
+    EXPECT_EQ(FileContent(out), written);
+    std::remove(out.c_str());
+}
+
+TEST(TavloCommand, UsageErrorsAndHelp) {
+    struct Case {
+        const char* arguments;
+        int status;
+        const char* inOut;  // expected at the start of stdout, or null
+        const char* inErr;  // expected at the start of stderr, or null
+    };
+    const Case cases[] = {
+        {"", 2, nullptr, "usage: tavlo SUBCOMMAND"},
+        {"--help", 0, "usage: tavlo SUBCOMMAND", nullptr},
+        {"bogus", 2, nullptr, "tavlo: unknown subcommand 'bogus'"},
+        {"check", 2, nullptr, "usage: tavlo check DB..."},
+        {"check --help", 0, "usage: tavlo check DB...", nullptr},
+        {"info a.dbc b.dbc", 2, nullptr, "usage: tavlo info DB"},
+        {"format --help", 0, "usage: tavlo format IN [OUT]", nullptr},
+        {"format --in-place a.dbc b.dbc", 2, nullptr, "usage: tavlo format IN [OUT]"},
+    };
+    for (const Case& c : cases) {
+        const Outcome run = Tavlo(c.arguments);
+        EXPECT_EQ(run.status, c.status) << c.arguments;
+        if (c.inOut != nullptr) {
+            EXPECT_EQ(run.out.rfind(c.inOut, 0), 0u) << c.arguments << ": " << run.out;
+        }
+        if (c.inErr != nullptr) {
+            EXPECT_EQ(run.err.rfind(c.inErr, 0), 0u) << c.arguments << ": " << run.err;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace tavlo::test

@@ -1,0 +1,294 @@
+// tools/tavlo.cpp: the tavlo command, what engineers do every day with a
+// database file from a terminal. It uses only the library's public
+// interface. Subcommands so far: check, info, format.
+//
+// Exit status: 0 success, 1 a database or input error, 2 a usage error.
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <string>
+#include <vector>
+
+#include <tavloms/tavloms.h>
+
+namespace {
+
+constexpr int kOk = 0;
+constexpr int kFailed = 1;
+constexpr int kUsage = 2;
+
+// ---- The library's messages --------------------------------------------------
+// Message boxes become lines on standard error prefixed with the file being
+// worked on. A message shown many times (a skipped statement of a declared
+// new symbol, say) is printed once with its count.
+
+struct Shown {
+    std::string key;   // the text without its line number
+    std::string text;  // the first one shown
+    unsigned int count;
+};
+
+std::string gFile;
+std::vector<Shown> gShown;
+
+// A message without its ", line N": the same warning on many lines is one.
+std::string WithoutLine(const std::string& text) {
+    const std::size_t at = text.find(", line ");
+    if (at == std::string::npos) {
+        return text;
+    }
+    std::size_t end = at + 7;
+    while (end < text.size() && text[end] >= '0' && text[end] <= '9') {
+        ++end;
+    }
+    return text.substr(0, at) + text.substr(end);
+}
+
+int CollectMessage(const char* text, const char* /*caption*/, unsigned int /*style*/) {
+    const std::string message = text != nullptr ? text : "";
+    const std::string key = WithoutLine(message);
+    for (Shown& shown : gShown) {
+        if (shown.key == key) {
+            ++shown.count;
+            return 1;
+        }
+    }
+    gShown.push_back({key, message, 1});
+    return 1;
+}
+
+// Prints what the library showed while working on gFile; the number of
+// messages printed.
+std::size_t FlushMessages() {
+    for (const Shown& shown : gShown) {
+        std::fprintf(stderr, "%s: %s", gFile.c_str(), shown.text.c_str());
+        if (shown.count > 1) {
+            std::fprintf(stderr, " (and %u more like it)", shown.count - 1);
+        }
+        std::fputc('\n', stderr);
+    }
+    const std::size_t printed = gShown.size();
+    gShown.clear();
+    return printed;
+}
+
+// ---- Reading ------------------------------------------------------------------
+
+// Reads path into root; false when the read failed (its message shown).
+bool Read(const std::string& path, tavlo_root_t& root) {
+    gFile = path;
+    bool read = true;
+    try {
+        const unsigned int result =
+            TAVLO_READ(path.c_str(), &root.nodes, &root.messages, &root.envvars,
+                       &root.bit_timings, &root.attr_defs, &root.db_attrs, &root.categories,
+                       &root.filter, &root.comment, &root.version, &root.sig_types,
+                       &root.value_tables);
+        read = result == 0;
+    } catch (const TavloException&) {
+        read = false;
+    }
+    FlushMessages();
+    return read;
+}
+
+template <class T>
+unsigned int Length(const T* list) {
+    unsigned int n = 0;
+    for (; list != nullptr; list = list->next) {
+        ++n;
+    }
+    return n;
+}
+
+// ---- Subcommands ----------------------------------------------------------------
+
+const char kCheckHelp[] =
+    "usage: tavlo check DB...\n"
+    "Reads each database file and reports the first error of each, as the\n"
+    "library composes it, after the file name. Exit status 1 if any failed.\n";
+
+int Check(const std::vector<std::string>& args) {
+    if (args.empty()) {
+        std::fputs(kCheckHelp, stderr);
+        return kUsage;
+    }
+    int status = kOk;
+    for (const std::string& path : args) {
+        tavlo_root_t root{};
+        const bool read = Read(path, root);
+        TAVLO_FREE_ROOT(&root);
+        if (read) {
+            std::printf("%s: OK\n", path.c_str());
+        } else {
+            status = kFailed;
+        }
+    }
+    return status;
+}
+
+const char kInfoHelp[] =
+    "usage: tavlo info DB\n"
+    "Prints the version string, the number of objects of every kind and the\n"
+    "database's own attribute values.\n";
+
+int Info(const std::vector<std::string>& args) {
+    if (args.size() != 1) {
+        std::fputs(kInfoHelp, stderr);
+        return kUsage;
+    }
+    tavlo_root_t root{};
+    if (!Read(args[0], root)) {
+        TAVLO_FREE_ROOT(&root);
+        return kFailed;
+    }
+    unsigned int signals = 0;
+    for (const msgblk* m = root.messages; m != nullptr; m = m->next) {
+        signals += Length<sigblk>(m->signals);
+    }
+    std::printf("file:                  %s\n", args[0].c_str());
+    std::printf("version:               \"%s\"\n", root.version != nullptr ? root.version : "");
+    std::printf("nodes:                 %u\n", Length<symblk>(root.nodes));
+    std::printf("messages:              %u\n", Length<msgblk>(root.messages));
+    std::printf("signals:               %u\n", signals);
+    std::printf("environment variables: %u\n", Length<env_var_blk>(root.envvars));
+    std::printf("value tables:          %u\n", Length<valtable>(root.value_tables));
+    std::printf("signal types:          %u\n", Length<sigtype>(root.sig_types));
+    std::printf("categories:            %u\n", Length<cat>(root.categories));
+    std::printf("bit timings:           %u\n", Length<btlblk>(root.bit_timings));
+    std::printf("attribute definitions: %u\n", Length<attr_def>(root.attr_defs));
+    for (const attr* value = root.db_attrs; value != nullptr; value = value->next) {
+        const attr_def* def = value->def;
+        if (def == nullptr) {
+            continue;
+        }
+        const unsigned int type = def->value_type;
+        if (type == TAVLO_ATTR_STRING) {
+            const char* text = value->value.text;
+            std::printf("attribute %s:  \"%s\"\n", def->name, text != nullptr ? text : "");
+        } else {
+            const double number = value->value.number;
+            std::printf("attribute %s:  %.17g\n", def->name, number);
+        }
+    }
+    TAVLO_FREE_ROOT(&root);
+    return kOk;
+}
+
+const char kFormatHelp[] =
+    "usage: tavlo format IN [OUT]\n"
+    "       tavlo format --in-place IN\n"
+    "Reads a database file and writes it in canonical form: to OUT, to\n"
+    "standard output without OUT, or back to IN with --in-place.\n";
+
+bool CopyToStdout(const std::string& path) {
+    std::FILE* in = std::fopen(path.c_str(), "rb");
+    if (in == nullptr) {
+        return false;
+    }
+    char block[1 << 16];
+    std::size_t n = 0;
+    while ((n = std::fread(block, 1, sizeof block, in)) > 0) {
+        std::fwrite(block, 1, n, stdout);
+    }
+    std::fclose(in);
+    return true;
+}
+
+int Format(const std::vector<std::string>& args) {
+    bool inPlace = false;
+    std::vector<std::string> files;
+    for (const std::string& arg : args) {
+        if (arg == "--in-place") {
+            inPlace = true;
+        } else {
+            files.push_back(arg);
+        }
+    }
+    if (files.empty() || files.size() > 2 || (inPlace && files.size() != 1)) {
+        std::fputs(kFormatHelp, stderr);
+        return kUsage;
+    }
+    const std::string& in = files[0];
+    if (files.size() == 2 && files[1] == in) {
+        std::fprintf(stderr, "tavlo format: %s: writing a file over itself needs --in-place\n",
+                     in.c_str());
+        return kUsage;
+    }
+    tavlo_root_t root{};
+    if (!Read(in, root)) {
+        TAVLO_FREE_ROOT(&root);
+        return kFailed;
+    }
+    const bool toStdout = files.size() == 1 && !inPlace;
+    const std::string out = inPlace ? in : toStdout ? in + ".tavlo-format.tmp" : files[1];
+    gFile = out;
+    const unsigned int written =
+        TAVLO_WRITE(out.c_str(), root.nodes, root.messages, root.envvars, root.bit_timings,
+                    root.attr_defs, root.db_attrs, root.categories, root.filter, root.comment,
+                    root.version, root.sig_types, root.value_tables);
+    FlushMessages();
+    TAVLO_FREE_ROOT(&root);
+    if (written != 0) {
+        std::fprintf(stderr, "tavlo format: %s: cannot be written\n", out.c_str());
+        std::remove(toStdout ? out.c_str() : "");
+        return kFailed;
+    }
+    if (toStdout) {
+        const bool copied = CopyToStdout(out);
+        std::remove(out.c_str());
+        return copied ? kOk : kFailed;
+    }
+    return kOk;
+}
+
+struct Subcommand {
+    const char* name;
+    int (*run)(const std::vector<std::string>&);
+    const char* help;
+};
+
+const Subcommand kSubcommands[] = {
+    {"check", &Check, kCheckHelp},
+    {"info", &Info, kInfoHelp},
+    {"format", &Format, kFormatHelp},
+};
+
+void Usage(std::FILE* to) {
+    std::fputs("usage: tavlo SUBCOMMAND [ARGS...]\n\nSubcommands:\n", to);
+    std::fputs("  check DB...          read database files and report their errors\n", to);
+    std::fputs("  info DB              version, counts of objects, database attributes\n", to);
+    std::fputs("  format IN [OUT]      write a database file in canonical form\n", to);
+    std::fputs("\n'tavlo SUBCOMMAND --help' tells more.\n", to);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    TAVLO_SET_MESSAGEBOX_HOOK(&CollectMessage);
+    if (argc < 2) {
+        Usage(stderr);
+        return kUsage;
+    }
+    const std::string name = argv[1];
+    if (name == "--help" || name == "-h" || name == "help") {
+        Usage(stdout);
+        return kOk;
+    }
+    for (const Subcommand& subcommand : kSubcommands) {
+        if (name != subcommand.name) {
+            continue;
+        }
+        std::vector<std::string> args(argv + 2, argv + argc);
+        for (const std::string& arg : args) {
+            if (arg == "--help" || arg == "-h") {
+                std::fputs(subcommand.help, stdout);
+                return kOk;
+            }
+        }
+        return subcommand.run(args);
+    }
+    std::fprintf(stderr, "tavlo: unknown subcommand '%s'\n\n", name.c_str());
+    Usage(stderr);
+    return kUsage;
+}
