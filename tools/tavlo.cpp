@@ -1,9 +1,10 @@
 // tools/tavlo.cpp: the tavlo command, what engineers do every day with a
 // database file from a terminal. It uses only the library's public
-// interface. Subcommands so far: check, info, format.
+// interface. Subcommands so far: check, info, format, show.
 //
 // Exit status: 0 success, 1 a database or input error, 2 a usage error.
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <string>
@@ -242,6 +243,174 @@ int Format(const std::vector<std::string>& args) {
     return kOk;
 }
 
+const char kShowHelp[] =
+    "usage: tavlo show DB [MESSAGE]\n"
+    "Lists the messages with identifier, length, transmitter and signals\n"
+    "(start bit, length, byte order, sign, factor, offset, range, unit,\n"
+    "receivers, multiplexing). For one message (by name or identifier) it\n"
+    "also draws which bits of the frame belong to which signal.\n";
+
+// A name as other tools keep it when it is longer than 32 characters: in a
+// string attribute of the object, else the record's own name.
+std::string FullName(attr* values, const char* name, const char* longNameAttribute) {
+    if (TAVLO_IS_ATTRIBUTE_DEFINED(values, longNameAttribute)) {
+        tavlo_attr_value_t value{};
+        TAVLO_GET_ATTRVAL(value.bytes, values, longNameAttribute);
+        if (value.text != nullptr && value.text[0] != '\0') {
+            return value.text;
+        }
+    }
+    return name;
+}
+
+std::string MessageName(const msgblk& message) {
+    return FullName(message.attributes, message.name, "SystemMessageLongSymbol");
+}
+
+std::string SignalName(const sigblk& signal) {
+    return FullName(signal.attributes, signal.name, "SystemSignalLongSymbol");
+}
+
+constexpr unsigned int kExtendedFlag = 0x80000000u;
+
+std::string Identifier(unsigned int id) {
+    char text[40];
+    if ((id & kExtendedFlag) != 0) {
+        std::snprintf(text, sizeof text, "0x%08X (extended)", id & ~kExtendedFlag);
+    } else {
+        std::snprintf(text, sizeof text, "0x%03X", id);
+    }
+    return text;
+}
+
+// The frame bit (byte * 8 + bit in byte) of the i-th bit of a signal,
+// counted from its least significant bit; -1 before the frame.
+int FrameBit(const sigblk& signal, unsigned int i) {
+    const unsigned int start = signal.start_bit;
+    const unsigned int flags = signal.flags;
+    if ((flags & TAVLO_SIG_MOTOROLA) == 0) {
+        return static_cast<int>(start + i);
+    }
+    const unsigned int length = signal.length;
+    const int lsb = static_cast<int>((start ^ 7u) + length - 1);
+    const int linear = lsb - static_cast<int>(i);
+    return linear < 0 ? -1 : linear / 8 * 8 + 7 - linear % 8;
+}
+
+void PrintSignal(const sigblk& signal) {
+    const unsigned int flags = signal.flags;
+    const unsigned int start = signal.start_bit;
+    const unsigned int length = signal.length;
+    const double factor = signal.factor;
+    const double offset = signal.offset;
+    const double minimum = signal.minimum;
+    const double maximum = signal.maximum;
+    const unsigned int valueType = signal.value_type;
+    std::string receivers;
+    for (const rxblk* r = signal.receivers; r != nullptr; r = r->next) {
+        const symblk* node = r->symbol;
+        receivers += receivers.empty() ? "" : ", ";
+        receivers += node != nullptr ? node->name : "-";
+    }
+    std::string multiplexing;
+    if ((flags & TAVLO_SIG_MODE) != 0) {
+        multiplexing = "  multiplexer";
+    }
+    if ((flags & TAVLO_SIG_MULTIPLEXED) != 0) {
+        const unsigned int mode = signal.mode_value;
+        multiplexing += "  when multiplexer = " + std::to_string(mode);
+    }
+    const char* sign = valueType == TAVLO_VALUE_FLOAT    ? "float"
+                       : valueType == TAVLO_VALUE_DOUBLE ? "double"
+                       : (flags & TAVLO_SIG_SIGNED) != 0 ? "signed"
+                                                         : "unsigned";
+    std::printf("  %-32s %3u|%-2u %-8s %-8s (%.10g, %.10g) [%.10g .. %.10g] \"%s\"%s%s%s\n",
+                SignalName(signal).c_str(), start, length,
+                (flags & TAVLO_SIG_MOTOROLA) != 0 ? "Motorola" : "Intel", sign, factor, offset,
+                minimum, maximum, signal.unit, receivers.empty() ? "" : "  -> ",
+                receivers.c_str(), multiplexing.c_str());
+}
+
+// Which signal each bit of the frame belongs to, byte by byte, most
+// significant bit first; signals are lettered in their order.
+void DrawLayout(const msgblk& message) {
+    const unsigned int dlc = message.dlc;
+    const unsigned int bytes = dlc > 0 ? dlc : 8;
+    std::vector<char> owner(bytes * 8, '.');
+    std::vector<std::string> legend;
+    char letter = 'A';
+    for (const sigblk* s = message.signals; s != nullptr; s = s->next) {
+        const unsigned int length = s->length;
+        for (unsigned int i = 0; i < length; ++i) {
+            const int bit = FrameBit(*s, i);
+            if (bit < 0 || static_cast<unsigned int>(bit) >= owner.size()) {
+                continue;
+            }
+            // Signals that share bits (multiplexed ones) are marked '*'.
+            owner[bit] = owner[bit] == '.' ? letter : '*';
+        }
+        legend.push_back(std::string(1, letter) + " = " + SignalName(*s));
+        letter = letter == 'Z' ? 'a' : letter == 'z' ? '#' : static_cast<char>(letter + 1);
+    }
+    std::printf("\n         bit 7 6 5 4 3 2 1 0\n");
+    for (unsigned int byte = 0; byte < bytes; ++byte) {
+        std::printf("  byte %2u     ", byte);
+        for (int bit = 7; bit >= 0; --bit) {
+            std::printf("%c%s", owner[byte * 8 + bit], bit > 0 ? " " : "\n");
+        }
+    }
+    std::printf("\n");
+    for (const std::string& line : legend) {
+        std::printf("  %s\n", line.c_str());
+    }
+    std::printf("  * = more than one signal (multiplexed)\n");
+}
+
+int Show(const std::vector<std::string>& args) {
+    if (args.empty() || args.size() > 2) {
+        std::fputs(kShowHelp, stderr);
+        return kUsage;
+    }
+    tavlo_root_t root{};
+    if (!Read(args[0], root)) {
+        TAVLO_FREE_ROOT(&root);
+        return kFailed;
+    }
+    int status = kOk;
+    bool found = false;
+    for (const msgblk* m = root.messages; m != nullptr; m = m->next) {
+        const unsigned int id = m->id;
+        if (args.size() == 2) {
+            char* end = nullptr;
+            const unsigned long asNumber = std::strtoul(args[1].c_str(), &end, 0);
+            const bool byId = end != nullptr && *end == '\0' &&
+                              (asNumber == id || (asNumber | kExtendedFlag) == id);
+            if (!byId && MessageName(*m) != args[1] && args[1] != m->name) {
+                continue;
+            }
+        }
+        found = true;
+        const symblk* transmitter = m->transmitter;
+        const unsigned int dlc = m->dlc;
+        std::printf("%s  %s  %u bytes  from %s\n", MessageName(*m).c_str(),
+                    Identifier(id).c_str(), dlc,
+                    transmitter != nullptr ? transmitter->name : "-");
+        for (const sigblk* s = m->signals; s != nullptr; s = s->next) {
+            PrintSignal(*s);
+        }
+        if (args.size() == 2) {
+            DrawLayout(*m);
+            break;
+        }
+    }
+    if (args.size() == 2 && !found) {
+        std::fprintf(stderr, "%s: no message %s\n", args[0].c_str(), args[1].c_str());
+        status = kFailed;
+    }
+    TAVLO_FREE_ROOT(&root);
+    return status;
+}
+
 struct Subcommand {
     const char* name;
     int (*run)(const std::vector<std::string>&);
@@ -252,6 +421,7 @@ const Subcommand kSubcommands[] = {
     {"check", &Check, kCheckHelp},
     {"info", &Info, kInfoHelp},
     {"format", &Format, kFormatHelp},
+    {"show", &Show, kShowHelp},
 };
 
 void Usage(std::FILE* to) {
@@ -259,6 +429,7 @@ void Usage(std::FILE* to) {
     std::fputs("  check DB...          read database files and report their errors\n", to);
     std::fputs("  info DB              version, counts of objects, database attributes\n", to);
     std::fputs("  format IN [OUT]      write a database file in canonical form\n", to);
+    std::fputs("  show DB [MESSAGE]    messages and signals; one message's bit layout\n", to);
     std::fputs("\n'tavlo SUBCOMMAND --help' tells more.\n", to);
 }
 

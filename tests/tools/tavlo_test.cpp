@@ -85,6 +85,35 @@ TEST(TavloCommand, FormatWritesTheCanonicalForm) {
     std::remove(out.c_str());
 }
 
+TEST(TavloCommand, ShowListsMessagesAndDrawsOneMessagesBits) {
+    const std::string path = std::string(TAVLOMS_MANAGER_DATA_DIR) + "/powertrain.dbc";
+    const Outcome all = Tavlo("show " + path);
+    EXPECT_EQ(all.status, 0);
+    for (const char* line :
+         {"EngineData  0x100  8 bytes  from Engine\n", "GearData  0x200  2 bytes  from Gearbox\n",
+          "ExtendedData  0x00000300 (extended)  8 bytes  from Gateway\n"}) {
+        EXPECT_NE(all.out.find(line), std::string::npos) << line;
+    }
+    EXPECT_NE(all.out.find("16383.75] \"rpm\"  -> Gateway, Gearbox"), std::string::npos);
+    EXPECT_NE(all.out.find("when multiplexer = 1"), std::string::npos);
+
+    // One message by name or identifier: a Motorola signal from bit 7 fills
+    // byte 0; multiplexed signals sharing bits are marked.
+    for (const char* key : {"GearData", "0x200", "512"}) {
+        const Outcome one = Tavlo("show " + path + " " + key);
+        EXPECT_EQ(one.status, 0) << key;
+        EXPECT_NE(one.out.find("  byte  0     A A A A A A A A\n  byte  1     . . . . . . . .\n"),
+                  std::string::npos)
+            << key << one.out;
+    }
+    const Outcome muxed = Tavlo("show " + path + " EngineData");
+    EXPECT_NE(muxed.out.find("  byte  3     * * * * C C C C\n"), std::string::npos) << muxed.out;
+    EXPECT_EQ(Tavlo("show " + path + " 0x300").status, 0);  // extended, by its 29 bits
+    const Outcome missing = Tavlo("show " + path + " NoSuchMessage");
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_EQ(missing.err, path + ": no message NoSuchMessage\n");
+}
+
 TEST(TavloCommand, UsageErrorsAndHelp) {
     struct Case {
         const char* arguments;
@@ -101,6 +130,7 @@ TEST(TavloCommand, UsageErrorsAndHelp) {
         {"info a.dbc b.dbc", 2, nullptr, "usage: tavlo info DB"},
         {"format --help", 0, "usage: tavlo format IN [OUT]", nullptr},
         {"format --in-place a.dbc b.dbc", 2, nullptr, "usage: tavlo format IN [OUT]"},
+        {"show", 2, nullptr, "usage: tavlo show DB [MESSAGE]"},
     };
     for (const Case& c : cases) {
         const Outcome run = Tavlo(c.arguments);
