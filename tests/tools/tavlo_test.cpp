@@ -114,6 +114,36 @@ TEST(TavloCommand, ShowListsMessagesAndDrawsOneMessagesBits) {
     EXPECT_EQ(missing.err, path + ": no message NoSuchMessage\n");
 }
 
+TEST(TavloCommand, EncodeBuildsTheFrameFromPhysicalValuesAndDescriptions) {
+    const std::string path = std::string(TAVLOMS_MANAGER_DATA_DIR) + "/powertrain.dbc";
+    struct Case {
+        const char* arguments;
+        int status;
+        const char* out;
+        const char* err;  // after "<path>: ", or null for none
+    };
+    // EngineSpeed 1000 rpm is raw 4000 (0x0FA0, Intel); "Hot" is raw 2 of
+    // EngineTemp; Mux 1 and OilLevel 50 share byte 3.
+    const Case cases[] = {
+        {"EngineData EngineSpeed=1000 EngineTemp=Hot Mux=1 OilLevel=50", 0,
+         "100#A00F022103000000\n", nullptr},
+        {"0x200 Gear=5", 0, "200#0500\n", nullptr},
+        {"GearData Gear=9", 1, "200#0900\n", "Gear=9 is out of range [0 .. 8]\n"},
+        {"0x300 Counter=7", 0, "00000300#0700000000000000\n", nullptr},
+        {"Nope", 1, "", "no message Nope\n"},
+        {"EngineData Speed=1", 1, "", "message EngineData has no signal Speed\n"},
+        {"EngineData EngineTemp=Boiling", 1, "",
+         "EngineTemp=Boiling: neither a number nor a value description\n"},
+    };
+    for (const Case& c : cases) {
+        const Outcome run = Tavlo("encode " + path + " " + c.arguments);
+        EXPECT_EQ(run.status, c.status) << c.arguments;
+        EXPECT_EQ(run.out, c.out) << c.arguments;
+        EXPECT_EQ(run.err, c.err != nullptr ? path + ": " + c.err : "") << c.arguments;
+    }
+    EXPECT_EQ(Tavlo("encode " + path + " EngineData Speed").status, 2);
+}
+
 TEST(TavloCommand, UsageErrorsAndHelp) {
     struct Case {
         const char* arguments;
@@ -131,6 +161,7 @@ TEST(TavloCommand, UsageErrorsAndHelp) {
         {"format --help", 0, "usage: tavlo format IN [OUT]", nullptr},
         {"format --in-place a.dbc b.dbc", 2, nullptr, "usage: tavlo format IN [OUT]"},
         {"show", 2, nullptr, "usage: tavlo show DB [MESSAGE]"},
+        {"encode a.dbc", 2, nullptr, "usage: tavlo encode DB MESSAGE NAME=VALUE..."},
     };
     for (const Case& c : cases) {
         const Outcome run = Tavlo(c.arguments);
