@@ -144,6 +144,26 @@ TEST(TavloCommand, EncodeBuildsTheFrameFromPhysicalValuesAndDescriptions) {
     EXPECT_EQ(Tavlo("encode " + path + " EngineData Speed").status, 2);
 }
 
+TEST(TavloCommand, TheExampleVehicleDatabaseIsClean) {
+    const std::string path = std::string(TAVLOMS_EXAMPLES_DIR) + "/vehicle.dbc";
+    const Outcome check = Tavlo("check " + path);
+    EXPECT_EQ(check.status, 0);
+    EXPECT_EQ(check.err, "");
+    const Outcome info = Tavlo("info " + path);
+    EXPECT_NE(info.out.find("messages:              14\n"), std::string::npos) << info.out;
+    EXPECT_NE(info.out.find("nodes:                 6\n"), std::string::npos) << info.out;
+    // Writing it in canonical form and checking that again changes nothing more.
+    const std::string once = TestFilePath(".once.dbc");
+    const std::string twice = TestFilePath(".twice.dbc");
+    std::remove(once.c_str());
+    std::remove(twice.c_str());
+    ASSERT_EQ(Tavlo("format " + path + " " + once).status, 0);
+    ASSERT_EQ(Tavlo("format " + once + " " + twice).status, 0);
+    EXPECT_EQ(FileContent(once), FileContent(twice));
+    std::remove(once.c_str());
+    std::remove(twice.c_str());
+}
+
 TEST(TavloCommand, UsageErrorsAndHelp) {
     struct Case {
         const char* arguments;
