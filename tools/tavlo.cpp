@@ -1,12 +1,16 @@
 // tools/tavlo.cpp: the tavlo command, what engineers do every day with a
 // database file from a terminal. It uses only the library's public
-// interface. Subcommands so far: check, info, format, show, encode.
+// interface. Subcommands so far: decode, check, info, format, show, encode.
 //
 // Exit status: 0 success, 1 a database or input error, 2 a usage error.
+#include <unistd.h>
+
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <map>
+#include <unordered_map>
 #include <string>
 #include <vector>
 
@@ -509,6 +513,332 @@ int Encode(const std::vector<std::string>& args) {
     return status;
 }
 
+const char kDecodeHelp[] =
+    "usage: tavlo decode [--format text|json] DB [LOG...]\n"
+    "Decodes candump logs (files, or standard input without LOG): the file form\n"
+    "'(1600000000.123456) can0 123#11223344' (FD frames with '##'), and the\n"
+    "screen form 'can0  123   [4]  11 22 33 44'. Each frame is printed with its\n"
+    "time, message name and every signal present as name=value, unit and\n"
+    "value description; identifiers the database does not know are marked\n"
+    "unknown. Extended identifiers (8 hex digits) are matched against the\n"
+    "database's identifiers with bit 31 set. --format json prints one JSON\n"
+    "object per frame.\n";
+
+struct Frame {
+    std::string time;       // as written, without parentheses; may be empty
+    unsigned int id = 0;    // as the database writes it: bit 31 for extended
+    std::string idText;     // as written in the log
+    unsigned char data[64] = {};
+    unsigned int length = 0;
+};
+
+int HexDigit(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return -1;
+}
+
+// Reads hex digits into id; false when there are none or too many.
+bool ParseId(const std::string& text, Frame& frame) {
+    if (text.empty() || text.size() > 8) {
+        return false;
+    }
+    unsigned int id = 0;
+    for (char c : text) {
+        const int digit = HexDigit(c);
+        if (digit < 0) {
+            return false;
+        }
+        id = id << 4 | static_cast<unsigned int>(digit);
+    }
+    frame.idText = text;
+    // Eight digits (or a value above 11 bits) name an extended identifier.
+    frame.id = text.size() > 3 || id > 0x7FF ? id | kExtendedFlag : id;
+    return true;
+}
+
+bool ParseBytes(const char* text, bool spaced, Frame& frame) {
+    frame.length = 0;
+    const char* p = text;
+    while (*p != '\0' && *p != '\n' && *p != '\r') {
+        if (*p == ' ' || *p == '\t') {
+            if (!spaced) {
+                return false;
+            }
+            ++p;
+            continue;
+        }
+        const int high = HexDigit(p[0]);
+        const int low = high >= 0 ? HexDigit(p[1]) : -1;
+        if (low < 0 || frame.length >= sizeof frame.data) {
+            return false;
+        }
+        frame.data[frame.length++] = static_cast<unsigned char>(high << 4 | low);
+        p += 2;
+    }
+    return true;
+}
+
+// One log line into a frame; false when it is not one.
+bool ParseLine(const std::string& line, Frame& frame) {
+    std::size_t at = 0;
+    const auto skipBlanks = [&] {
+        while (at < line.size() && (line[at] == ' ' || line[at] == '\t')) {
+            ++at;
+        }
+    };
+    const auto word = [&] {
+        skipBlanks();
+        const std::size_t start = at;
+        while (at < line.size() && line[at] != ' ' && line[at] != '\t' && line[at] != '\r') {
+            ++at;
+        }
+        return line.substr(start, at - start);
+    };
+    frame.time.clear();
+    skipBlanks();
+    if (at < line.size() && line[at] == '(') {
+        const std::size_t close = line.find(')', at);
+        if (close == std::string::npos) {
+            return false;
+        }
+        frame.time = line.substr(at + 1, close - at - 1);
+        at = close + 1;
+    }
+    const std::string interface = word();
+    const std::string next = word();
+    if (interface.empty() || next.empty()) {
+        return false;
+    }
+    const std::size_t hash = next.find('#');
+    if (hash != std::string::npos) {  // file form: ID#DATA, ID##FDATA, ID#R
+        if (!ParseId(next.substr(0, hash), frame)) {
+            return false;
+        }
+        std::string data = next.substr(hash + 1);
+        if (!data.empty() && data[0] == '#') {
+            data = data.size() >= 2 ? data.substr(2) : std::string();  // FD flags nibble
+        } else if (!data.empty() && (data[0] == 'R' || data[0] == 'r')) {
+            frame.length = 0;
+            return true;
+        }
+        return ParseBytes(data.c_str(), false, frame);
+    }
+    // Screen form: ID [LEN] BYTES...
+    if (!ParseId(next, frame)) {
+        return false;
+    }
+    skipBlanks();
+    if (at >= line.size() || line[at] != '[') {
+        return false;
+    }
+    const std::size_t close = line.find(']', at);
+    if (close == std::string::npos) {
+        return false;
+    }
+    const unsigned long length = std::strtoul(line.c_str() + at + 1, nullptr, 10);
+    if (!ParseBytes(line.c_str() + close + 1, true, frame)) {
+        return false;
+    }
+    return frame.length == length;
+}
+
+// A number with the 10 significant digits a database file's scaling
+// supports.
+std::string Number(double value) {
+    char text[40];
+    const std::to_chars_result written =
+        std::to_chars(text, text + sizeof text, value, std::chars_format::general, 10);
+    return std::string(text, written.ptr);
+}
+
+std::string JsonText(const std::string& text) {
+    std::string quoted = "\"";
+    for (const char c : text) {
+        if (c == '"' || c == '\\') {
+            quoted += '\\';
+            quoted += c;
+        } else if (static_cast<unsigned char>(c) < 0x20) {
+            char escape[8];
+            std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned char>(c));
+            quoted += escape;
+        } else {
+            quoted += c;
+        }
+    }
+    return quoted + "\"";
+}
+
+class Decoder {
+public:
+    Decoder(const TavloManager& manager, const char* db, bool json)
+        : manager_(manager), json_(json) {
+        for (auto it = manager.GetMessageIterator(db); !it.AtEnd(); ++it) {
+            const unsigned int id = (*it)->id;
+            messages_.emplace(id, *it);
+        }
+    }
+
+    void Print(const Frame& frame, std::string& out) const {
+        out.clear();
+        const auto found = messages_.find(frame.id);
+        const msgblk* message = found != messages_.end() ? found->second : nullptr;
+        if (json_) {
+            out += "{\"time\":" + (frame.time.empty() ? std::string("null") : frame.time);
+            out += ",\"id\":\"" + frame.idText + "\"";
+            out += ",\"message\":" + (message != nullptr ? JsonText(MessageName(*message)) : "null");
+        } else {
+            out += frame.time.empty() ? std::string("-") : "(" + frame.time + ")";
+            out += ' ';
+            out += frame.idText;
+            out += ' ';
+            out += message != nullptr ? MessageName(*message) : std::string("unknown");
+        }
+        if (message == nullptr) {
+            std::string bytes;
+            for (unsigned int i = 0; i < frame.length; ++i) {
+                char pair[4];
+                std::snprintf(pair, sizeof pair, "%02X", frame.data[i]);
+                bytes += pair;
+            }
+            out += json_ ? ",\"data\":\"" + bytes + "\"}\n" : "  " + bytes + "\n";
+            return;
+        }
+        if (json_) {
+            out += ",\"signals\":[";
+        }
+        bool first = true;
+        for (const sigblk* s = message->signals; s != nullptr; s = s->next) {
+            if (!manager_.CheckSignalModeValue(frame.data, *s, *message)) {
+                continue;
+            }
+            double physical = 0;
+            manager_.GetSignalPhysicalValue(frame.data, *s, *message, physical);
+            unsigned int raw = 0;
+            manager_.GetSignalRawValue(frame.data, *s, *message, raw);
+            const char* description =
+                s->value_descriptions != nullptr
+                    ? manager_.GetValueDescription(*s, static_cast<long>(static_cast<int>(raw)))
+                    : nullptr;
+            if (json_) {
+                out += first ? "" : ",";
+                out += "{\"name\":" + JsonText(SignalName(*s)) + ",\"value\":" +
+                       Number(physical) + ",\"unit\":" + JsonText(s->unit);
+                if (description != nullptr) {
+                    out += ",\"description\":" + JsonText(description);
+                }
+                out += "}";
+            } else {
+                out += "  ";
+                out += SignalName(*s);
+                out += '=';
+                out += Number(physical);
+                if (s->unit[0] != '\0') {
+                    out += ' ';
+                    out += s->unit;
+                }
+                if (description != nullptr) {
+                    out += " \"";
+                    out += description;
+                    out += '"';
+                }
+            }
+            first = false;
+        }
+        out += json_ ? "]}\n" : "\n";
+    }
+
+private:
+    const TavloManager& manager_;
+    bool json_;
+    std::unordered_map<unsigned int, const msgblk*> messages_;
+};
+
+int Decode(const std::vector<std::string>& args) {
+    bool json = false;
+    std::vector<std::string> files;
+    for (std::size_t i = 0; i < args.size(); ++i) {
+        if (args[i] == "--format" && i + 1 < args.size()) {
+            const std::string& format = args[++i];
+            if (format != "json" && format != "text") {
+                std::fprintf(stderr, "tavlo decode: unknown format '%s'\n", format.c_str());
+                return kUsage;
+            }
+            json = format == "json";
+        } else {
+            files.push_back(args[i]);
+        }
+    }
+    if (files.empty()) {
+        std::fputs(kDecodeHelp, stderr);
+        return kUsage;
+    }
+    const std::string& path = files[0];
+    tavlo_root_t check{};
+    const bool readable = Read(path, check);
+    TAVLO_FREE_ROOT(&check);
+    if (!readable) {
+        return kFailed;
+    }
+    TavloManager manager(static_cast<void*>(nullptr));
+    const char* db = nullptr;
+    if (manager.OpenDatabase(path.c_str(), &db, "Decoded", 0) != TAVLO_STATUS_OK) {
+        std::fprintf(stderr, "%s: cannot be opened\n", path.c_str());
+        return kFailed;
+    }
+    gShown.clear();
+    const Decoder decoder(manager, db, json);
+    std::vector<std::string> logs(files.begin() + 1, files.end());
+    if (logs.empty()) {
+        logs.push_back("-");
+    }
+    const bool progress = isatty(fileno(stderr)) != 0;
+    int status = kOk;
+    std::string line;
+    std::string out;
+    Frame frame;
+    for (const std::string& log : logs) {
+        std::FILE* in = log == "-" ? stdin : std::fopen(log.c_str(), "r");
+        const std::string name = log == "-" ? "<standard input>" : log;
+        if (in == nullptr) {
+            std::fprintf(stderr, "%s: cannot be read\n", name.c_str());
+            status = kFailed;
+            continue;
+        }
+        char buffer[4096];
+        unsigned long lineNumber = 0;
+        while (std::fgets(buffer, sizeof buffer, in) != nullptr) {
+            ++lineNumber;
+            line.assign(buffer);
+            while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) {
+                line.pop_back();
+            }
+            if (line.find_first_not_of(" \t") == std::string::npos) {
+                continue;
+            }
+            if (!ParseLine(line, frame)) {
+                std::fprintf(stderr, "%s:%lu: not a CAN frame: %s\n", name.c_str(), lineNumber,
+                             line.c_str());
+                status = kFailed;
+                continue;
+            }
+            decoder.Print(frame, out);
+            std::fwrite(out.data(), 1, out.size(), stdout);
+            if (progress && lineNumber % 100000 == 0) {
+                std::fprintf(stderr, "\r%s: %lu lines", name.c_str(), lineNumber);
+            }
+        }
+        if (progress && lineNumber >= 100000) {
+            std::fprintf(stderr, "\r%s: %lu lines\n", name.c_str(), lineNumber);
+        }
+        if (in != stdin) {
+            std::fclose(in);
+        }
+    }
+    return status;
+}
+
 struct Subcommand {
     const char* name;
     int (*run)(const std::vector<std::string>&);
@@ -521,10 +851,12 @@ const Subcommand kSubcommands[] = {
     {"format", &Format, kFormatHelp},
     {"show", &Show, kShowHelp},
     {"encode", &Encode, kEncodeHelp},
+    {"decode", &Decode, kDecodeHelp},
 };
 
 void Usage(std::FILE* to) {
     std::fputs("usage: tavlo SUBCOMMAND [ARGS...]\n\nSubcommands:\n", to);
+    std::fputs("  decode DB [LOG...]   decode candump logs (or standard input)\n", to);
     std::fputs("  check DB...          read database files and report their errors\n", to);
     std::fputs("  info DB              version, counts of objects, database attributes\n", to);
     std::fputs("  format IN [OUT]      write a database file in canonical form\n", to);

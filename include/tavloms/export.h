@@ -18,6 +18,16 @@
 #  define TAVLO_API __attribute__((visibility("default")))
 #endif
 
+/* Types declared between these two are visible outside the library, so that
+ * templates instantiated over them (the iterators) are exported too. */
+#if !defined(_WIN32) && (defined(__GNUC__) || defined(__clang__))
+#  define TAVLO_BEGIN_VISIBLE _Pragma("GCC visibility push(default)")
+#  define TAVLO_END_VISIBLE _Pragma("GCC visibility pop")
+#else
+#  define TAVLO_BEGIN_VISIBLE
+#  define TAVLO_END_VISIBLE
+#endif
+
 #ifdef __cplusplus
 #  define TAVLO_BEGIN_C extern "C" {
 #  define TAVLO_END_C }

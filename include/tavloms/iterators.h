@@ -20,6 +20,8 @@
 
 #ifdef __cplusplus
 
+TAVLO_BEGIN_VISIBLE
+
 class TavloManager;
 class TavloDatabase;
 struct DbListNode;
@@ -262,6 +264,8 @@ public:
         return TavloForwardIterator<TavloDatabaseNameIterator>(*this);
     }
 };
+
+TAVLO_END_VISIBLE
 
 #endif /* __cplusplus */
 

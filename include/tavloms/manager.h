@@ -21,6 +21,8 @@
 
 #include <cstddef>
 
+TAVLO_BEGIN_VISIBLE
+
 /* Status values of the class interface. */
 enum : unsigned int {
     TAVLO_STATUS_OK = 0,
@@ -821,6 +823,8 @@ public:
 private:
     using TavloLock::TavloLock;
 };
+
+TAVLO_END_VISIBLE
 
 #endif /* __cplusplus */
 

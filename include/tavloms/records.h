@@ -55,6 +55,7 @@ typedef enum tavlo_obj_t {
 #define TAVLO_ENV_STRING 2u
 #define TAVLO_ENV_DATA 3u
 
+TAVLO_BEGIN_VISIBLE
 #pragma pack(push, 1)
 
 /* An 8-byte attribute value: an f64 for INT, FLOAT, HEX and ENUM (the
@@ -283,5 +284,6 @@ typedef struct tavlo_root_t {
     sigtype* sig_types;
     valtable* value_tables;
 } tavlo_root_t;
+TAVLO_END_VISIBLE
 
 #endif /* TAVLOMS_RECORDS_H */

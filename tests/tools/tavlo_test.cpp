@@ -4,6 +4,7 @@
 
 #include <sys/wait.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 
@@ -164,6 +165,64 @@ TEST(TavloCommand, TheExampleVehicleDatabaseIsClean) {
     std::remove(twice.c_str());
 }
 
+TEST(TavloCommand, DecodeBothLogFormsKnownAndUnknownFrames) {
+    const std::string db = std::string(TAVLOMS_MANAGER_DATA_DIR) + "/powertrain.dbc";
+    const std::string log = TestFilePath(".log");
+    {
+        std::FILE* out = std::fopen(log.c_str(), "w");
+        ASSERT_NE(out, nullptr);
+        std::fputs("(1600000000.000100) can0 100#A00F022103000000\n"
+                   "  can0  200   [2]  05 00\n"
+                   "(1600000000.000300) can0 00000300#07\n"
+                   "(1600000000.000400) can0 555#0102\n"
+                   "this is not a frame\n"
+                   "(1600000000.000500) can0 100#A00F020003000000\n",
+                   out);
+        std::fclose(out);
+    }
+    const Outcome text = Tavlo("decode " + db + " " + log);
+    EXPECT_EQ(text.status, 1);  // the bad line
+    EXPECT_EQ(text.err, log + ":5: not a CAN frame: this is not a frame\n");
+    // Multiplexing honoured: Mux 1 shows OilLevel, Mux 0 OilPressure.
+    EXPECT_EQ(text.out,
+              "(1600000000.000100) 100 EngineData  EngineSpeed=1000 rpm  EngineTemp=-38 degC "
+              "\"Hot\"  Mux=1  OilLevel=50 %  StatusWithAVeryLongSignalNameAb1=0  "
+              "StatusWithAVeryLongSignalNameAb2=0\n"
+              "- 200 GearData  Gear=5\n"
+              "(1600000000.000300) 00000300 ExtendedData  Counter=7\n"
+              "(1600000000.000400) 555 unknown  0102\n"
+              "(1600000000.000500) 100 EngineData  EngineSpeed=1000 rpm  EngineTemp=-38 degC "
+              "\"Hot\"  Mux=0  OilPressure=48 kPa  StatusWithAVeryLongSignalNameAb1=0  "
+              "StatusWithAVeryLongSignalNameAb2=0\n");
+    const Outcome json = Tavlo("decode --format json " + db + " " + log);
+    EXPECT_NE(json.out.find("{\"time\":1600000000.000400,\"id\":\"555\",\"message\":null,"
+                            "\"data\":\"0102\"}\n"),
+              std::string::npos)
+        << json.out;
+    EXPECT_NE(json.out.find("{\"name\":\"EngineTemp\",\"value\":-38,\"unit\":\"degC\","
+                            "\"description\":\"Hot\"}"),
+              std::string::npos)
+        << json.out;
+    // Standard input when no log is named.
+    const Outcome piped = Tavlo("decode " + db + " < " + log);
+    EXPECT_EQ(piped.out, text.out);
+    std::remove(log.c_str());
+    EXPECT_EQ(Tavlo("decode --format xml " + db).status, 2);
+}
+
+TEST(TavloCommand, DecodeTheExampleLog) {
+    const std::string examples = TAVLOMS_EXAMPLES_DIR;
+    const Outcome run = Tavlo("decode " + examples + "/vehicle.dbc " + examples + "/vehicle.log");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.err, "");
+    std::size_t lines = 0;
+    for (const char c : run.out) {
+        lines += c == '\n' ? 1 : 0;
+    }
+    EXPECT_EQ(lines, 3000u);
+    EXPECT_NE(run.out.find(" unknown "), std::string::npos);  // 0x555 is not in the database
+}
+
 TEST(TavloCommand, UsageErrorsAndHelp) {
     struct Case {
         const char* arguments;
@@ -182,6 +241,8 @@ TEST(TavloCommand, UsageErrorsAndHelp) {
         {"format --in-place a.dbc b.dbc", 2, nullptr, "usage: tavlo format IN [OUT]"},
         {"show", 2, nullptr, "usage: tavlo show DB [MESSAGE]"},
         {"encode a.dbc", 2, nullptr, "usage: tavlo encode DB MESSAGE NAME=VALUE..."},
+        {"decode", 2, nullptr, "usage: tavlo decode"},
+        {"decode --help", 0, "usage: tavlo decode", nullptr},
     };
     for (const Case& c : cases) {
         const Outcome run = Tavlo(c.arguments);
