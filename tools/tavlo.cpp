@@ -97,6 +97,26 @@ bool Read(const std::string& path, tavlo_root_t& root) {
     return read;
 }
 
+// Opens a database file in a manager for the subcommands that work through
+// one. A manager keeps what a failed read left without saying so, so the
+// file is read once on its own first to learn whether it reads cleanly; its
+// messages are shown then, not a second time.
+bool OpenChecked(const std::string& path, TavloManager& manager, const char*& db) {
+    tavlo_root_t check{};
+    const bool readable = Read(path, check);
+    TAVLO_FREE_ROOT(&check);
+    if (!readable) {
+        return false;
+    }
+    const unsigned int status = manager.OpenDatabase(path.c_str(), &db, "Opened", 0);
+    gShown.clear();
+    if (status != TAVLO_STATUS_OK) {
+        std::fprintf(stderr, "%s: cannot be opened\n", path.c_str());
+        return false;
+    }
+    return true;
+}
+
 template <class T>
 unsigned int Length(const T* list) {
     unsigned int n = 0;
@@ -428,19 +448,11 @@ int Encode(const std::vector<std::string>& args) {
         return kUsage;
     }
     const std::string& path = args[0];
-    tavlo_root_t check{};
-    const bool readable = Read(path, check);
-    TAVLO_FREE_ROOT(&check);
-    if (!readable) {
-        return kFailed;
-    }
     TavloManager manager(static_cast<void*>(nullptr));
     const char* db = nullptr;
-    if (manager.OpenDatabase(path.c_str(), &db, "Encoded", 0) != TAVLO_STATUS_OK) {
-        std::fprintf(stderr, "%s: cannot be opened\n", path.c_str());
+    if (!OpenChecked(path, manager, db)) {
         return kFailed;
     }
-    FlushMessages();
     const msgblk* message = manager.GetMessage(args[1].c_str(), db);
     if (message == nullptr) {
         char* end = nullptr;
@@ -775,19 +787,11 @@ int Decode(const std::vector<std::string>& args) {
         return kUsage;
     }
     const std::string& path = files[0];
-    tavlo_root_t check{};
-    const bool readable = Read(path, check);
-    TAVLO_FREE_ROOT(&check);
-    if (!readable) {
-        return kFailed;
-    }
     TavloManager manager(static_cast<void*>(nullptr));
     const char* db = nullptr;
-    if (manager.OpenDatabase(path.c_str(), &db, "Decoded", 0) != TAVLO_STATUS_OK) {
-        std::fprintf(stderr, "%s: cannot be opened\n", path.c_str());
+    if (!OpenChecked(path, manager, db)) {
         return kFailed;
     }
-    gShown.clear();
     const Decoder decoder(manager, db, json);
     std::vector<std::string> logs(files.begin() + 1, files.end());
     if (logs.empty()) {
