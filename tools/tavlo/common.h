@@ -1,0 +1,70 @@
+// tools/tavlo/common.h: what the subcommands of the tavlo command share:
+// exit statuses, the library's messages on standard error, reading a
+// database file, the names other tools keep in attributes, and number and
+// JSON text formatting. The command uses only the library's public interface.
+#pragma once
+
+#include <cstdio>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <tavloms/tavloms.h>
+
+namespace tavlo::tool {
+
+constexpr int kOk = 0;
+constexpr int kFailed = 1;
+constexpr int kUsage = 2;
+
+// Identifiers as the database keeps them: bit 31 marks an extended one.
+constexpr unsigned int kExtendedFlag = 0x80000000u;
+
+using Arguments = std::vector<std::string>;
+
+// The message box hook: the library's messages are collected while a file
+// is worked on and printed by FlushMessages as "<file>: <text>", a message
+// repeated on many lines once with its count.
+int CollectMessage(const char* text, const char* caption, unsigned int style);
+// Names the file the next messages belong to.
+void SetMessageFile(const std::string& path);
+// Prints the collected messages; how many lines it printed.
+std::size_t FlushMessages();
+// Drops the collected messages unprinted.
+void DropMessages();
+
+// Reads path into root; false when the read failed (its message shown).
+// The caller frees root with TAVLO_FREE_ROOT either way.
+bool Read(const std::string& path, tavlo_root_t& root);
+
+// Opens a database file in a manager; false (with the reason shown) when it
+// does not read cleanly or cannot be opened.
+bool OpenChecked(const std::string& path, TavloManager& manager, const char*& db);
+
+template <class T>
+unsigned int Length(const T* list) {
+    unsigned int n = 0;
+    for (; list != nullptr; list = list->next) {
+        ++n;
+    }
+    return n;
+}
+
+// Names as other tools keep them when they are longer than 32 characters:
+// in a string attribute of the object, else the record's own name.
+std::string MessageName(const msgblk& message);
+std::string SignalName(const sigblk& signal);
+
+// "0x123" or "0x12345678 (extended)".
+std::string Identifier(unsigned int id);
+
+// Appends a number with the 10 significant digits a database file's scaling
+// supports.
+void AppendNumber(std::string& out, double value);
+std::string Number(double value);
+
+// Appends text as a JSON string.
+void AppendJsonText(std::string& out, std::string_view text);
+std::string JsonText(std::string_view text);
+
+}  // namespace tavlo::tool

@@ -1,0 +1,299 @@
+// tools/tavlo/inspect.cpp: the subcommands that look at a database file:
+// check (its first error), info (counts and attributes), format (canonical
+// form) and show (messages, signals and one message's bit layout).
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "commands.h"
+
+namespace tavlo::tool {
+namespace {
+
+const char kCheckHelp[] =
+    "usage: tavlo check DB...\n"
+    "Reads each database file and reports the first error of each, as the\n"
+    "library composes it, after the file name. Exit status 1 if any failed.\n";
+
+int Check(const Arguments& args) {
+    if (args.empty()) {
+        std::fputs(kCheckHelp, stderr);
+        return kUsage;
+    }
+    int status = kOk;
+    for (const std::string& path : args) {
+        tavlo_root_t root{};
+        const bool read = Read(path, root);
+        TAVLO_FREE_ROOT(&root);
+        if (read) {
+            std::printf("%s: OK\n", path.c_str());
+        } else {
+            status = kFailed;
+        }
+    }
+    return status;
+}
+
+const char kInfoHelp[] =
+    "usage: tavlo info DB\n"
+    "Prints the version string, the number of objects of every kind and the\n"
+    "database's own attribute values.\n";
+
+int Info(const Arguments& args) {
+    if (args.size() != 1) {
+        std::fputs(kInfoHelp, stderr);
+        return kUsage;
+    }
+    tavlo_root_t root{};
+    if (!Read(args[0], root)) {
+        TAVLO_FREE_ROOT(&root);
+        return kFailed;
+    }
+    unsigned int signals = 0;
+    for (const msgblk* m = root.messages; m != nullptr; m = m->next) {
+        signals += Length<sigblk>(m->signals);
+    }
+    std::printf("file:                  %s\n", args[0].c_str());
+    std::printf("version:               \"%s\"\n", root.version != nullptr ? root.version : "");
+    std::printf("nodes:                 %u\n", Length<symblk>(root.nodes));
+    std::printf("messages:              %u\n", Length<msgblk>(root.messages));
+    std::printf("signals:               %u\n", signals);
+    std::printf("environment variables: %u\n", Length<env_var_blk>(root.envvars));
+    std::printf("value tables:          %u\n", Length<valtable>(root.value_tables));
+    std::printf("signal types:          %u\n", Length<sigtype>(root.sig_types));
+    std::printf("categories:            %u\n", Length<cat>(root.categories));
+    std::printf("bit timings:           %u\n", Length<btlblk>(root.bit_timings));
+    std::printf("attribute definitions: %u\n", Length<attr_def>(root.attr_defs));
+    for (const attr* value = root.db_attrs; value != nullptr; value = value->next) {
+        const attr_def* def = value->def;
+        if (def == nullptr) {
+            continue;
+        }
+        const unsigned int type = def->value_type;
+        if (type == TAVLO_ATTR_STRING) {
+            const char* text = value->value.text;
+            std::printf("attribute %s:  \"%s\"\n", def->name, text != nullptr ? text : "");
+        } else {
+            const double number = value->value.number;
+            std::printf("attribute %s:  %.17g\n", def->name, number);
+        }
+    }
+    TAVLO_FREE_ROOT(&root);
+    return kOk;
+}
+
+const char kFormatHelp[] =
+    "usage: tavlo format IN [OUT]\n"
+    "       tavlo format --in-place IN\n"
+    "Reads a database file and writes it in canonical form: to OUT, to\n"
+    "standard output without OUT, or back to IN with --in-place.\n";
+
+bool CopyToStdout(const std::string& path) {
+    std::FILE* in = std::fopen(path.c_str(), "rb");
+    if (in == nullptr) {
+        return false;
+    }
+    char block[1 << 16];
+    std::size_t n = 0;
+    while ((n = std::fread(block, 1, sizeof block, in)) > 0) {
+        std::fwrite(block, 1, n, stdout);
+    }
+    std::fclose(in);
+    return true;
+}
+
+int Format(const Arguments& args) {
+    bool inPlace = false;
+    std::vector<std::string> files;
+    for (const std::string& arg : args) {
+        if (arg == "--in-place") {
+            inPlace = true;
+        } else {
+            files.push_back(arg);
+        }
+    }
+    if (files.empty() || files.size() > 2 || (inPlace && files.size() != 1)) {
+        std::fputs(kFormatHelp, stderr);
+        return kUsage;
+    }
+    const std::string& in = files[0];
+    if (files.size() == 2 && files[1] == in) {
+        std::fprintf(stderr, "tavlo format: %s: writing a file over itself needs --in-place\n",
+                     in.c_str());
+        return kUsage;
+    }
+    tavlo_root_t root{};
+    if (!Read(in, root)) {
+        TAVLO_FREE_ROOT(&root);
+        return kFailed;
+    }
+    const bool toStdout = files.size() == 1 && !inPlace;
+    const std::string out = inPlace ? in : toStdout ? in + ".tavlo-format.tmp" : files[1];
+    SetMessageFile(out);
+    const unsigned int written =
+        TAVLO_WRITE(out.c_str(), root.nodes, root.messages, root.envvars, root.bit_timings,
+                    root.attr_defs, root.db_attrs, root.categories, root.filter, root.comment,
+                    root.version, root.sig_types, root.value_tables);
+    FlushMessages();
+    TAVLO_FREE_ROOT(&root);
+    if (written != 0) {
+        std::fprintf(stderr, "tavlo format: %s: cannot be written\n", out.c_str());
+        std::remove(toStdout ? out.c_str() : "");
+        return kFailed;
+    }
+    if (toStdout) {
+        const bool copied = CopyToStdout(out);
+        std::remove(out.c_str());
+        return copied ? kOk : kFailed;
+    }
+    return kOk;
+}
+
+const char kShowHelp[] =
+    "usage: tavlo show DB [MESSAGE]\n"
+    "Lists the messages with identifier, length, transmitter and signals\n"
+    "(start bit, length, byte order, sign, factor, offset, range, unit,\n"
+    "receivers, multiplexing). For one message (by name or identifier) it\n"
+    "also draws which bits of the frame belong to which signal.\n";
+
+// The frame bit (byte * 8 + bit in byte) of the i-th bit of a signal,
+// counted from its least significant bit; -1 before the frame.
+int FrameBit(const sigblk& signal, unsigned int i) {
+    const unsigned int start = signal.start_bit;
+    const unsigned int flags = signal.flags;
+    if ((flags & TAVLO_SIG_MOTOROLA) == 0) {
+        return static_cast<int>(start + i);
+    }
+    const unsigned int length = signal.length;
+    const int lsb = static_cast<int>((start ^ 7u) + length - 1);
+    const int linear = lsb - static_cast<int>(i);
+    return linear < 0 ? -1 : linear / 8 * 8 + 7 - linear % 8;
+}
+
+void PrintSignal(const sigblk& signal) {
+    const unsigned int flags = signal.flags;
+    const unsigned int start = signal.start_bit;
+    const unsigned int length = signal.length;
+    const double factor = signal.factor;
+    const double offset = signal.offset;
+    const double minimum = signal.minimum;
+    const double maximum = signal.maximum;
+    const unsigned int valueType = signal.value_type;
+    std::string receivers;
+    for (const rxblk* r = signal.receivers; r != nullptr; r = r->next) {
+        const symblk* node = r->symbol;
+        receivers += receivers.empty() ? "" : ", ";
+        receivers += node != nullptr ? node->name : "-";
+    }
+    std::string multiplexing;
+    if ((flags & TAVLO_SIG_MODE) != 0) {
+        multiplexing = "  multiplexer";
+    }
+    if ((flags & TAVLO_SIG_MULTIPLEXED) != 0) {
+        const unsigned int mode = signal.mode_value;
+        multiplexing += "  when multiplexer = " + std::to_string(mode);
+    }
+    const char* sign = valueType == TAVLO_VALUE_FLOAT    ? "float"
+                       : valueType == TAVLO_VALUE_DOUBLE ? "double"
+                       : (flags & TAVLO_SIG_SIGNED) != 0 ? "signed"
+                                                         : "unsigned";
+    std::printf("  %-32s %3u|%-2u %-8s %-8s (%.10g, %.10g) [%.10g .. %.10g] \"%s\"%s%s%s\n",
+                SignalName(signal).c_str(), start, length,
+                (flags & TAVLO_SIG_MOTOROLA) != 0 ? "Motorola" : "Intel", sign, factor, offset,
+                minimum, maximum, signal.unit, receivers.empty() ? "" : "  -> ",
+                receivers.c_str(), multiplexing.c_str());
+}
+
+// Which signal each bit of the frame belongs to, byte by byte, most
+// significant bit first; signals are lettered in their order.
+void DrawLayout(const msgblk& message) {
+    const unsigned int dlc = message.dlc;
+    const unsigned int bytes = dlc > 0 ? dlc : 8;
+    std::vector<char> owner(bytes * 8, '.');
+    std::vector<std::string> legend;
+    char letter = 'A';
+    for (const sigblk* s = message.signals; s != nullptr; s = s->next) {
+        const unsigned int length = s->length;
+        for (unsigned int i = 0; i < length; ++i) {
+            const int bit = FrameBit(*s, i);
+            if (bit < 0 || static_cast<unsigned int>(bit) >= owner.size()) {
+                continue;
+            }
+            // Signals that share bits (multiplexed ones) are marked '*'.
+            owner[bit] = owner[bit] == '.' ? letter : '*';
+        }
+        legend.push_back(std::string(1, letter) + " = " + SignalName(*s));
+        letter = letter == 'Z' ? 'a' : letter == 'z' ? '#' : static_cast<char>(letter + 1);
+    }
+    std::printf("\n         bit 7 6 5 4 3 2 1 0\n");
+    for (unsigned int byte = 0; byte < bytes; ++byte) {
+        std::printf("  byte %2u     ", byte);
+        for (int bit = 7; bit >= 0; --bit) {
+            std::printf("%c%s", owner[byte * 8 + bit], bit > 0 ? " " : "\n");
+        }
+    }
+    std::printf("\n");
+    for (const std::string& line : legend) {
+        std::printf("  %s\n", line.c_str());
+    }
+    std::printf("  * = more than one signal (multiplexed)\n");
+}
+
+int Show(const Arguments& args) {
+    if (args.empty() || args.size() > 2) {
+        std::fputs(kShowHelp, stderr);
+        return kUsage;
+    }
+    tavlo_root_t root{};
+    if (!Read(args[0], root)) {
+        TAVLO_FREE_ROOT(&root);
+        return kFailed;
+    }
+    int status = kOk;
+    bool found = false;
+    for (const msgblk* m = root.messages; m != nullptr; m = m->next) {
+        const unsigned int id = m->id;
+        if (args.size() == 2) {
+            char* end = nullptr;
+            const unsigned long asNumber = std::strtoul(args[1].c_str(), &end, 0);
+            const bool byId = end != nullptr && *end == '\0' &&
+                              (asNumber == id || (asNumber | kExtendedFlag) == id);
+            if (!byId && MessageName(*m) != args[1] && args[1] != m->name) {
+                continue;
+            }
+        }
+        found = true;
+        const symblk* transmitter = m->transmitter;
+        const unsigned int dlc = m->dlc;
+        std::printf("%s  %s  %u bytes  from %s\n", MessageName(*m).c_str(),
+                    Identifier(id).c_str(), dlc,
+                    transmitter != nullptr ? transmitter->name : "-");
+        for (const sigblk* s = m->signals; s != nullptr; s = s->next) {
+            PrintSignal(*s);
+        }
+        if (args.size() == 2) {
+            DrawLayout(*m);
+            break;
+        }
+    }
+    if (args.size() == 2 && !found) {
+        std::fprintf(stderr, "%s: no message %s\n", args[0].c_str(), args[1].c_str());
+        status = kFailed;
+    }
+    TAVLO_FREE_ROOT(&root);
+    return status;
+}
+
+}  // namespace
+
+const Subcommand kCheck{"check", "DB...", "read database files and report their errors", &Check,
+                        kCheckHelp};
+const Subcommand kInfo{"info", "DB", "version, counts of objects, database attributes", &Info,
+                       kInfoHelp};
+const Subcommand kFormat{"format", "IN [OUT]", "write a database file in canonical form",
+                         &Format, kFormatHelp};
+const Subcommand kShow{"show", "DB [MESSAGE]", "messages and signals; one message's bit layout",
+                       &Show, kShowHelp};
+
+}  // namespace tavlo::tool
