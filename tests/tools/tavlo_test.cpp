@@ -2,39 +2,14 @@
 // database files good and bad: what it prints, where, and its exit status.
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
-
 #include <cstdio>
-#include <cstdlib>
 #include <string>
 
 #include "support/read_database.h"
+#include "tools/run_tavlo.h"
 
 namespace tavlo::test {
 namespace {
-
-struct Outcome {
-    int status;
-    std::string out;
-    std::string err;
-};
-
-// Runs the command with arguments (shell-quoted by the caller).
-Outcome Tavlo(const std::string& arguments) {
-    const std::string out = TestFilePath(".out");
-    const std::string err = TestFilePath(".err");
-    const std::string command = std::string(TAVLO_COMMAND) + " " + arguments + " >" + out +
-                                " 2>" + err;
-    const int raw = std::system(command.c_str());
-    Outcome run{WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, FileContent(out), FileContent(err)};
-    std::remove(out.c_str());
-    std::remove(err.c_str());
-    return run;
-}
-
-std::string Corpus(const std::string& name) {
-    return std::string(TAVLOMS_CORPUS_DIR) + "/" + name;
-}
 
 TEST(TavloCommand, CheckReportsEachFileAndTheFirstErrorAsComposed) {
     const std::string good = Corpus("abs.dbc");
@@ -57,7 +32,7 @@ TEST(TavloCommand, AWarningOnManyLinesIsShownOnceWithItsCount) {
 }
 
 TEST(TavloCommand, InfoCountsEveryKind) {
-    const std::string path = std::string(TAVLOMS_MANAGER_DATA_DIR) + "/powertrain.dbc";
+    const std::string path = ManagerData("powertrain.dbc");
     const Outcome run = Tavlo("info " + path);
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.err, "");
@@ -70,7 +45,7 @@ TEST(TavloCommand, InfoCountsEveryKind) {
 }
 
 TEST(TavloCommand, FormatWritesTheCanonicalForm) {
-    const std::string in = std::string(TAVLOMS_MANAGER_DATA_DIR) + "/body.dbc";
+    const std::string in = ManagerData("body.dbc");
     const std::string out = TestFilePath(".dbc");
     std::remove(out.c_str());
     ASSERT_EQ(Tavlo("format " + in + " " + out).status, 0);
@@ -87,7 +62,7 @@ TEST(TavloCommand, FormatWritesTheCanonicalForm) {
 }
 
 TEST(TavloCommand, ShowListsMessagesAndDrawsOneMessagesBits) {
-    const std::string path = std::string(TAVLOMS_MANAGER_DATA_DIR) + "/powertrain.dbc";
+    const std::string path = ManagerData("powertrain.dbc");
     const Outcome all = Tavlo("show " + path);
     EXPECT_EQ(all.status, 0);
     for (const char* line :
@@ -116,7 +91,7 @@ TEST(TavloCommand, ShowListsMessagesAndDrawsOneMessagesBits) {
 }
 
 TEST(TavloCommand, EncodeBuildsTheFrameFromPhysicalValuesAndDescriptions) {
-    const std::string path = std::string(TAVLOMS_MANAGER_DATA_DIR) + "/powertrain.dbc";
+    const std::string path = ManagerData("powertrain.dbc");
     struct Case {
         const char* arguments;
         int status;
@@ -146,7 +121,7 @@ TEST(TavloCommand, EncodeBuildsTheFrameFromPhysicalValuesAndDescriptions) {
 }
 
 TEST(TavloCommand, TheExampleVehicleDatabaseIsClean) {
-    const std::string path = std::string(TAVLOMS_EXAMPLES_DIR) + "/vehicle.dbc";
+    const std::string path = Example("vehicle.dbc");
     const Outcome check = Tavlo("check " + path);
     EXPECT_EQ(check.status, 0);
     EXPECT_EQ(check.err, "");
@@ -166,7 +141,7 @@ TEST(TavloCommand, TheExampleVehicleDatabaseIsClean) {
 }
 
 TEST(TavloCommand, DecodeBothLogFormsKnownAndUnknownFrames) {
-    const std::string db = std::string(TAVLOMS_MANAGER_DATA_DIR) + "/powertrain.dbc";
+    const std::string db = ManagerData("powertrain.dbc");
     const std::string log = TestFilePath(".log");
     {
         std::FILE* out = std::fopen(log.c_str(), "w");
@@ -211,8 +186,7 @@ TEST(TavloCommand, DecodeBothLogFormsKnownAndUnknownFrames) {
 }
 
 TEST(TavloCommand, DecodeTheExampleLog) {
-    const std::string examples = TAVLOMS_EXAMPLES_DIR;
-    const Outcome run = Tavlo("decode " + examples + "/vehicle.dbc " + examples + "/vehicle.log");
+    const Outcome run = Tavlo("decode " + Example("vehicle.dbc") + " " + Example("vehicle.log"));
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.err, "");
     std::size_t lines = 0;
