@@ -13,8 +13,15 @@ namespace {
 using namespace tavlo::tool;
 
 // In the order the overview lists them.
-const Subcommand* const kSubcommands[] = {&kDecode, &kCheck, &kInfo, &kFormat,
-                                          &kShow,   &kEncode};
+const Subcommand* const kSubcommands[] = {
+    &kDecode,
+    &kCheck,
+    &kInfo,
+    &kFormat,
+    &kShow,
+    &kEncode,
+    &kConvert,
+};
 
 void Usage(std::FILE* to) {
     std::fputs("usage: tavlo SUBCOMMAND [ARGS...]\n\nSubcommands:\n", to);
