@@ -197,6 +197,39 @@ TEST(TavloCommand, DecodeTheExampleLog) {
     EXPECT_NE(run.out.find(" unknown "), std::string::npos);  // 0x555 is not in the database
 }
 
+// Whole outputs kept as files in tests/tools/data: the example log, a log
+// with lines that are not frames (and a remote frame, a frame too short for
+// every signal, FD and screen forms), names kept in long name attributes, a
+// database with a syntax error (its line is one less than the editor's, as
+// the reader counts), and an unknown message to encode.
+TEST(TavloCommand, OutputsMatchTheExpectedFiles) {
+    struct Case {
+        std::string arguments;
+        int status;
+        const char* out;  // expected standard output file, or null for none
+        const char* err;  // expected standard error file, or null for none
+    };
+    const std::string longNames = ToolData("long_names.dbc");
+    const Case cases[] = {
+        {"decode " + Example("vehicle.dbc") + " " + ToolData("vehicle_head.log"), 0,
+         "vehicle_head.out", nullptr},
+        {"decode " + longNames + " " + ToolData("bad.log"), 1, "decode_bad_log.out",
+         "decode_bad_log.err"},
+        {"decode --format json " + longNames + " " + ToolData("bad.log"), 1,
+         "decode_bad_log.json", "decode_bad_log.err"},
+        {"show " + longNames + " BatteryManagementSystemStatus_0123456789", 0,
+         "show_long_names.out", nullptr},
+        {"check " + ToolData("syntax_error.dbc"), 1, nullptr, "check_syntax_error.err"},
+        {"encode " + longNames + " Nope", 1, nullptr, "encode_unknown_message.err"},
+    };
+    for (const Case& c : cases) {
+        const Outcome run = Tavlo(c.arguments);
+        EXPECT_EQ(run.status, c.status) << c.arguments;
+        EXPECT_EQ(run.out, c.out != nullptr ? Expected(c.out) : "") << c.arguments;
+        EXPECT_EQ(run.err, c.err != nullptr ? Expected(c.err) : "") << c.arguments;
+    }
+}
+
 TEST(TavloCommand, UsageErrorsAndHelp) {
     struct Case {
         const char* arguments;

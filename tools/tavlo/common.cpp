@@ -3,6 +3,7 @@
 // subcommands of the tavlo command.
 #include "common.h"
 
+#include <algorithm>
 #include <charconv>
 
 namespace tavlo::tool {
@@ -125,6 +126,26 @@ std::string Identifier(unsigned int id) {
         std::snprintf(text, sizeof text, "0x%03X", id);
     }
     return text;
+}
+
+// The frame bit (byte * 8 + bit in byte) of the i-th bit of a signal,
+// counted from its least significant bit; -1 before the frame.
+int FrameBit(const sigblk& signal, unsigned int i) {
+    const unsigned int start = signal.start_bit;
+    const unsigned int flags = signal.flags;
+    if ((flags & TAVLO_SIG_MOTOROLA) == 0) {
+        return static_cast<int>(start + i);
+    }
+    const unsigned int length = signal.length;
+    const int lsb = static_cast<int>((start ^ 7u) + length - 1);
+    const int linear = lsb - static_cast<int>(i);
+    return linear < 0 ? -1 : linear / 8 * 8 + 7 - linear % 8;
+}
+
+unsigned int BytesNeeded(const sigblk& signal) {
+    const unsigned int length = signal.length;
+    const int last = std::max(FrameBit(signal, 0), FrameBit(signal, length > 0 ? length - 1 : 0));
+    return last < 0 ? 0 : static_cast<unsigned int>(last) / 8 + 1;
 }
 
 void AppendNumber(std::string& out, double value) {

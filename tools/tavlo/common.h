@@ -58,6 +58,12 @@ std::string SignalName(const sigblk& signal);
 // "0x123" or "0x12345678 (extended)".
 std::string Identifier(unsigned int id);
 
+// The frame bit (byte * 8 + bit in byte) of the i-th bit of a signal,
+// counted from its least significant bit; -1 before the frame.
+int FrameBit(const sigblk& signal, unsigned int i);
+// The data bytes a frame needs to carry the whole signal.
+unsigned int BytesNeeded(const sigblk& signal);
+
 // Appends a number with the 10 significant digits a database file's scaling
 // supports.
 void AppendNumber(std::string& out, double value);

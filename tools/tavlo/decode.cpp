@@ -21,8 +21,9 @@ const char kDecodeHelp[] =
     "time, message name and every signal present as name=value, unit and\n"
     "value description; identifiers the database does not know are marked\n"
     "unknown. Extended identifiers (8 hex digits) are matched against the\n"
-    "database's identifiers with bit 31 set. --format json prints one JSON\n"
-    "object per frame.\n";
+    "database's identifiers with bit 31 set. Signals the frame's data does not\n"
+    "reach are left out; remote frames are marked remote. --format json prints\n"
+    "one JSON object per frame.\n";
 
 constexpr std::size_t kOutputBlock = 1 << 16;
 
@@ -31,6 +32,7 @@ struct SignalOutput {
     const sigblk* signal;
     bool multiplexed;       // present only for its multiplexer value
     bool described;         // has value descriptions
+    unsigned int bytes;     // data bytes a frame needs to carry it
     std::string beforeValue;  // "  Name=" or ",{"name":"Name","value":"
     std::string afterValue;   // " unit" or ","unit":"unit""
 };
@@ -39,6 +41,7 @@ struct MessageOutput {
     const msgblk* message;
     std::string name;  // text, or a JSON string
     std::vector<SignalOutput> signals;
+    unsigned int multiplexerBytes;  // data bytes a frame needs to carry the multiplexer
 };
 
 class Decoder {
@@ -87,14 +90,20 @@ public:
             out += json_ ? "\"}\n" : "\n";
             return;
         }
+        if (frame.remote) {
+            out += json_ ? ",\"remote\":true,\"signals\":[]}\n" : "  remote\n";
+            return;
+        }
         if (json_) {
             out += ",\"signals\":[";
         }
         bool first = true;
         for (const SignalOutput& output : message->signals) {
             const sigblk& signal = *output.signal;
-            if (output.multiplexed &&
-                !manager_.CheckSignalModeValue(frame.data, signal, *message->message)) {
+            if (output.bytes > frame.length ||
+                (output.multiplexed &&
+                 (message->multiplexerBytes > frame.length ||
+                  !manager_.CheckSignalModeValue(frame.data, signal, *message->message)))) {
                 continue;
             }
             double physical = 0;
@@ -127,11 +136,14 @@ private:
 
     MessageOutput Prepare(const msgblk& message) const {
         MessageOutput prepared{&message, json_ ? JsonText(MessageName(message)) : MessageName(message),
-                               {}};
+                               {}, 0};
         for (const sigblk* s = message.signals; s != nullptr; s = s->next) {
             const unsigned int flags = s->flags;
+            if ((flags & TAVLO_SIG_MODE) != 0) {
+                prepared.multiplexerBytes = BytesNeeded(*s);
+            }
             SignalOutput output{s, (flags & TAVLO_SIG_MULTIPLEXED) != 0,
-                                s->value_descriptions != nullptr, {}, {}};
+                                s->value_descriptions != nullptr, BytesNeeded(*s), {}, {}};
             if (json_) {
                 output.beforeValue = "{\"name\":" + JsonText(SignalName(*s)) + ",\"value\":";
                 output.afterValue = ",\"unit\":" + JsonText(s->unit);

@@ -157,20 +157,6 @@ const char kShowHelp[] =
     "receivers, multiplexing). For one message (by name or identifier) it\n"
     "also draws which bits of the frame belong to which signal.\n";
 
-// The frame bit (byte * 8 + bit in byte) of the i-th bit of a signal,
-// counted from its least significant bit; -1 before the frame.
-int FrameBit(const sigblk& signal, unsigned int i) {
-    const unsigned int start = signal.start_bit;
-    const unsigned int flags = signal.flags;
-    if ((flags & TAVLO_SIG_MOTOROLA) == 0) {
-        return static_cast<int>(start + i);
-    }
-    const unsigned int length = signal.length;
-    const int lsb = static_cast<int>((start ^ 7u) + length - 1);
-    const int linear = lsb - static_cast<int>(i);
-    return linear < 0 ? -1 : linear / 8 * 8 + 7 - linear % 8;
-}
-
 void PrintSignal(const sigblk& signal) {
     const unsigned int flags = signal.flags;
     const unsigned int start = signal.start_bit;

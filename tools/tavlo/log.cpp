@@ -70,6 +70,8 @@ bool ParseId(std::string_view text, Frame& frame) {
 
 // Hex byte pairs, separated by blanks where spaced.
 bool ParseBytes(std::string_view text, bool spaced, Frame& frame) {
+    // Nothing of an earlier frame may show through a shorter one.
+    std::memset(frame.data, 0, frame.length);
     frame.length = 0;
     std::string_view::size_type at = 0;
     while (at < text.size()) {
@@ -89,6 +91,22 @@ bool ParseBytes(std::string_view text, bool spaced, Frame& frame) {
         at += 2;
     }
     return true;
+}
+
+// Seconds as candump writes them: digits, a point, digits.
+bool IsTime(std::string_view text) {
+    std::string_view::size_type digits = 0;
+    std::string_view::size_type points = 0;
+    for (const char c : text) {
+        if (c >= '0' && c <= '9') {
+            ++digits;
+        } else if (c == '.' && points == 0 && digits > 0) {
+            ++points;
+        } else {
+            return false;
+        }
+    }
+    return digits > 0 && text.back() != '.';
 }
 
 // Lines of a file descriptor, read in large blocks.
@@ -156,12 +174,16 @@ constexpr unsigned long kProgressLines = 100000;
 bool ParseLine(std::string_view line, Frame& frame) {
     std::string_view::size_type at = SkipBlanks(line, 0);
     frame.time = std::string_view();
+    frame.remote = false;
     if (at < line.size() && line[at] == '(') {
         const std::string_view::size_type close = line.find(')', at);
         if (close == std::string_view::npos) {
             return false;
         }
         frame.time = line.substr(at + 1, close - at - 1);
+        if (!IsTime(frame.time)) {
+            return false;
+        }
         at = close + 1;
     }
     const std::string_view interface = Word(line, at);
@@ -181,7 +203,8 @@ bool ParseLine(std::string_view line, Frame& frame) {
             }
             data.remove_prefix(2);
         } else if (!data.empty() && (data[0] == 'R' || data[0] == 'r')) {
-            frame.length = 0;
+            ParseBytes(std::string_view(), false, frame);
+            frame.remote = true;  // possibly with a length digit after the R
             return true;
         }
         return ParseBytes(data, false, frame);

@@ -15,8 +15,9 @@ struct Frame {
     std::string_view time;    // as written, without parentheses; may be empty
     std::string_view idText;  // as written
     unsigned int id = 0;      // as the database keeps it: bit 31 for extended
-    unsigned int length = 0;
-    unsigned char data[64] = {};
+    unsigned int length = 0;  // data bytes received
+    bool remote = false;      // a remote frame: no data
+    unsigned char data[64] = {};  // bytes past length are zero
 };
 
 // One log line into a frame; false when it is not one. The views in frame
