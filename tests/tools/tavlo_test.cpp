@@ -230,6 +230,37 @@ TEST(TavloCommand, OutputsMatchTheExpectedFiles) {
     }
 }
 
+// Progress goes to standard error only when it is a terminal: here a
+// pseudo-terminal made by script(1).
+TEST(TavloCommand, DecodeShowsProgressOnATerminalOnly) {
+    const std::string log = TestFilePath(".log");
+    {
+        std::FILE* out = std::fopen(log.c_str(), "w");
+        ASSERT_NE(out, nullptr);
+        for (int i = 0; i < 250000; ++i) {
+            std::fputs("(1600000000.000100) can0 7FF#01\n", out);
+        }
+        std::fclose(out);
+    }
+    const std::string db = ManagerData("powertrain.dbc");
+    EXPECT_EQ(Tavlo("decode " + db + " " + log).err, "");
+    const std::string command = "script -qec '" + std::string(TAVLO_COMMAND) + " decode " + db +
+                                " " + log + " >/dev/null' /dev/null";
+    std::FILE* terminal = popen(command.c_str(), "r");
+    ASSERT_NE(terminal, nullptr);
+    std::string shown;
+    char block[4096];
+    for (std::size_t n; (n = std::fread(block, 1, sizeof block, terminal)) > 0;) {
+        shown.append(block, n);
+    }
+    EXPECT_EQ(pclose(terminal), 0);
+    EXPECT_NE(shown.find("\r" + log + ": 100000 lines\r" + log + ": 200000 lines"),
+              std::string::npos)
+        << shown;
+    EXPECT_NE(shown.find("\r" + log + ": 250000 lines\r\n"), std::string::npos) << shown;
+    std::remove(log.c_str());
+}
+
 TEST(TavloCommand, UsageErrorsAndHelp) {
     struct Case {
         const char* arguments;
