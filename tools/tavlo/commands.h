@@ -20,5 +20,6 @@ extern const Subcommand kFormat;
 extern const Subcommand kShow;
 extern const Subcommand kEncode;
 extern const Subcommand kDecode;
+extern const Subcommand kDiff;
 
 }  // namespace tavlo::tool

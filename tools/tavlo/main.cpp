@@ -14,7 +14,7 @@ using namespace tavlo::tool;
 
 // In the order the overview lists them.
 const Subcommand* const kSubcommands[] = {&kDecode, &kCheck, &kInfo, &kFormat,
-                                          &kShow,   &kEncode};
+                                          &kShow,   &kEncode, &kDiff};
 
 void Usage(std::FILE* to) {
     std::fputs("usage: tavlo SUBCOMMAND [ARGS...]\n\nSubcommands:\n", to);
