@@ -21,5 +21,6 @@ extern const Subcommand kShow;
 extern const Subcommand kEncode;
 extern const Subcommand kDecode;
 extern const Subcommand kConvert;
+extern const Subcommand kDiff;
 
 }  // namespace tavlo::tool

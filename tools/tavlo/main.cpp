@@ -21,6 +21,7 @@ const Subcommand* const kSubcommands[] = {
     &kShow,
     &kEncode,
     &kConvert,
+    &kDiff,
 };
 
 void Usage(std::FILE* to) {
