@@ -28,7 +28,7 @@ void Usage(std::FILE* to) {
     std::fputs("usage: tavlo SUBCOMMAND [ARGS...]\n\nSubcommands:\n", to);
     for (const Subcommand* subcommand : kSubcommands) {
         const std::string call = std::string(subcommand->name) + " " + subcommand->synopsis;
-        std::fprintf(to, "  %-30s %s\n", call.c_str(), subcommand->summary);
+        std::fprintf(to, "  %-32s %s\n", call.c_str(), subcommand->summary);
     }
     std::fputs("\n'tavlo SUBCOMMAND --help' tells more.\n", to);
 }
