@@ -82,8 +82,20 @@ TEST(TavloCommand, ShowListsMessagesAndDrawsOneMessagesBits) {
                   std::string::npos)
             << key << one.out;
     }
+    // A multiplexed message: one drawing per multiplexer value, each with
+    // the signals present for it (OilPressure D for 0, OilLevel E for 1).
     const Outcome muxed = Tavlo("show " + path + " EngineData");
-    EXPECT_NE(muxed.out.find("  byte  3     * * * * C C C C\n"), std::string::npos) << muxed.out;
+    const std::size_t page0 = muxed.out.find("  multiplexer = 0:\n");
+    const std::size_t page1 = muxed.out.find("  multiplexer = 1:\n");
+    ASSERT_NE(page0, std::string::npos) << muxed.out;
+    ASSERT_NE(page1, std::string::npos) << muxed.out;
+    const std::string bytes3And4[] = {"  byte  3     D D D D C C C C\n  byte  4     . . . . D D D D\n",
+                                      "  byte  3     E E E E C C C C\n  byte  4     . . . . E E E E\n"};
+    const std::size_t drawing0 = muxed.out.find(bytes3And4[0]);
+    const std::size_t drawing1 = muxed.out.find(bytes3And4[1]);
+    EXPECT_TRUE(drawing0 > page0 && drawing0 < page1) << muxed.out;
+    EXPECT_TRUE(drawing1 > page1 && drawing1 != std::string::npos) << muxed.out;
+    EXPECT_EQ(muxed.out.find('*'), std::string::npos) << muxed.out;
     EXPECT_EQ(Tavlo("show " + path + " 0x300").status, 0);  // extended, by its 29 bits
     const Outcome missing = Tavlo("show " + path + " NoSuchMessage");
     EXPECT_EQ(missing.status, 1);

@@ -1,6 +1,7 @@
 // tools/tavlo/inspect.cpp: the subcommands that look at a database file:
 // check (its first error), info (counts and attributes), format (canonical
 // form) and show (messages, signals and one message's bit layout).
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -192,38 +193,71 @@ void PrintSignal(const sigblk& signal) {
 }
 
 // Which signal each bit of the frame belongs to, byte by byte, most
-// significant bit first; signals are lettered in their order.
+// significant bit first; signals are lettered in their order. A multiplexed
+// message gets one drawing per multiplexer value, with the signals present
+// for it; bits claimed by two signals of one drawing are marked '*'.
 void DrawLayout(const msgblk& message) {
     const unsigned int dlc = message.dlc;
     const unsigned int bytes = dlc > 0 ? dlc : 8;
-    std::vector<char> owner(bytes * 8, '.');
-    std::vector<std::string> legend;
-    char letter = 'A';
+    std::vector<const sigblk*> signals;
+    std::vector<unsigned int> pages;  // multiplexer values, in order of appearance
     for (const sigblk* s = message.signals; s != nullptr; s = s->next) {
-        const unsigned int length = s->length;
-        for (unsigned int i = 0; i < length; ++i) {
-            const int bit = FrameBit(*s, i);
-            if (bit < 0 || static_cast<unsigned int>(bit) >= owner.size()) {
+        signals.push_back(s);
+        const unsigned int flags = s->flags;
+        const unsigned int mode = s->mode_value;
+        if ((flags & TAVLO_SIG_MULTIPLEXED) != 0 &&
+            std::find(pages.begin(), pages.end(), mode) == pages.end()) {
+            pages.push_back(mode);
+        }
+    }
+    const auto letterOf = [](std::size_t index) {
+        return index < 26 ? static_cast<char>('A' + index)
+               : index < 52 ? static_cast<char>('a' + index - 26)
+                            : '#';
+    };
+    bool shared = false;
+    const auto draw = [&](bool allPages, unsigned int page) {
+        std::vector<char> owner(bytes * 8, '.');
+        for (std::size_t index = 0; index < signals.size(); ++index) {
+            const sigblk& signal = *signals[index];
+            const unsigned int flags = signal.flags;
+            const unsigned int mode = signal.mode_value;
+            if (!allPages && (flags & TAVLO_SIG_MULTIPLEXED) != 0 && mode != page) {
                 continue;
             }
-            // Signals that share bits (multiplexed ones) are marked '*'.
-            owner[bit] = owner[bit] == '.' ? letter : '*';
+            const unsigned int length = signal.length;
+            for (unsigned int i = 0; i < length; ++i) {
+                const int bit = FrameBit(signal, i);
+                if (bit < 0 || static_cast<unsigned int>(bit) >= owner.size()) {
+                    continue;
+                }
+                shared = shared || owner[bit] != '.';
+                owner[bit] = owner[bit] == '.' ? letterOf(index) : '*';
+            }
         }
-        legend.push_back(std::string(1, letter) + " = " + SignalName(*s));
-        letter = letter == 'Z' ? 'a' : letter == 'z' ? '#' : static_cast<char>(letter + 1);
+        std::printf("         bit 7 6 5 4 3 2 1 0\n");
+        for (unsigned int byte = 0; byte < bytes; ++byte) {
+            std::printf("  byte %2u     ", byte);
+            for (int bit = 7; bit >= 0; --bit) {
+                std::printf("%c%s", owner[byte * 8 + bit], bit > 0 ? " " : "\n");
+            }
+        }
+    };
+    if (pages.empty()) {
+        std::printf("\n");
+        draw(true, 0);
     }
-    std::printf("\n         bit 7 6 5 4 3 2 1 0\n");
-    for (unsigned int byte = 0; byte < bytes; ++byte) {
-        std::printf("  byte %2u     ", byte);
-        for (int bit = 7; bit >= 0; --bit) {
-            std::printf("%c%s", owner[byte * 8 + bit], bit > 0 ? " " : "\n");
-        }
+    for (const unsigned int page : pages) {
+        std::printf("\n  multiplexer = %u:\n", page);
+        draw(false, page);
     }
     std::printf("\n");
-    for (const std::string& line : legend) {
-        std::printf("  %s\n", line.c_str());
+    for (std::size_t index = 0; index < signals.size(); ++index) {
+        std::printf("  %c = %s\n", letterOf(index), SignalName(*signals[index]).c_str());
     }
-    std::printf("  * = more than one signal (multiplexed)\n");
+    if (shared) {
+        std::printf("  * = more than one signal\n");
+    }
 }
 
 int Show(const Arguments& args) {
