@@ -22,5 +22,6 @@ extern const Subcommand kEncode;
 extern const Subcommand kDecode;
 extern const Subcommand kConvert;
 extern const Subcommand kDiff;
+extern const Subcommand kPlot;
 
 }  // namespace tavlo::tool

@@ -22,6 +22,7 @@ const Subcommand* const kSubcommands[] = {
     &kEncode,
     &kConvert,
     &kDiff,
+    &kPlot,
 };
 
 void Usage(std::FILE* to) {

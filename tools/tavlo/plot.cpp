@@ -1,0 +1,588 @@
+// tools/tavlo/plot.cpp: the plot subcommand, the physical values of chosen
+// signals over a candump log drawn as an SVG chart: a panel per signal,
+// stacked on a shared time axis. The SVG is written as text; long logs are
+// thinned per pixel column, so the file stays small whatever the log's size.
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "commands.h"
+#include "log.h"
+
+namespace tavlo::tool {
+namespace {
+
+const char kPlotHelp[] =
+    "usage: tavlo plot DB LOG SIGNAL... -o FILE.svg\n"
+    "Draws the physical values of signals in a candump log (LOG, or '-' for\n"
+    "standard input) as an SVG chart: one panel per signal, stacked on a shared\n"
+    "time axis in seconds from the log's first frame, or on frame numbers when\n"
+    "the log has no timestamps. A signal is named NAME, or MESSAGE.NAME when\n"
+    "several messages have a signal of that name. A value holds until the next\n"
+    "one and is drawn as a step; a multiplexed signal has values only in the\n"
+    "frames of its multiplexer value, and a frame too short for a signal has\n"
+    "none. Long logs are thinned to the first, smallest, largest and last value\n"
+    "of each pixel column, which keeps the curve's outline. '-o -' writes the\n"
+    "chart to standard output.\n"
+    "\n"
+    "A signal without values in the log gets a panel saying so and a note on\n"
+    "standard error; that alone is not an error (exit status 0). Lines that are\n"
+    "not frames are reported and skipped: the chart is written all the same and\n"
+    "the exit status is 1.\n";
+
+// The chart's layout in pixels: panels of kPlotHeight under a title line,
+// the time axis' labels under the last one.
+constexpr int kWidth = 960;
+constexpr int kLeft = 84;  // room for the value labels and the unit
+constexpr int kPlotWidth = kWidth - kLeft - 24;
+constexpr int kTop = 12;
+constexpr int kTitleHeight = 24;
+constexpr int kPlotHeight = 150;
+constexpr int kPanelGap = 14;
+constexpr int kBottom = 48;
+constexpr int kPanelHeight = kTitleHeight + kPlotHeight + kPanelGap;
+constexpr int kInset = 6;  // between the frame and the lowest and highest value
+
+constexpr int kMostTicks = 50;
+
+// Samples are marked with a dot while there are no more than this: a lone
+// value is seen, and few values are told from the steps between them.
+constexpr std::size_t kMostDots = 100;
+
+// More samples than this per pixel column are thinned.
+constexpr std::size_t kSamplesPerColumn = 2;
+
+const char* const kColours[] = {"#1f77b4", "#d62728", "#2ca02c", "#9467bd", "#ff7f0e", "#17becf"};
+
+struct Sample {
+    std::size_t frame;  // the frame's number in the log, from 0
+    double value;
+};
+
+struct Series {
+    const msgblk* message;
+    const sigblk* signal;
+    std::string name;  // Message.Signal
+    bool multiplexed;
+    unsigned int bytes;  // the frame length the signal (and its multiplexer) needs
+    std::vector<Sample> samples;
+};
+
+bool Named(const msgblk& message, const std::string& name) {
+    return name == message.name || name == MessageName(message);
+}
+
+bool Named(const sigblk& signal, const std::string& name) {
+    return name == signal.name || name == SignalName(signal);
+}
+
+// The signal a command line names, NAME or MESSAGE.NAME, by the records'
+// names or their long names; false with the reason shown.
+bool FindSignal(const TavloManager& manager, const char* db, const std::string& path,
+                const std::string& text, Series& found) {
+    const std::size_t dot = text.find('.');
+    const std::string messageName = dot == std::string::npos ? "" : text.substr(0, dot);
+    const std::string signalName = dot == std::string::npos ? text : text.substr(dot + 1);
+    std::vector<Series> matches;
+    for (auto it = manager.GetMessageIterator(db); !it.AtEnd(); ++it) {
+        const msgblk& message = **it;
+        if (dot != std::string::npos && !Named(message, messageName)) {
+            continue;
+        }
+        for (const sigblk* s = message.signals; s != nullptr; s = s->next) {
+            if (!Named(*s, signalName)) {
+                continue;
+            }
+            const unsigned int flags = s->flags;
+            const bool multiplexed = (flags & TAVLO_SIG_MULTIPLEXED) != 0;
+            const sigblk* mode = multiplexed ? manager.GetModeSignal(message) : nullptr;
+            const unsigned int bytes =
+                std::max(BytesNeeded(*s), mode != nullptr ? BytesNeeded(*mode) : 0u);
+            matches.push_back({&message, s, MessageName(message) + "." + SignalName(*s),
+                               multiplexed, bytes, {}});
+        }
+    }
+    if (matches.empty()) {
+        std::fprintf(stderr, "%s: no signal %s\n", path.c_str(), text.c_str());
+        return false;
+    }
+    if (matches.size() > 1) {
+        std::string names;
+        for (const Series& match : matches) {
+            names += (names.empty() ? "" : ", ") + match.name;
+        }
+        std::fprintf(stderr, "%s: signal %s is in several messages: %s\n", path.c_str(),
+                     text.c_str(), names.c_str());
+        return false;
+    }
+    found = std::move(matches.front());
+    return true;
+}
+
+// The samples of the chosen signals and the frames' times, gathered from
+// the log frame by frame.
+class Collector {
+public:
+    Collector(const TavloManager& manager, std::vector<Series>& series)
+        : manager_(manager), series_(series) {
+        for (std::size_t i = 0; i < series.size(); ++i) {
+            const unsigned int id = series[i].message->id;
+            byId_[id].push_back(i);
+        }
+    }
+
+    void Add(const Frame& frame) {
+        const std::size_t number = frames_++;
+        if (timed_) {
+            AddTime(frame.time);
+        }
+        const auto found = byId_.find(frame.id);
+        if (found == byId_.end()) {
+            return;
+        }
+        for (const std::size_t index : found->second) {
+            Series& series = series_[index];
+            if (frame.length < series.bytes ||
+                (series.multiplexed &&
+                 !manager_.CheckSignalModeValue(frame.data, *series.signal, *series.message))) {
+                continue;
+            }
+            double physical = 0;
+            const unsigned int result = manager_.GetSignalPhysicalValue(
+                frame.data, *series.signal, *series.message, physical);
+            if ((result == TAVLO_SIGNAL_OK || result == TAVLO_SIGNAL_OUT_OF_RANGE) &&
+                std::isfinite(physical)) {
+                series.samples.push_back({number, physical});
+            }
+        }
+    }
+
+    std::size_t Frames() const { return frames_; }
+
+    // Whether every frame had a time; if not, frame numbers stand for them.
+    bool Timed() const { return timed_ && frames_ > 0; }
+
+    // Where a frame stands on the time axis.
+    double X(std::size_t frame) const {
+        return Timed() ? times_[frame] - times_.front() : static_cast<double>(frame + 1);
+    }
+
+private:
+    void AddTime(std::string_view text) {
+        double time = 0;
+        const char* end = text.data() + text.size();
+        const std::from_chars_result read = std::from_chars(text.data(), end, time);
+        if (text.empty() || read.ec != std::errc() || read.ptr != end || !std::isfinite(time)) {
+            timed_ = false;
+            times_ = std::vector<double>();
+            return;
+        }
+        times_.push_back(time);
+    }
+
+    const TavloManager& manager_;
+    std::vector<Series>& series_;
+    std::unordered_map<unsigned int, std::vector<std::size_t>> byId_;
+    std::size_t frames_ = 0;
+    bool timed_ = true;
+    std::vector<double> times_;  // of every frame while all have one
+};
+
+// An axis from low to high with ticks at round numbers: 1, 2 or 5 times a
+// power of ten apart.
+struct Axis {
+    double low;
+    double high;
+    double step;
+
+    double Fraction(double value) const { return (value - low) / (high - low); }
+};
+
+// About `ticks` ticks over [low, high], no closer than minimumStep; with
+// widen, the ends move out to the next ticks.
+Axis RoundAxis(double low, double high, int ticks, double minimumStep, bool widen) {
+    if (!(high - low > std::max(std::fabs(low), std::fabs(high)) * 1e-12)) {
+        const double half = low != 0 ? std::fabs(low) * 0.1 : 1.0;
+        low -= half;
+        high += half;
+    }
+    const double rough = (high - low) / ticks;
+    if (!std::isfinite(rough)) {
+        return {low, high, high - low};  // no round numbers at the ends of the doubles
+    }
+    const double power = std::pow(10.0, std::floor(std::log10(rough)));
+    const double mantissa = rough / power;
+    const double round = mantissa <= 1 ? 1 : mantissa <= 2 ? 2 : mantissa <= 5 ? 5 : 10;
+    double step = round * power;
+    while (step < minimumStep * (1 - 1e-9)) {  // the next round number up
+        const double next = step / std::pow(10.0, std::floor(std::log10(step) + 1e-9));
+        step *= next < 1.5 ? 2 : next < 3 ? 2.5 : 2;
+    }
+    if (widen) {
+        low = std::floor(low / step) * step;
+        high = std::ceil(high / step) * step;
+    }
+    return {low, high, step};
+}
+
+// Appends a pixel coordinate with one decimal, without a trailing ".0".
+void AppendCoordinate(std::string& out, double value) {
+    char text[32];
+    const double rounded = std::round(value * 10) / 10 + 0.0;  // + 0.0: no "-0"
+    const std::to_chars_result written =
+        std::to_chars(text, text + sizeof text, rounded, std::chars_format::fixed, 1);
+    std::size_t length = static_cast<std::size_t>(written.ptr - text);
+    if (length >= 2 && text[length - 2] == '.' && text[length - 1] == '0') {
+        length -= 2;
+    }
+    out.append(text, length);
+}
+
+// Appends text as XML character data or attribute value. Texts are bytes of
+// the file's code page; each stands for the character of the same number.
+void AppendXmlText(std::string& out, std::string_view text) {
+    static const char kHex[] = "0123456789ABCDEF";
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        switch (c) {
+        case '&': out += "&amp;"; break;
+        case '<': out += "&lt;"; break;
+        case '>': out += "&gt;"; break;
+        case '"': out += "&quot;"; break;
+        case '\'': out += "&apos;"; break;
+        default:
+            if (byte >= 0x80) {
+                out += "&#x";
+                out += kHex[byte >> 4];
+                out += kHex[byte & 15];
+                out += ';';
+            } else if (byte < 0x20) {
+                out += "&#xFFFD;";  // control characters have no place in XML
+            } else {
+                out += c;
+            }
+        }
+    }
+}
+
+// A tick's label: as many decimals as the step needs, in exponent form only
+// for numbers too long to read otherwise.
+std::string TickLabel(double value, double step) {
+    if (std::fabs(value) < step * 1e-6) {
+        value = 0;  // not "-0" or "1e-17"
+    }
+    char text[64];
+    const double largest = std::max(std::fabs(value), step);
+    std::to_chars_result written{};
+    if (largest < 1e10 && step >= 1e-6) {
+        const int decimals = step >= 1 ? 0 : static_cast<int>(std::ceil(-std::log10(step) - 1e-9));
+        written = std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, decimals);
+    } else {
+        const int digits =
+            std::clamp(static_cast<int>(std::ceil(std::log10(largest / step))) + 1, 1, 17);
+        written = std::to_chars(text, text + sizeof text, value, std::chars_format::general, digits);
+    }
+    return std::string(text, written.ptr);
+}
+
+// The ticks of an axis inside it.
+std::vector<double> Ticks(const Axis& axis) {
+    std::vector<double> ticks;
+    const double first = std::ceil(axis.low / axis.step - 1e-9);
+    const double count = std::floor(axis.high / axis.step + 1e-9) - first;
+    if (!(count >= 0 && count <= kMostTicks)) {
+        return ticks;  // steps too small to tell the values apart
+    }
+    for (int k = 0; k <= static_cast<int>(count); ++k) {
+        ticks.push_back((first + k) * axis.step);
+    }
+    return ticks;
+}
+
+struct Point {
+    double x;
+    double y;
+};
+
+// The samples to draw: all of them while there are few per pixel column;
+// otherwise of each run of samples in one column its first, smallest,
+// largest and last, in their order, so that spikes survive.
+std::vector<std::size_t> Thinned(const std::vector<Point>& points) {
+    std::vector<std::size_t> kept;
+    if (points.size() <= kSamplesPerColumn * kPlotWidth) {
+        for (std::size_t i = 0; i < points.size(); ++i) {
+            kept.push_back(i);
+        }
+        return kept;
+    }
+    const auto column = [&points](std::size_t i) {
+        return std::clamp(static_cast<int>(points[i].x - kLeft), 0, kPlotWidth - 1);
+    };
+    std::size_t first = 0;
+    std::size_t lowest = 0;  // by pixel: the largest y
+    std::size_t highest = 0;
+    for (std::size_t i = 1; i <= points.size(); ++i) {
+        if (i < points.size() && column(i) == column(first)) {
+            lowest = points[i].y > points[lowest].y ? i : lowest;
+            highest = points[i].y < points[highest].y ? i : highest;
+            continue;
+        }
+        std::size_t run[] = {first, std::min(lowest, highest), std::max(lowest, highest), i - 1};
+        for (const std::size_t index : run) {
+            if (kept.empty() || kept.back() != index) {
+                kept.push_back(index);
+            }
+        }
+        first = lowest = highest = i;
+    }
+    return kept;
+}
+
+class Chart {
+public:
+    Chart(const Collector& collector, const std::vector<Series>& series)
+        : collector_(collector), series_(series) {
+        double low = 1;
+        double high = 1;
+        for (std::size_t frame = 0; frame < collector.Frames(); ++frame) {
+            const double x = collector.X(frame);
+            low = frame == 0 ? x : std::min(low, x);
+            high = frame == 0 ? x : std::max(high, x);
+        }
+        time_ = RoundAxis(low, high, 10, collector.Timed() ? 0 : 1, false);
+        height_ = kTop + static_cast<int>(series.size()) * kPanelHeight + kBottom;
+    }
+
+    std::string Svg() const {
+        std::string out;
+        out += "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+        out += "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + std::to_string(kWidth) +
+               "\" height=\"" + std::to_string(height_) + "\" viewBox=\"0 0 " +
+               std::to_string(kWidth) + " " + std::to_string(height_) + "\">\n";
+        out += "<title>";
+        for (std::size_t i = 0; i < series_.size(); ++i) {
+            out += i == 0 ? "" : ", ";
+            AppendXmlText(out, series_[i].name);
+        }
+        out += "</title>\n";
+        out +=
+            "<style>\n"
+            "text{font-family:sans-serif;font-size:11px;fill:#333}\n"
+            ".title{font-size:13px;font-weight:bold}\n"
+            ".message{font-weight:normal;fill:#777}\n"
+            ".ytick{text-anchor:end;dominant-baseline:middle}\n"
+            ".xtick,.unit,.axis,.empty{text-anchor:middle}\n"
+            ".empty{fill:#999;font-size:13px}\n"
+            ".grid{stroke:#e6e6e6}\n"
+            ".frame{fill:none;stroke:#999}\n"
+            ".line{fill:none;stroke-width:1.2;stroke-linejoin:round}\n"
+            "</style>\n"
+            "<rect width=\"100%\" height=\"100%\" fill=\"white\"/>\n";
+        for (std::size_t i = 0; i < series_.size(); ++i) {
+            AppendPanel(out, series_[i], kTop + static_cast<int>(i) * kPanelHeight + kTitleHeight,
+                        kColours[i % (sizeof kColours / sizeof kColours[0])]);
+        }
+        AppendTimeAxis(out, kTop + static_cast<int>(series_.size()) * kPanelHeight - kPanelGap);
+        out += "</svg>\n";
+        return out;
+    }
+
+private:
+    double PixelX(double x) const { return kLeft + time_.Fraction(x) * kPlotWidth; }
+
+    void AppendPanel(std::string& out, const Series& series, int top, const char* colour) const {
+        const std::size_t samples = series.samples.size();
+        out += "<g class=\"panel\">\n<text class=\"title\" x=\"" + std::to_string(kLeft) +
+               "\" y=\"" + std::to_string(top - 7) + "\">";
+        AppendXmlText(out, SignalName(*series.signal));
+        out += " <tspan class=\"message\">in ";
+        AppendXmlText(out, MessageName(*series.message));
+        out += ", " + std::to_string(samples) + (samples == 1 ? " value" : " values");
+        out += "</tspan></text>\n";
+        for (const double tick : Ticks(time_)) {
+            AppendLine(out, PixelX(tick), top, PixelX(tick), top + kPlotHeight);
+        }
+        if (series.samples.empty()) {
+            out += "<text class=\"empty\" x=\"" + std::to_string(kLeft + kPlotWidth / 2) +
+                   "\" y=\"" + std::to_string(top + kPlotHeight / 2) + "\">no values</text>\n";
+        } else {
+            AppendValues(out, series, top, colour);
+        }
+        out += "<rect class=\"frame\" x=\"" + std::to_string(kLeft) + "\" y=\"" +
+               std::to_string(top) + "\" width=\"" + std::to_string(kPlotWidth) +
+               "\" height=\"" + std::to_string(kPlotHeight) + "\"/>\n</g>\n";
+    }
+
+    void AppendValues(std::string& out, const Series& series, int top, const char* colour) const {
+        double low = series.samples.front().value;
+        double high = low;
+        for (const Sample& sample : series.samples) {
+            low = std::min(low, sample.value);
+            high = std::max(high, sample.value);
+        }
+        // An integer signal's values lie a factor apart: no ticks between.
+        const unsigned int valueType = series.signal->value_type;
+        const double factor = series.signal->factor;
+        const Axis values = RoundAxis(low, high, 5,
+                                      valueType == TAVLO_VALUE_INTEGER ? std::fabs(factor) : 0, true);
+        const auto pixelY = [&](double value) {
+            return top + kInset + (1 - values.Fraction(value)) * (kPlotHeight - 2 * kInset);
+        };
+        for (const double tick : Ticks(values)) {
+            AppendLine(out, kLeft, pixelY(tick), kLeft + kPlotWidth, pixelY(tick));
+            out += "<text class=\"ytick\" x=\"" + std::to_string(kLeft - 6) + "\" y=\"";
+            AppendCoordinate(out, pixelY(tick));
+            out += "\">" + TickLabel(tick, values.step) + "</text>\n";
+        }
+        const std::string unit = series.signal->unit;
+        if (!unit.empty()) {
+            out += "<text class=\"unit\" transform=\"translate(14 " +
+                   std::to_string(top + kPlotHeight / 2) + ") rotate(-90)\">";
+            AppendXmlText(out, unit);
+            out += "</text>\n";
+        }
+        std::vector<Point> points;
+        points.reserve(series.samples.size());
+        for (const Sample& sample : series.samples) {
+            points.push_back({PixelX(collector_.X(sample.frame)), pixelY(sample.value)});
+        }
+        // Steps: a value holds until the next one comes.
+        out += "<polyline class=\"line\" stroke=\"";
+        out += colour;
+        out += "\" points=\"";
+        const Point* previous = nullptr;
+        const std::vector<std::size_t> kept = Thinned(points);
+        for (const std::size_t index : kept) {
+            const Point& point = points[index];
+            if (previous != nullptr) {
+                out += ' ';
+                AppendCoordinate(out, point.x);
+                out += ',';
+                AppendCoordinate(out, previous->y);
+                out += ' ';
+            }
+            AppendCoordinate(out, point.x);
+            out += ',';
+            AppendCoordinate(out, point.y);
+            previous = &point;
+        }
+        out += "\"/>\n";
+        if (kept.size() <= kMostDots) {
+            out += "<g class=\"dots\" fill=\"";
+            out += colour;
+            out += "\">\n";
+            for (const std::size_t index : kept) {
+                out += "<circle cx=\"";
+                AppendCoordinate(out, points[index].x);
+                out += "\" cy=\"";
+                AppendCoordinate(out, points[index].y);
+                out += "\" r=\"2\"/>\n";
+            }
+            out += "</g>\n";
+        }
+    }
+
+    void AppendTimeAxis(std::string& out, int bottom) const {
+        for (const double tick : Ticks(time_)) {
+            out += "<text class=\"xtick\" x=\"";
+            AppendCoordinate(out, PixelX(tick));
+            out += "\" y=\"" + std::to_string(bottom + 16) + "\">" + TickLabel(tick, time_.step) +
+                   "</text>\n";
+        }
+        out += "<text class=\"axis\" x=\"" + std::to_string(kLeft + kPlotWidth / 2) + "\" y=\"" +
+               std::to_string(bottom + 36) + "\">" +
+               (collector_.Timed() ? "time in s from the first frame"
+                                   : "frame number (the log has no timestamps)") +
+               "</text>\n";
+    }
+
+    static void AppendLine(std::string& out, double x1, double y1, double x2, double y2) {
+        out += "<line class=\"grid\" x1=\"";
+        AppendCoordinate(out, x1);
+        out += "\" y1=\"";
+        AppendCoordinate(out, y1);
+        out += "\" x2=\"";
+        AppendCoordinate(out, x2);
+        out += "\" y2=\"";
+        AppendCoordinate(out, y2);
+        out += "\"/>\n";
+    }
+
+    const Collector& collector_;
+    const std::vector<Series>& series_;
+    Axis time_{};
+    int height_ = 0;
+};
+
+int Plot(const Arguments& args) {
+    Arguments positional;
+    std::string output;
+    for (std::size_t i = 0; i < args.size(); ++i) {
+        if (args[i] == "-o") {
+            if (i + 1 == args.size()) {
+                std::fputs(kPlotHelp, stderr);
+                return kUsage;
+            }
+            output = args[++i];
+        } else if (args[i].size() > 1 && args[i][0] == '-') {
+            std::fprintf(stderr, "tavlo plot: unknown option '%s'\n\n", args[i].c_str());
+            std::fputs(kPlotHelp, stderr);
+            return kUsage;
+        } else {
+            positional.push_back(args[i]);
+        }
+    }
+    if (output.empty() || positional.size() < 3) {
+        std::fputs(kPlotHelp, stderr);
+        return kUsage;
+    }
+    const std::string& path = positional[0];
+    const std::string& log = positional[1];
+    TavloManager manager(static_cast<void*>(nullptr));
+    const char* db = nullptr;
+    if (!OpenChecked(path, manager, db)) {
+        return kFailed;
+    }
+    std::vector<Series> series(positional.size() - 2);
+    for (std::size_t i = 2; i < positional.size(); ++i) {
+        if (!FindSignal(manager, db, path, positional[i], series[i - 2])) {
+            return kFailed;
+        }
+    }
+    // Opened before the log is read, so a chart that cannot be written
+    // does not wait for a long log.
+    const bool toStdout = output == "-";
+    std::FILE* out = toStdout ? stdout : std::fopen(output.c_str(), "wb");
+    if (out == nullptr) {
+        std::fprintf(stderr, "%s: cannot be written: %s\n", output.c_str(), std::strerror(errno));
+        return kFailed;
+    }
+    Collector collector(manager, series);
+    int status = ReadFrames({log}, [&collector](const Frame& frame) { collector.Add(frame); });
+    for (const Series& each : series) {
+        if (each.samples.empty()) {
+            std::fprintf(stderr, "%s: no values of %s\n",
+                         log == "-" ? "<standard input>" : log.c_str(), each.name.c_str());
+        }
+    }
+    const std::string svg = Chart(collector, series).Svg();
+    const bool written = std::fwrite(svg.data(), 1, svg.size(), out) == svg.size();
+    const bool closed = toStdout ? std::fflush(out) == 0 : std::fclose(out) == 0;
+    if (!written || !closed) {
+        std::fprintf(stderr, "%s: cannot be written: %s\n", output.c_str(), std::strerror(errno));
+        status = kFailed;
+    }
+    return status;
+}
+
+}  // namespace
+
+const Subcommand kPlot{"plot", "DB LOG SIGNAL... -o FILE.svg", "draw signals of a log as SVG",
+                       &Plot, kPlotHelp};
+
+}  // namespace tavlo::tool
