@@ -18,17 +18,17 @@ namespace tavlo::tool {
 namespace {
 
 const char kPlotHelp[] =
-    "usage: tavlo plot DB LOG SIGNAL... -o FILE.svg\n"
+    "usage: tavlo plot DB LOG SIGNAL... -o SVG\n"
     "Draws the physical values of signals in a candump log (LOG, or '-' for\n"
-    "standard input) as an SVG chart: one panel per signal, stacked on a shared\n"
-    "time axis in seconds from the log's first frame, or on frame numbers when\n"
-    "the log has no timestamps. A signal is named NAME, or MESSAGE.NAME when\n"
-    "several messages have a signal of that name. A value holds until the next\n"
-    "one and is drawn as a step; a multiplexed signal has values only in the\n"
-    "frames of its multiplexer value, and a frame too short for a signal has\n"
-    "none. Long logs are thinned to the first, smallest, largest and last value\n"
-    "of each pixel column, which keeps the curve's outline. '-o -' writes the\n"
-    "chart to standard output.\n"
+    "standard input) as an SVG chart into the file SVG ('-' for standard\n"
+    "output): one panel per signal, stacked on a shared time axis in seconds\n"
+    "from the log's first frame, or on frame numbers when the log has no\n"
+    "timestamps. A signal is named NAME, or MESSAGE.NAME when several messages\n"
+    "have a signal of that name. A value holds until the next one and is drawn\n"
+    "as a step; a multiplexed signal has values only in the frames of its\n"
+    "multiplexer value, and a frame too short for a signal has none. Long logs\n"
+    "are thinned to the first, smallest, largest and last value of each pixel\n"
+    "column, which keeps the curve's outline.\n"
     "\n"
     "A signal without values in the log gets a panel saying so and a note on\n"
     "standard error; that alone is not an error (exit status 0). Lines that are\n"
@@ -582,7 +582,7 @@ int Plot(const Arguments& args) {
 
 }  // namespace
 
-const Subcommand kPlot{"plot", "DB LOG SIGNAL... -o FILE.svg", "draw signals of a log as SVG",
+const Subcommand kPlot{"plot", "DB LOG SIGNAL... -o SVG", "draw signals of a log as SVG",
                        &Plot, kPlotHelp};
 
 }  // namespace tavlo::tool
