@@ -436,6 +436,15 @@ Plotted Plot(const std::string& arguments) {
     return plotted;
 }
 
+// Writes text as a log of its own and plots signals of it.
+Plotted PlotLog(const std::string& db, const std::string& text, const std::string& signals) {
+    const std::string log = TestFilePath(".log");
+    WriteFile(log, text);
+    Plotted plotted = Plot(db + " " + log + " " + signals);
+    std::remove(log.c_str());
+    return plotted;
+}
+
 // Whether step is 1, 2 or 5 times a power of ten.
 bool RoundStep(double step) {
     const double mantissa = step / std::pow(10.0, std::floor(std::log10(step) + 1e-9));
@@ -572,10 +581,7 @@ TEST(TavloPlot, EverySampleOfAShortLogAtItsTimeAndValue) {
     for (const Frame& frame : frames) {
         text += LogLine(frame.time, EngineData(frame.raw, 0, 0));
     }
-    const std::string log = TestFilePath(".log");
-    WriteFile(log, text);
-    const Plotted plotted = Plot(ManagerData("powertrain.dbc") + " " + log + " EngineSpeed");
-    std::remove(log.c_str());
+    const Plotted plotted = PlotLog(ManagerData("powertrain.dbc"), text, "EngineSpeed");
     EXPECT_EQ(plotted.run.status, 0) << plotted.run.err;
     const Chart& chart = plotted.chart;
     ASSERT_EQ(chart.panels.size(), 1u);
@@ -612,11 +618,8 @@ TEST(TavloPlot, MultiplexedSignalsOnlyInTheFramesOfTheirMultiplexerValue) {
     }
     // Too short for the oil signals: neither gets a value from it.
     text += LogLine("", "A00F02");
-    const std::string log = TestFilePath(".log");
-    WriteFile(log, text);
     const Plotted plotted =
-        Plot(ManagerData("powertrain.dbc") + " " + log + " OilPressure EngineData.OilLevel");
-    std::remove(log.c_str());
+        PlotLog(ManagerData("powertrain.dbc"), text, "OilPressure EngineData.OilLevel");
     EXPECT_EQ(plotted.run.status, 0) << plotted.run.err;
     const Chart& chart = plotted.chart;
     EXPECT_EQ(chart.timeAxis, "frame number (the log has no timestamps)");
@@ -658,10 +661,7 @@ TEST(TavloPlot, ALongLogIsThinnedAndKeepsItsSmallestAndLargestValues) {
         std::snprintf(time, sizeof time, "%zu.%06zu", 1600000000 + i / 1000, i % 1000 * 1000);
         text += LogLine(time, EngineData(raw, 0, 0));
     }
-    const std::string log = TestFilePath(".log");
-    WriteFile(log, text);
-    const Plotted plotted = Plot(ManagerData("powertrain.dbc") + " " + log + " EngineSpeed");
-    std::remove(log.c_str());
+    const Plotted plotted = PlotLog(ManagerData("powertrain.dbc"), text, "EngineSpeed");
     EXPECT_EQ(plotted.run.status, 0) << plotted.run.err;
     const Chart& chart = plotted.chart;
     ASSERT_EQ(chart.panels.size(), 1u);
@@ -710,12 +710,12 @@ constexpr char kLongName[] = "Torque_<A&B>_\"quoted\"_ALongNameOfMoreThan32Chara
 
 TEST(TavloPlot, NamesAndUnitsAreEscaped) {
     const std::string db = TestFilePath(".dbc");
-    const std::string log = TestFilePath(".log");
     WriteFile(db, kOddNames);
-    WriteFile(log, "(1.0) can0 100#0A00E80364000000\n(2.0) can0 100#F6FFD00714000000\n");
     // By the long name or the record's own.
     for (const std::string& name : {std::string("'") + kLongName + "'", std::string("Torque")}) {
-        const Plotted plotted = Plot(db + " " + log + " " + name + " Heat");
+        const Plotted plotted =
+            PlotLog(db, "(1.0) can0 100#0A00E80364000000\n(2.0) can0 100#F6FFD00714000000\n",
+                    name + " Heat");
         EXPECT_EQ(plotted.run.status, 0) << plotted.run.err;
         const Chart& chart = plotted.chart;
         ASSERT_EQ(chart.panels.size(), 2u) << name;
@@ -729,7 +729,6 @@ TEST(TavloPlot, NamesAndUnitsAreEscaped) {
         EXPECT_NEAR(values[1].y, -5, chart.panels[0].values.Resolution());
     }
     std::remove(db.c_str());
-    std::remove(log.c_str());
 }
 
 TEST(TavloPlot, StandardInputAndStandardOutput) {
