@@ -744,6 +744,30 @@ TEST(TavloPlot, StandardInputAndStandardOutput) {
     EXPECT_EQ(piped.out, written);
 }
 
+TEST(TavloPlot, TheChartReplacesAFileOnlyOnceTheLogIsRead) {
+    const std::string db = Example("vehicle.dbc");
+    const std::string log = TestFilePath(".log");
+    const std::string text = FileContent(Example("vehicle.log"));
+    // Named as the chart by mistake, the log is still read whole.
+    WriteFile(log, text);
+    const Chart fromItself = [&] {
+        EXPECT_EQ(Tavlo("plot " + db + " " + log + " VehicleSpeed -o " + log).status, 0);
+        return ReadChart(FileContent(log));
+    }();
+    // A longer file than the chart leaves nothing behind it.
+    WriteFile(log, text);
+    const std::string svg = TestFilePath(".svg");
+    WriteFile(svg, text + text);
+    EXPECT_EQ(Tavlo("plot " + db + " " + log + " VehicleSpeed -o " + svg).status, 0);
+    const Chart fromLog = ReadChart(FileContent(svg));
+    ASSERT_EQ(fromItself.panels.size(), 1u);
+    ASSERT_EQ(fromLog.panels.size(), 1u);
+    EXPECT_EQ(fromItself.panels[0].samples.size(), fromLog.panels[0].samples.size());
+    EXPECT_GT(fromLog.panels[0].samples.size(), 100u);
+    std::remove(log.c_str());
+    std::remove(svg.c_str());
+}
+
 TEST(TavloPlot, ErrorsAndTheirStatuses) {
     const std::string db = TestFilePath(".dbc");
     const std::string log = TestFilePath(".log");
