@@ -30,7 +30,7 @@ TavloConverter::TavloConverter(TavloManager& mgr, const char* moduleFile)
 }
 
 TavloConverter::~TavloConverter() {
-    tavlo::platform::FreeModule(mModule);
+    tavlo::platform::UnloadModule(mModule);
 }
 
 bool TavloConverter::PostProcess(symblk*, msgblk*, env_var_blk*, btlblk*, attr_def*, attr*,

@@ -376,7 +376,7 @@ msgblk* TavloDatabase::GetMessage(const char* name) const {
 msgblk* TavloDatabase::GetMessage(unsigned long id) const {
     // Identifiers are 32 bits: a wider key names no message (rather than the
     // one its low bits name).
-    if (static_cast<unsigned long long>(id) > 0xFFFFFFFFull) {
+    if (id != static_cast<unsigned int>(id)) {
         return nullptr;
     }
     return TAVLO_GET_MESSAGE(mMessages, static_cast<unsigned int>(id));

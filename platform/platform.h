@@ -71,7 +71,7 @@ void* LoadModule(const char* file);
 // that name (or the module is null).
 void* ModuleFunction(void* module, const char* name);
 
-void FreeModule(void* module);
+void UnloadModule(void* module);
 
 // ---- The module ------------------------------------------------------------
 

@@ -218,7 +218,7 @@ void* ModuleFunction(void* module, const char* name) {
     return module != nullptr && name != nullptr ? dlsym(module, name) : nullptr;
 }
 
-void FreeModule(void* module) {
+void UnloadModule(void* module) {
     if (module != nullptr) {
         dlclose(module);
     }

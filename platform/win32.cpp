@@ -76,7 +76,7 @@ void* ModuleFunction(void* module, const char* name) {
     return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(module), name));
 }
 
-void FreeModule(void* module) {
+void UnloadModule(void* module) {
     if (module != nullptr) {
         FreeLibrary(static_cast<HMODULE>(module));
     }

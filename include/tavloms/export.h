@@ -28,6 +28,21 @@
 #  define TAVLO_END_VISIBLE
 #endif
 
+/* Forwarders from the names <windows.h>'s GetMessage macro gives a call to
+ * the class's own GetMessage members (see platform.h); empty elsewhere. */
+#if defined(__cplusplus) && defined(_WIN32)
+#  define TAVLO_GETMESSAGE_FORWARDER(name, qualifier)                                  \
+    template <class... Args>                                                          \
+    auto name(Args&&... args) qualifier->decltype(this->GetMessage(static_cast<Args&&>(args)...)) { \
+        return this->GetMessage(static_cast<Args&&>(args)...);                        \
+    }
+#  define TAVLO_GETMESSAGE_FORWARDERS(qualifier)        \
+    TAVLO_GETMESSAGE_FORWARDER(GetMessageA, qualifier) \
+    TAVLO_GETMESSAGE_FORWARDER(GetMessageW, qualifier)
+#else
+#  define TAVLO_GETMESSAGE_FORWARDERS(qualifier)
+#endif
+
 #ifdef __cplusplus
 #  define TAVLO_BEGIN_C extern "C" {
 #  define TAVLO_END_C }

@@ -21,6 +21,11 @@
 
 #include <cstddef>
 
+#if defined(TAVLO_GETMESSAGE_IS_A_MACRO)
+#  pragma push_macro("GetMessage")
+#  undef GetMessage
+#endif
+
 TAVLO_BEGIN_VISIBLE
 
 /* Status values of the class interface. */
@@ -122,6 +127,7 @@ public:
     symblk* GetNode(const char* name) const;
     msgblk* GetMessage(const char* name) const;
     msgblk* GetMessage(unsigned long id) const;
+    TAVLO_GETMESSAGE_FORWARDERS(const)
     env_var_blk* GetEnvvar(const char* name) const;
     btlblk* GetBitTiming(unsigned short number) const;
     valtable* GetValueTable(const char* name) const;
@@ -334,6 +340,7 @@ public:
     const msgblk* GetMessage(unsigned long id, const TavloSelection& selection) const;
     const msgblk* GetMessage(unsigned long id, const TavloSelection& selection,
                              const char** dbNameOut) const;
+    TAVLO_GETMESSAGE_FORWARDERS(const)
 
     const env_var_blk* GetEnvvar(const char* name, const char* dbName) const;
     const env_var_blk* GetEnvvar(const char* name, std::nullptr_t) const {
@@ -825,6 +832,10 @@ private:
 };
 
 TAVLO_END_VISIBLE
+
+#if defined(TAVLO_GETMESSAGE_IS_A_MACRO)
+#  pragma pop_macro("GetMessage")
+#endif
 
 #endif /* __cplusplus */
 

@@ -16,7 +16,23 @@
 #include "export.h"
 
 #if defined(_WIN32)
+#  ifndef NOMINMAX
+#    define NOMINMAX /* std::min and std::max stay usable */
+#  endif
 #  include <windows.h>
+/* <windows.h> makes GetMessage a macro naming GetMessageA (or GetMessageW),
+ * which would rename the class interface's GetMessage members. The library
+ * is built without the macro, so it exports them as GetMessage; for clients,
+ * the classes declare them with the macro set aside and add forwarders
+ * named after its expansions, so that a call written GetMessage still
+ * reaches them. */
+#  if defined(GetMessage)
+#    if defined(TAVLOMS_BUILDING)
+#      undef GetMessage
+#    else
+#      define TAVLO_GETMESSAGE_IS_A_MACRO 1
+#    endif
+#  endif
 #else
 typedef struct HWND__* HWND;            /* opaque window handle, as STRICT Windows */
 #  define HWND_BROADCAST ((HWND)0xFFFF)

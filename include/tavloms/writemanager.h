@@ -18,6 +18,11 @@
 
 #include <cstddef>
 
+#if defined(TAVLO_GETMESSAGE_IS_A_MACRO)
+#  pragma push_macro("GetMessage")
+#  undef GetMessage
+#endif
+
 class TAVLO_API TavloWriteManager : public TavloManager {
 public:
     explicit TavloWriteManager(void* threadId);
@@ -216,6 +221,8 @@ public:
     msgblk* GetMessage(unsigned long id, const TavloSelection& selection);
     msgblk* GetMessage(unsigned long id, const TavloSelection& selection,
                        const char** dbNameOut);
+    TAVLO_GETMESSAGE_FORWARDERS()
+    TAVLO_GETMESSAGE_FORWARDERS(const)
 
     env_var_blk* GetEnvvar(const char* name, const char* dbName);
     env_var_blk* GetEnvvar(const char* name, std::nullptr_t) {
@@ -366,6 +373,10 @@ public:
     TavloReceiverIterator GetFilterNodeIterator(const char* dbName);
     TavloFilterCategoryIterator GetFilterCategoryIterator(const char* dbName);
 };
+
+#if defined(TAVLO_GETMESSAGE_IS_A_MACRO)
+#  pragma pop_macro("GetMessage")
+#endif
 
 #endif /* __cplusplus */
 

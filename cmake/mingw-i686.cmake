@@ -1,0 +1,19 @@
+# Cross-compiling the 32-bit Windows DLL with Debian's MinGW-w64 i686
+# compilers (g++-mingw-w64-i686-posix: the POSIX thread model, which
+# std::thread and std::mutex need).
+set(CMAKE_SYSTEM_NAME Windows)
+set(CMAKE_SYSTEM_PROCESSOR x86)
+
+set(TAVLOMS_MINGW_PREFIX i686-w64-mingw32)
+set(CMAKE_C_COMPILER ${TAVLOMS_MINGW_PREFIX}-gcc-posix)
+set(CMAKE_CXX_COMPILER ${TAVLOMS_MINGW_PREFIX}-g++-posix)
+set(CMAKE_RC_COMPILER ${TAVLOMS_MINGW_PREFIX}-windres)
+
+set(CMAKE_FIND_ROOT_PATH /usr/${TAVLOMS_MINGW_PREFIX})
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+
+# Tests and tools run under Wine.
+set(CMAKE_CROSSCOMPILING_EMULATOR wine)
