@@ -181,15 +181,22 @@ private:
             if (to->transmitters != nullptr) {
                 continue;
             }
-            rxblk** tail = &to->transmitters;
+            // Records are packed: the list is linked through plain
+            // assignments, never through pointers to their fields.
+            rxblk* last = nullptr;
             for (const rxblk* tx = from->transmitters; tx != nullptr; tx = tx->next) {
                 const symblk* original = tx->symbol;
                 symblk* node = original != nullptr ? NodeNamed(nodes, original->name) : nullptr;
                 rxblk* copy = node != nullptr ? TAVLO_CREATE_TX(node) : nullptr;
-                if (copy != nullptr) {
-                    *tail = copy;
-                    tail = &copy->next;
+                if (copy == nullptr) {
+                    continue;
                 }
+                if (last == nullptr) {
+                    to->transmitters = copy;
+                } else {
+                    last->next = copy;
+                }
+                last = copy;
             }
         }
     }
