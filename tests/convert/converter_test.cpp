@@ -14,6 +14,7 @@
 #include <sstream>
 #include <string>
 
+#include "support/death.h"
 #include "manager/fixture.h"
 #include "model/model.h"
 #include "support/describe.h"
@@ -590,12 +591,12 @@ TEST_F(ConverterTest, NullPathsAndNamesAreAssertions) {
     };
     const Args args{handle, WriteFile("net.xyz", "ECU\n"), dir_ + "/out.xyz"};
     const std::string importAssertion =
-        "Assertion failed: filePath != NULL, module dbmsconv, line [0-9]+";
+        "Assertion failed: filePath != NULL, module dbmsconv, line " TAVLO_LINE_NUMBER;
     const std::string nameAssertion =
-        "Assertion failed: \\(dbName != NULL\\), module dbmsconv, line [0-9]+";
+        "Assertion failed: \\(dbName != NULL\\), module dbmsconv, line " TAVLO_LINE_NUMBER;
     const std::string exportAssertion =
         "Assertion failed: \\(dbName != NULL\\) && \\(filePath != NULL\\), module dbmsconv, "
-        "line [0-9]+";
+        "line " TAVLO_LINE_NUMBER;
     struct Case {
         const char* what;
         void (*call)(TavloWriteManager&, const Args&);

@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/death.h"
 #include "dbfile/keywords.h"
 #include "dbfile/writer.h"
 #include "model/model.h"
@@ -631,7 +632,7 @@ TEST(WriterDeathTest, AssertsOnAMissingDefinition) {
             tavlo::dbfile::OutputText out(file);
             tavlo::dbfile::WriteValueType(out, nullptr);
         },
-        "Assertion failed: attr, module canddbw, line [0-9]+");
+        "Assertion failed: attr, module canddbw, line " TAVLO_LINE_NUMBER);
     EXPECT_DEATH(
         {
             tavlo_attr_value_t value{};
@@ -639,7 +640,7 @@ TEST(WriterDeathTest, AssertsOnAMissingDefinition) {
             TAVLO_WRITE(path.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr, values,
                         nullptr, filter_t{}, nullptr, nullptr, nullptr, nullptr);
         },
-        "Assertion failed: attr, module canddbw, line [0-9]+");
+        "Assertion failed: attr, module canddbw, line " TAVLO_LINE_NUMBER);
     std::remove(path.c_str());
 }
 

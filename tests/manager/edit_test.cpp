@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "support/death.h"
 #include "manager/fixture.h"
 #include "manager/removal.h"
 #include "model/model.h"
@@ -436,7 +437,7 @@ TEST_F(EditTest, NullNamesAndDescriptionsAreAssertionFailures) {
     };
     for (const Case& c : cases) {
         EXPECT_DEATH(c.call(), std::string("Assertion failed: ") + c.condition +
-                                   ", module dbmswrte, line [0-9]+")
+                                   ", module dbmswrte, line " TAVLO_LINE_NUMBER)
             << c.what;
     }
 }

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "support/death.h"
 #include "manager/fixture.h"
 
 namespace tavlo::test {
@@ -777,7 +778,7 @@ TEST_F(LookupTest, NullNamesAreProgrammingErrors) {
     };
     for (const Case& c : cases) {
         EXPECT_DEATH(c.call(), std::string("Assertion failed: ") + c.assertion +
-                                   ", module dbmsread, line [0-9]+")
+                                   ", module dbmsread, line " TAVLO_LINE_NUMBER)
             << c.assertion;
     }
 }

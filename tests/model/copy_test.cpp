@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/death.h"
 #include "model/model.h"
 #include "support/describe.h"
 #include "support/sample_database.h"
@@ -210,7 +211,7 @@ TEST(ListCopyDeathTest, ReferencesThatCannotBeRepointedStopTheProgram) {
          }},
     };
     for (const auto& [assertion, copy] : cases) {
-        EXPECT_DEATH(copy(), "Assertion failed: " + assertion + ", module c_lists, line [0-9]+")
+        EXPECT_DEATH(copy(), "Assertion failed: " + assertion + ", module c_lists, line " TAVLO_LINE_NUMBER)
             << assertion;
     }
 }

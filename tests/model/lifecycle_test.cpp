@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/death.h"
 #include "dbfile/input.h"
 #include "dbfile/report.h"
 #include "model/model.h"
@@ -160,7 +161,7 @@ TEST(InsertionDeathTest, APositionPastTheEndNamesTheMissingRecord) {
     };
     for (const Case& c : cases) {
         EXPECT_DEATH(c.insert(), std::string("Assertion failed: ") + c.assertion +
-                                     ", module canddbm, line [0-9]+")
+                                     ", module canddbm, line " TAVLO_LINE_NUMBER)
             << c.assertion;
     }
 }

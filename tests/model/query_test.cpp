@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/death.h"
 #include "support/sample_database.h"
 #include "tavloms/tavloms.h"
 
@@ -135,7 +136,7 @@ TEST(FindersDeathTest, PositionsBelowOneAndMissingMessagesStopTheProgram) {
         {"msg != NULL", [] { TAVLO_GET_SIGNAL_OF_MSG_N(nullptr, 1); }},
     };
     for (const auto& [assertion, call] : cases) {
-        EXPECT_DEATH(call(), "Assertion failed: " + assertion + ", module canbdbs, line [0-9]+")
+        EXPECT_DEATH(call(), "Assertion failed: " + assertion + ", module canbdbs, line " TAVLO_LINE_NUMBER)
             << assertion;
     }
 }
