@@ -82,6 +82,31 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID /*reserv
     return tavlo::manager::ModuleLoadHook(instance, reason);
 }
 #  endif
+namespace {
+
+// Linked into a program instead of loaded as a DLL, the library gets no
+// DllMain call: this object attaches it when the program starts and
+// detaches it when the program ends.
+struct ProgramAttach {
+    ProgramAttach()
+        : inProgram(tavlo::platform::ThisModule() == static_cast<void*>(GetModuleHandleA(nullptr))) {
+        if (inProgram) {
+            tavlo::manager::ModuleLoadHook(tavlo::platform::ThisModule(),
+                                           tavlo::manager::kProcessAttach);
+        }
+    }
+    ~ProgramAttach() {
+        if (inProgram) {
+            tavlo::manager::ModuleLoadHook(tavlo::platform::ThisModule(),
+                                           tavlo::manager::kProcessDetach);
+        }
+    }
+    bool inProgram;
+};
+
+ProgramAttach gProgramAttach;
+
+}  // namespace
 #else
 namespace {
 

@@ -137,7 +137,11 @@ static void module(void) {
     memset(version, 0, sizeof version);
     CHECK(TAVLOMSGETMODULEPARAMETERS(fileName, (int)sizeof fileName, version,
                                      (int)sizeof version, 250) == 1);
+#if defined(_WIN32)
+    CHECK(fileName[1] == ':' && strstr(fileName, "tavloms.dll") != NULL);
+#else
     CHECK(fileName[0] == '/' && strstr(fileName, "libtavloms") != NULL);
+#endif
     CHECK(strcmp(version, "Tavloms Version 2.53") == 0);
     CHECK(TAVLOMSGETMODULEPARAMETERS(NULL, 0, NULL, 0, 251) == 0);
 }

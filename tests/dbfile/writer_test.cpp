@@ -10,11 +10,12 @@
 
 #include <gtest/gtest.h>
 
-#include "support/death.h"
 #include "dbfile/keywords.h"
 #include "dbfile/writer.h"
 #include "model/model.h"
+#include "support/death.h"
 #include "support/message_capture.h"
+#include "support/read_database.h"
 #include "support/sample_database.h"
 #include "tavloms/tavloms.h"
 
@@ -24,6 +25,7 @@ using tavlo::test::AppendNumberAttr;
 using tavlo::test::AppendRelation;
 using tavlo::test::AppendTextAttr;
 using tavlo::test::AppendValue;
+using tavlo::test::FileContent;
 using tavlo::test::MessageCapture;
 using tavlo::test::Text;
 
@@ -105,19 +107,6 @@ void AddFilterNode(tavlo_root_t& db, symblk* node) {
     tavlo::model::AppendTail(&db.filter.nodes, entry);
 }
 
-std::string ReadFile(const std::string& path) {
-    std::string text;
-    if (std::FILE* file = std::fopen(path.c_str(), "rb")) {
-        char chunk[1 << 16];
-        std::size_t got;
-        while ((got = std::fread(chunk, 1, sizeof chunk, file)) > 0) {
-            text.append(chunk, got);
-        }
-        std::fclose(file);
-    }
-    return text;
-}
-
 // The lines of a text that begin with `prefix`, without their line feeds.
 std::vector<std::string> LinesStartingWith(const std::string& text, const std::string& prefix) {
     std::vector<std::string> lines;
@@ -151,7 +140,7 @@ protected:
                               db.attr_defs, db.db_attrs, db.categories, db.filter, db.comment,
                               db.version, db.sig_types, db.value_tables),
                   0u);
-        std::string text = ReadFile(path);
+        std::string text = FileContent(path);
         std::remove(path.c_str());
         return text;
     }

@@ -14,10 +14,10 @@
 #include <utility>
 #include <vector>
 
-#include "support/death.h"
 #include "manager/fixture.h"
 #include "manager/removal.h"
 #include "model/model.h"
+#include "support/death.h"
 
 namespace tavlo::test {
 namespace {

@@ -11,8 +11,8 @@
 #include <utility>
 #include <vector>
 
-#include "support/death.h"
 #include "manager/fixture.h"
+#include "support/death.h"
 
 namespace tavlo::test {
 namespace {

@@ -9,8 +9,8 @@
 
 #include <gtest/gtest.h>
 
-#include "support/death.h"
 #include "model/model.h"
+#include "support/death.h"
 #include "support/describe.h"
 #include "support/sample_database.h"
 #include "tavloms/tavloms.h"

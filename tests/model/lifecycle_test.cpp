@@ -10,10 +10,10 @@
 
 #include <gtest/gtest.h>
 
-#include "support/death.h"
 #include "dbfile/input.h"
 #include "dbfile/report.h"
 #include "model/model.h"
+#include "support/death.h"
 #include "support/message_capture.h"
 #include "support/sample_database.h"
 #include "tavloms/tavloms.h"

@@ -1,7 +1,9 @@
 # Installs the built library into a fresh prefix, then builds and runs the
 # outside client against it twice: through find_package and through
 # pkg-config. Called by CTest with BUILD_DIR, WORK_DIR, SOURCE_DIR,
-# C_COMPILER and C_FLAGS.
+# C_COMPILER and C_FLAGS; for a Windows build also WINDOWS, the
+# TOOLCHAIN_FILE it was cross-compiled with and the EMULATOR that runs its
+# programs.
 function(run)
   execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
   if(NOT result EQUAL 0)
@@ -14,7 +16,30 @@ file(REMOVE_RECURSE ${WORK_DIR})
 set(prefix ${WORK_DIR}/prefix)
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
 
-foreach(file include/tavloms/tavloms.h lib/libtavloms.so lib/pkgconfig/tavloms.pc
+if(WINDOWS)
+  set(library_files bin/tavloms.dll lib/tavloms.dll.a)
+  # A cross build looks for packages below its target's root only.
+  set(client_options -DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN_FILE}
+                     -Dtavloms_DIR=${prefix}/lib/cmake/tavloms)
+else()
+  set(library_files lib/libtavloms.so)
+  set(client_options)
+endif()
+
+# Runs a client program: on Windows beside copies of the installed DLLs
+# (where Windows looks for them), under the emulator when there is one.
+function(run_client program)
+  if(WINDOWS)
+    get_filename_component(folder ${program} DIRECTORY)
+    file(GLOB dlls ${prefix}/bin/*.dll)
+    file(COPY ${dlls} DESTINATION ${folder})
+    set(program ${program}.exe)
+  endif()
+  run(${EMULATOR} ${program})
+  set(run_output "${run_output}" PARENT_SCOPE)
+endfunction()
+
+foreach(file include/tavloms/tavloms.h ${library_files} lib/pkgconfig/tavloms.pc
              lib/cmake/tavloms/tavlomsConfig.cmake)
   if(NOT EXISTS ${prefix}/${file})
     message(FATAL_ERROR "not installed: ${file}")
@@ -23,9 +48,9 @@ endforeach()
 
 # find_package(tavloms) and the imported target tavloms::tavloms
 run(${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${WORK_DIR}/client -DCMAKE_PREFIX_PATH=${prefix}
-    -DCMAKE_C_COMPILER=${C_COMPILER} "-DCMAKE_C_FLAGS=${C_FLAGS}")
+    -DCMAKE_C_COMPILER=${C_COMPILER} "-DCMAKE_C_FLAGS=${C_FLAGS}" ${client_options})
 run(${CMAKE_COMMAND} --build ${WORK_DIR}/client)
-run(${WORK_DIR}/client/client)
+run_client(${WORK_DIR}/client/client)
 message(STATUS "find_package client: ${run_output}")
 
 # pkg-config
@@ -37,5 +62,5 @@ separate_arguments(pc_flags UNIX_COMMAND "${pc_flags}")
 separate_arguments(c_flags UNIX_COMMAND "${C_FLAGS}")
 run(${C_COMPILER} ${c_flags} ${SOURCE_DIR}/client.c ${pc_flags} -o ${WORK_DIR}/pc_client)
 set(ENV{LD_LIBRARY_PATH} ${prefix}/lib)
-run(${WORK_DIR}/pc_client)
+run_client(${WORK_DIR}/pc_client)
 message(STATUS "pkg-config client: ${run_output}")

@@ -20,6 +20,7 @@ int OtherHook(const char*, const char*, unsigned int) {
     return 2;
 }
 
+#if !defined(_WIN32)  // Windows shows a real message box
 TEST(MessageBox, WithoutAHookOneLineGoesToStandardError) {
     struct Case {
         const char* text;
@@ -38,6 +39,7 @@ TEST(MessageBox, WithoutAHookOneLineGoesToStandardError) {
         EXPECT_EQ(button, 1);  // OK
     }
 }
+#endif
 
 TEST(MessageBox, AHookReceivesEveryBoxUntilItIsRemoved) {
     EXPECT_EQ(TAVLO_SET_MESSAGEBOX_HOOK(&CountingHook), nullptr);
@@ -48,9 +50,11 @@ TEST(MessageBox, AHookReceivesEveryBoxUntilItIsRemoved) {
     EXPECT_EQ(tavlo::platform::ShowMessageBox("text", nullptr, MB_ICONHAND), 2);
     EXPECT_EQ(TAVLO_SET_MESSAGEBOX_HOOK(nullptr), &OtherHook);
     EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
+#if !defined(_WIN32)  // without the hook Windows would show a real box
     ::testing::internal::CaptureStderr();
     tavlo::platform::ShowMessageBox("back", nullptr, MB_ICONHAND);
     EXPECT_EQ(::testing::internal::GetCapturedStderr(), "Error: back\n");
+#endif
     EXPECT_EQ(gHookCalls, 1);
 }
 

@@ -1,8 +1,15 @@
-// Paths made full and cut to their file title by text alone, file modes read
-// from the file system, and the file name of a loaded module.
-#include <dlfcn.h>
+// Paths made full and cut to their file title, file modes read from the
+// file system, and the file name of a loaded module. On POSIX systems full
+// paths are made by text alone; on Windows the runtime makes them, with
+// drive letters.
+#if defined(_WIN32)
+#  include <windows.h>
+#  include <process.h>
+#else
+#  include <dlfcn.h>
+#  include <unistd.h>
+#endif
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstring>
@@ -11,6 +18,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/platform.h"
+#include "support/system.h"
 
 namespace {
 
@@ -20,16 +28,12 @@ using tavlo::platform::FullPath;
 using tavlo::platform::ModuleFileName;
 using tavlo::platform::ThisModule;
 
+#if !defined(_WIN32)
 std::string CurrentDirectory() {
     char buffer[4096];
     return getcwd(buffer, sizeof buffer) != nullptr ? buffer : "";
 }
-
-std::string Executable() {
-    char buffer[4096];
-    const ssize_t length = readlink("/proc/self/exe", buffer, sizeof buffer);
-    return length > 0 ? std::string(buffer, static_cast<size_t>(length)) : "";
-}
+#endif
 
 // A name of this test's own under the temporary directory.
 std::string TempName(const char* suffix) {
@@ -47,6 +51,8 @@ struct PathCase {
     const char* path;
     const char* full;
 };
+
+#if !defined(_WIN32)
 
 TEST(FullPath, ResolvesAbsolutePathsByTheirText) {
     const PathCase cases[] = {
@@ -148,8 +154,10 @@ TEST_F(InDirectory, TheProgramIsNamedWhereverTheCurrentDirectoryIs) {
     ASSERT_EQ(chdir("/"), 0);
     char name[4096];
     EXPECT_GT(ModuleFileName(ThisModule(), name, sizeof name), 0u);
-    EXPECT_EQ(name, Executable());
+    EXPECT_EQ(name, tavlo::test::ProgramPath());
 }
+
+#endif  // !defined(_WIN32)
 
 TEST(FileTitle, IsTheFileNameWithoutDirectoryAndExtension) {
     const PathCase cases[] = {
@@ -173,6 +181,71 @@ TEST(FileTitle, IsTheFileNameWithoutDirectoryAndExtension) {
     EXPECT_EQ(FileTitle(nullptr), "");
 }
 
+#if defined(_WIN32)
+
+TEST(FullPath, IsTheRuntimesFullPathWithDriveAndBackslashes) {
+    const PathCase cases[] = {
+        {"C:\\a\\b\\c", "C:\\a\\b\\c"},
+        {"C:/a/./b", "C:\\a\\b"},
+        {"C:\\a\\b\\..\\c.dbc", "C:\\a\\c.dbc"},
+        {"C:\\a\\..\\..\\x", "C:\\x"},  // nothing above the root
+        {"C:\\tavloms\\no\\such\\dir\\net.dbc", "C:\\tavloms\\no\\such\\dir\\net.dbc"},
+    };
+    for (const PathCase& c : cases) {
+        EXPECT_EQ(FullPath(c.path), c.full) << c.path;
+    }
+    EXPECT_EQ(FullPath(nullptr), "");
+    EXPECT_EQ(FullPath(""), "");
+}
+
+TEST(FullPath, TakesRelativePathsFromTheCurrentDirectory) {
+    char cwd[MAX_PATH];
+    ASSERT_GT(GetCurrentDirectoryA(sizeof cwd, cwd), 0u);
+    std::string base = cwd;
+    if (base.back() != '\\') {
+        base += '\\';
+    }
+    EXPECT_EQ(FullPath("net.dbc"), base + "net.dbc");
+    EXPECT_EQ(FullPath("sub\\..\\net.dbc"), base + "net.dbc");
+    EXPECT_EQ(FullPath("sub/deeper/./net.dbc"), base + "sub\\deeper\\net.dbc");
+}
+
+TEST(WithExtension, ReplacesOrAddsTheExtension) {
+    EXPECT_EQ(tavlo::platform::WithExtension("C:\\data\\net.dbc", ".DBC"), "C:\\data\\net.DBC");
+    EXPECT_EQ(tavlo::platform::WithExtension("C:\\data\\net.json", ".DBC"), "C:\\data\\net.DBC");
+    EXPECT_EQ(tavlo::platform::WithExtension("net", ".DBC"), "net.DBC");
+}
+
+// Windows keeps only whether a file may be written: read access for all,
+// write access for all or none.
+TEST(FileMode, TellsWhetherTheFileMayBeWritten) {
+    const std::string path = TempName(".dbc");
+    std::FILE* file = std::fopen(path.c_str(), "w");
+    ASSERT_NE(file, nullptr);
+    std::fclose(file);
+    for (const unsigned int set : {0444u, 0644u}) {
+        ASSERT_TRUE(tavlo::test::SetFileMode(path, set));
+        unsigned int mode = 0xFFFFu;
+        EXPECT_TRUE(FileMode(path.c_str(), mode));
+        EXPECT_EQ(mode & 0222u, (set & 0200u) != 0 ? 0222u : 0u) << std::oct << mode;
+        EXPECT_EQ(mode & 0444u, 0444u) << std::oct << mode;
+    }
+    EXPECT_EQ(std::remove(path.c_str()), 0);
+}
+
+TEST(ModuleFileName, NamesASystemLibraryByItsFullPath) {
+    void* kernel = GetModuleHandleA("kernel32.dll");
+    ASSERT_NE(kernel, nullptr);
+    char name[4096];
+    const unsigned int length = ModuleFileName(kernel, name, sizeof name);
+    ASSERT_GT(length, 3u);
+    EXPECT_EQ(name[1], ':') << name;
+    EXPECT_TRUE(Exists(name)) << name;
+    EXPECT_NE(name, tavlo::test::ProgramPath());
+}
+
+#else
+
 TEST(FileMode, ReadsThePermissionBitsOnly) {
     const std::string path = TempName(".dbc");
     std::FILE* file = std::fopen(path.c_str(), "w");
@@ -189,6 +262,21 @@ TEST(FileMode, ReadsThePermissionBitsOnly) {
     EXPECT_EQ(std::remove(path.c_str()), 0);
 }
 
+TEST(ModuleFileName, NamesASharedLibraryByItsFullPath) {
+    Dl_info info;
+    ASSERT_NE(dladdr(reinterpret_cast<void*>(&dladdr), &info), 0);
+    ASSERT_NE(info.dli_fbase, nullptr);
+    char name[4096];
+    const unsigned int length = ModuleFileName(info.dli_fbase, name, sizeof name);
+    ASSERT_GT(length, 0u);
+    EXPECT_EQ(name[0], '/');
+    EXPECT_TRUE(Exists(name)) << name;
+    EXPECT_NE(name, tavlo::test::ProgramPath());
+    EXPECT_EQ(FullPath(name), name);
+}
+
+#endif  // defined(_WIN32)
+
 TEST(FileMode, FailsForAMissingFile) {
     unsigned int mode = 0;
     EXPECT_FALSE(FileMode(TempName(".missing").c_str(), mode));
@@ -203,20 +291,7 @@ TEST(ModuleFileName, NamesTheFileTheLibraryCodeLivesIn) {
     char name[4096];
     const unsigned int length = ModuleFileName(module, name, sizeof name);
     EXPECT_EQ(length, std::strlen(name));
-    EXPECT_EQ(name, Executable());
-}
-
-TEST(ModuleFileName, NamesASharedLibraryByItsFullPath) {
-    Dl_info info;
-    ASSERT_NE(dladdr(reinterpret_cast<void*>(&dladdr), &info), 0);
-    ASSERT_NE(info.dli_fbase, nullptr);
-    char name[4096];
-    const unsigned int length = ModuleFileName(info.dli_fbase, name, sizeof name);
-    ASSERT_GT(length, 0u);
-    EXPECT_EQ(name[0], '/');
-    EXPECT_TRUE(Exists(name)) << name;
-    EXPECT_NE(name, Executable());
-    EXPECT_EQ(FullPath(name), name);
+    EXPECT_EQ(name, tavlo::test::ProgramPath());
 }
 
 TEST(ModuleFileName, CutsALongNameAndTerminatesIt) {

@@ -60,7 +60,9 @@ ReadOutcome ReadText(const std::string& text, tavlo_root_t* root) {
 }
 
 std::string FileContent(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
+    // In text mode: the library writes database files in the platform's text
+    // mode, so on Windows their lines end in "\r\n", which reads back as "\n".
+    std::ifstream in(path);
     std::ostringstream content;
     content << in.rdbuf();
     return content.str();

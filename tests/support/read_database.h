@@ -27,7 +27,8 @@ ReadOutcome ReadText(const std::string& text, tavlo_root_t* root);
 // A file path of its own for the running test, with `suffix` appended.
 std::string TestFilePath(const std::string& suffix);
 
-// The whole content of a file ("" when it cannot be read).
+// The whole content of a text file ("" when it cannot be read), with
+// Windows line ends read as "\n".
 std::string FileContent(const std::string& path);
 
 // Writes `root` to `path` with TAVLO_WRITE and returns its result.
