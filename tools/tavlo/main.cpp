@@ -40,6 +40,7 @@ void Usage(std::FILE* to) {
 int main(int argc, char** argv) {
     UseBinaryStandardStreams();  // the same bytes out on every system
     TAVLO_SET_MESSAGEBOX_HOOK(&CollectMessage);
+    TAVLO_SET_POST_HOOK(&DropPost);
     if (argc < 2) {
         Usage(stderr);
         return kUsage;
