@@ -43,16 +43,15 @@ long ReadSome(int file, char* buffer, std::size_t size) {
 
 void CloseFile(int file) { _close(file); }
 
-std::FILE* OpenToWrite(const std::string& path) {
-    const int file = _open(path.c_str(), _O_WRONLY | _O_CREAT | _O_BINARY, _S_IREAD | _S_IWRITE);
-    std::FILE* stream = file >= 0 ? _fdopen(file, "wb") : nullptr;
-    if (stream == nullptr && file >= 0) {
-        const int error = errno;
-        _close(file);
-        errno = error;
-    }
-    return stream;
+namespace {
+
+int OpenFileToWrite(const std::string& path) {
+    return _open(path.c_str(), _O_WRONLY | _O_CREAT | _O_BINARY, _S_IREAD | _S_IWRITE);
 }
+
+std::FILE* StreamOf(int file) { return _fdopen(file, "wb"); }
+
+}  // namespace
 
 bool EmptyIfRegular(std::FILE* file) {
     const int descriptor = _fileno(file);
@@ -62,14 +61,14 @@ bool EmptyIfRegular(std::FILE* file) {
 }
 
 bool Exists(const std::string& path) {
-    struct _stat info {};
-    return _stat(path.c_str(), &info) == 0;
+    return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
+// Of the mode bits Windows keeps only whether a file is read-only; the
+// library's come from that too.
 bool Writable(const std::string& path) {
-    struct _stat info {};
-    return _stat(path.c_str(), &info) == 0 && (info.st_mode & _S_IWRITE) != 0 &&
-           _access(path.c_str(), 2) == 0;
+    const DWORD attributes = GetFileAttributesA(path.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) == 0;
 }
 
 std::size_t LastSeparator(const std::string& path) { return path.find_last_of("/\\"); }
@@ -145,16 +144,15 @@ long ReadSome(int file, char* buffer, std::size_t size) {
 
 void CloseFile(int file) { close(file); }
 
-std::FILE* OpenToWrite(const std::string& path) {
-    const int file = open(path.c_str(), O_WRONLY | O_CREAT, 0666);
-    std::FILE* stream = file >= 0 ? fdopen(file, "wb") : nullptr;
-    if (stream == nullptr && file >= 0) {
-        const int error = errno;
-        close(file);
-        errno = error;
-    }
-    return stream;
+namespace {
+
+int OpenFileToWrite(const std::string& path) {
+    return open(path.c_str(), O_WRONLY | O_CREAT, 0666);
 }
+
+std::FILE* StreamOf(int file) { return fdopen(file, "wb"); }
+
+}  // namespace
 
 bool EmptyIfRegular(std::FILE* file) {
     const int descriptor = fileno(file);
@@ -199,5 +197,16 @@ std::string MakeTemporaryDirectory() {
 void RemoveEmptyDirectory(const std::string& path) { rmdir(path.c_str()); }
 
 #endif
+
+std::FILE* OpenToWrite(const std::string& path) {
+    const int file = OpenFileToWrite(path);
+    std::FILE* stream = file >= 0 ? StreamOf(file) : nullptr;
+    if (stream == nullptr && file >= 0) {
+        const int error = errno;
+        CloseFile(file);
+        errno = error;
+    }
+    return stream;
+}
 
 }  // namespace tavlo::tool
