@@ -18,8 +18,9 @@ namespace tavlo::test {
 namespace {
 
 // The command as the shell starts it. cmd.exe wants the program's path with
-// backslashes; a path from the root ("\work\...", as a cross build names
-// it) is on the current drive, which under Wine is the one of the Unix root.
+// backslashes. A path from the root ("\work\...", as a cross build names
+// it, like the test data) is on the current drive: under Wine, run from a
+// directory outside its prefix, the drive of the Unix root.
 std::string Command() {
     std::string command = TAVLO_COMMAND;
 #if defined(_WIN32)
