@@ -14,8 +14,17 @@ struct Outcome {
 };
 
 // Runs the command with arguments (shell-quoted by the caller; redirections
-// of standard input are allowed).
+// of standard input are allowed). The command line goes through the system's
+// shell: sh on POSIX systems, cmd.exe on Windows.
 Outcome Tavlo(const std::string& arguments);
+
+// text as one argument on the command line Tavlo runs, whatever characters
+// it holds.
+std::string ShellQuoted(const std::string& text);
+
+// The whole content of a file byte for byte, line ends as they are ("" when
+// it cannot be read): what the command printed or wrote, compared exactly.
+std::string FileBytes(const std::string& path);
 
 // Paths of the test data: the corpus, the manager tests' files, the
 // examples and the tool tests' own files.

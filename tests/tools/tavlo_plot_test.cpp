@@ -712,7 +712,7 @@ TEST(TavloPlot, NamesAndUnitsAreEscaped) {
     const std::string db = TestFilePath(".dbc");
     WriteFile(db, kOddNames);
     // By the long name or the record's own.
-    for (const std::string& name : {std::string("'") + kLongName + "'", std::string("Torque")}) {
+    for (const std::string& name : {ShellQuoted(kLongName), std::string("Torque")}) {
         const Plotted plotted =
             PlotLog(db, "(1.0) can0 100#0A00E80364000000\n(2.0) can0 100#F6FFD00714000000\n",
                     name + " Heat");
@@ -736,7 +736,7 @@ TEST(TavloPlot, StandardInputAndStandardOutput) {
     const std::string log = Example("vehicle.log");
     const std::string svg = TestFilePath(".svg");
     ASSERT_EQ(Tavlo("plot " + db + " " + log + " VehicleSpeed -o " + svg).status, 0);
-    const std::string written = FileContent(svg);
+    const std::string written = FileBytes(svg);
     std::remove(svg.c_str());
     EXPECT_TRUE(ReadChart(written).read);
     const Outcome piped = Tavlo("plot " + db + " - VehicleSpeed -o - < " + log);

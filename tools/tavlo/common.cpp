@@ -57,6 +57,9 @@ int CollectMessage(const char* text, const char* /*caption*/, unsigned int /*sty
     return 1;
 }
 
+void DropPost(HWND /*window*/, unsigned long /*threadId*/, unsigned int /*message*/,
+              uintptr_t /*wParam*/, intptr_t /*lParam*/) {}
+
 void SetMessageFile(const std::string& path) { gFile = path; }
 
 std::size_t FlushMessages() {

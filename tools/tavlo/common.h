@@ -26,6 +26,15 @@ using Arguments = std::vector<std::string>;
 // is worked on and printed by FlushMessages as "<file>: <text>", a message
 // repeated on many lines once with its count.
 int CollectMessage(const char* text, const char* caption, unsigned int style);
+// The post hook: the library's change notifications are dropped, as they
+// are on systems without windows. The command has no window and no other
+// manager to tell; on Windows, writing a database would otherwise broadcast
+// to every top-level window of the desktop, a side effect nobody asks of a
+// command-line program (under Wine without a display, the broadcast even
+// starts a desktop process that holds the command's standard handles for
+// about a second after it ends).
+void DropPost(HWND window, unsigned long threadId, unsigned int message, uintptr_t wParam,
+              intptr_t lParam);
 // Names the file the next messages belong to.
 void SetMessageFile(const std::string& path);
 // Prints the collected messages; how many lines it printed.

@@ -2,16 +2,12 @@
 // from and out to other formats through the library's converter modules.
 // The format is the extension of the side that is not a database file;
 // the module for "x" is "tavlo_x" (the JSON module for .json).
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cctype>
-#include <climits>
-#include <cstdlib>
 #include <cstring>
 #include <fstream>
 
 #include "commands.h"
+#include "system.h"
 
 namespace tavlo::tool {
 namespace {
@@ -30,7 +26,7 @@ const char kConvertHelp[] =
     "relation values stay behind.\n";
 
 std::string LowerExtension(const std::string& path) {
-    const std::size_t slash = path.find_last_of('/');
+    const std::size_t slash = LastSeparator(path);
     const std::size_t dot = path.find_last_of('.');
     if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) {
         return "";
@@ -42,37 +38,14 @@ std::string LowerExtension(const std::string& path) {
     return extension;
 }
 
-bool Exists(const std::string& path) {
-    struct stat info {};
-    return stat(path.c_str(), &info) == 0;
-}
-
-// Writable by its mode bits (which the library goes by, also for root) and
-// for this process.
-bool Writable(const std::string& path) {
-    struct stat info {};
-    return stat(path.c_str(), &info) == 0 && (info.st_mode & S_IWUSR) != 0 &&
-           access(path.c_str(), W_OK) == 0;
-}
-
-// The directory the running command is in, "" when it cannot be told.
-std::string CommandDirectory() {
-    char path[PATH_MAX];
-    const ssize_t length = readlink("/proc/self/exe", path, sizeof path - 1);
-    if (length <= 0) {
-        return "";
-    }
-    const std::string command(path, static_cast<std::size_t>(length));
-    return command.substr(0, command.find_last_of('/'));
-}
-
 // The module file for an extension: next to the command (as in the build
 // tree), then where an installation keeps modules.
 std::string FindModule(const std::string& extension) {
     const std::string file = "tavlo_" + extension + TAVLO_MODULE_SUFFIX;
     const std::string directory = CommandDirectory();
     for (const std::string& candidate :
-         {directory + "/" + file, directory + "/" TAVLO_INSTALLED_MODULE_DIR "/" + file}) {
+         {JoinPath(directory, file),
+          JoinPath(directory, TAVLO_INSTALLED_MODULE_DIR "/" + file)}) {
         if (Exists(candidate)) {
             return candidate;
         }
@@ -89,7 +62,7 @@ class ImportSource {
 public:
     explicit ImportSource(const std::string& source) {
         const std::size_t dot = source.find_last_of('.');
-        const std::size_t slash = source.find_last_of('/');
+        const std::size_t slash = LastSeparator(source);
         const std::string stem =
             dot != std::string::npos && (slash == std::string::npos || dot > slash)
                 ? source.substr(0, dot)
@@ -99,13 +72,12 @@ public:
             path_ = source;
             return;
         }
-        std::string pattern = (std::getenv("TMPDIR") != nullptr ? std::getenv("TMPDIR") : "/tmp");
-        pattern += "/tavlo-convert-XXXXXX";
-        if (mkdtemp(pattern.data()) == nullptr) {
+        directory_ = MakeTemporaryDirectory();
+        if (directory_.empty()) {
             return;
         }
-        directory_ = pattern;
-        copy_ = directory_ + "/" + (slash == std::string::npos ? source : source.substr(slash + 1));
+        copy_ = JoinPath(directory_,
+                         slash == std::string::npos ? source : source.substr(slash + 1));
         std::ifstream in(source, std::ios::binary);
         std::ofstream out(copy_, std::ios::binary);
         out << in.rdbuf();
@@ -117,7 +89,7 @@ public:
     ~ImportSource() {
         if (!directory_.empty()) {
             std::remove(copy_.c_str());
-            rmdir(directory_.c_str());
+            RemoveEmptyDirectory(directory_);
         }
     }
     ImportSource(const ImportSource&) = delete;

@@ -3,12 +3,11 @@
 // second, so reading must not allocate per line.
 #include "log.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstring>
 #include <vector>
+
+#include "system.h"
 
 namespace tavlo::tool {
 namespace {
@@ -109,10 +108,10 @@ bool IsTime(std::string_view text) {
     return digits > 0 && text.back() != '.';
 }
 
-// Lines of a file descriptor, read in large blocks.
+// Lines of an open file, read in large blocks.
 class LineReader {
 public:
-    explicit LineReader(int fd) : fd_(fd), buffer_(1 << 20) {}
+    explicit LineReader(int file) : file_(file), buffer_(1 << 20) {}
 
     // The next line without its end; false at the end or on a read error.
     bool Next(std::string_view& line) {
@@ -147,10 +146,7 @@ private:
         if (end_ == buffer_.size()) {
             buffer_.resize(buffer_.size() * 2);  // a line longer than the buffer
         }
-        const ssize_t got = read(fd_, buffer_.data() + end_, buffer_.size() - end_);
-        if (got < 0 && errno == EINTR) {
-            return;
-        }
+        const long got = ReadSome(file_, buffer_.data() + end_, buffer_.size() - end_);
         if (got <= 0) {
             failed_ = got < 0;
             eof_ = true;
@@ -159,7 +155,7 @@ private:
         end_ += static_cast<std::size_t>(got);
     }
 
-    int fd_;
+    int file_;
     std::vector<char> buffer_;
     std::size_t start_ = 0;
     std::size_t end_ = 0;
@@ -186,9 +182,11 @@ bool ParseLine(std::string_view line, Frame& frame) {
         }
         at = close + 1;
     }
-    const std::string_view interface = Word(line, at);
+    // The interface (can0), unused; not named so: <windows.h> makes
+    // "interface" a macro.
+    const std::string_view device = Word(line, at);
     const std::string_view next = Word(line, at);
-    if (interface.empty() || next.empty()) {
+    if (device.empty() || next.empty()) {
         return false;
     }
     const std::string_view::size_type hash = next.find('#');
@@ -233,19 +231,19 @@ bool ParseLine(std::string_view line, Frame& frame) {
 
 int ReadFrames(const Arguments& logs, const std::function<void(const Frame&)>& sink) {
     const Arguments standardInput{"-"};
-    const bool progress = isatty(STDERR_FILENO) != 0;
+    const bool progress = StandardErrorIsTerminal();
     int status = kOk;
     Frame frame;
     for (const std::string& log : logs.empty() ? standardInput : logs) {
         const bool isStdin = log == "-";
         const std::string name = isStdin ? "<standard input>" : log;
-        const int fd = isStdin ? STDIN_FILENO : open(log.c_str(), O_RDONLY);
-        if (fd < 0) {
+        const int file = isStdin ? kStandardInputFile : OpenToRead(log);
+        if (file < 0) {
             std::fprintf(stderr, "%s: cannot be read: %s\n", name.c_str(), std::strerror(errno));
             status = kFailed;
             continue;
         }
-        LineReader reader(fd);
+        LineReader reader(file);
         unsigned long lineNumber = 0;
         std::string_view line;
         while (reader.Next(line)) {
@@ -275,7 +273,7 @@ int ReadFrames(const Arguments& logs, const std::function<void(const Frame&)>& s
             status = kFailed;
         }
         if (!isStdin) {
-            close(fd);
+            CloseFile(file);
         }
     }
     return status;

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "commands.h"
+#include "system.h"
 
 namespace {
 
@@ -37,7 +38,9 @@ void Usage(std::FILE* to) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    UseBinaryStandardStreams();  // the same bytes out on every system
     TAVLO_SET_MESSAGEBOX_HOOK(&CollectMessage);
+    TAVLO_SET_POST_HOOK(&DropPost);
     if (argc < 2) {
         Usage(stderr);
         return kUsage;

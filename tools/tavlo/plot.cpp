@@ -2,10 +2,6 @@
 // signals over a candump log drawn as an SVG chart: a panel per signal,
 // stacked on a shared time axis. The SVG is written as text; long logs are
 // thinned per pixel column, so the file stays small whatever the log's size.
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
@@ -17,6 +13,7 @@
 
 #include "commands.h"
 #include "log.h"
+#include "system.h"
 
 namespace tavlo::tool {
 namespace {
@@ -562,12 +559,8 @@ int Plot(const Arguments& args) {
     // does not wait for a long log, and emptied only after it: a log named
     // as the chart by mistake is still read whole.
     const bool toStdout = output == "-";
-    const int fd = toStdout ? -1 : open(output.c_str(), O_WRONLY | O_CREAT, 0666);
-    std::FILE* out = toStdout ? stdout : fd >= 0 ? fdopen(fd, "wb") : nullptr;
+    std::FILE* out = toStdout ? stdout : OpenToWrite(output);
     if (out == nullptr) {
-        if (fd >= 0) {
-            close(fd);
-        }
         std::fprintf(stderr, "%s: cannot be written: %s\n", output.c_str(), std::strerror(errno));
         return kFailed;
     }
@@ -580,9 +573,7 @@ int Plot(const Arguments& args) {
         }
     }
     const std::string svg = Chart(collector, series).Svg();
-    struct stat file {};
-    const bool emptied = toStdout || fstat(fd, &file) != 0 || !S_ISREG(file.st_mode) ||
-                         ftruncate(fd, 0) == 0;
+    const bool emptied = toStdout || EmptyIfRegular(out);
     const bool written =
         emptied && std::fwrite(svg.data(), 1, svg.size(), out) == svg.size();
     const bool closed = toStdout ? std::fflush(out) == 0 : std::fclose(out) == 0;
