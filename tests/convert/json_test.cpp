@@ -114,7 +114,9 @@ std::string FileText(const std::string& path) {
 
 class JsonTest : public ManagerTest {
 protected:
-    std::string Path(const std::string& name) const { return dir_ + "/" + name; }
+    std::string Path(const std::string& name) const {
+        return (std::filesystem::path(dir_) / name).string();  // the platform's separator
+    }
 
     // Copies a database file into the test's directory (the manager takes
     // locks beside the files it opens).
