@@ -85,9 +85,9 @@ if [[ "${1:-}" == windows ]]; then
     fi
     # A failed index of one architecture or suite need not stop the install:
     # the install below says whether what it needs could be had.
-    "${sudo[@]}" apt-get update -qq >"$log" 2>&1 || true
+    "${sudo[@]}" apt-get update -qq || true
     if ! "${sudo[@]}" apt-get install -y -qq --no-install-recommends -t bookworm \
-            "${missing[@]}" >>"$log" 2>&1; then
+            "${missing[@]}" >"$log" 2>&1; then
         skip_if_archive
     fi
 fi
