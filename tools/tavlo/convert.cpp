@@ -3,7 +3,6 @@
 // The format is the extension of the side that is not a database file;
 // the module for "x" is "tavlo_x" (the JSON module for .json).
 #include <cctype>
-#include <cstring>
 #include <fstream>
 
 #include "commands.h"
@@ -25,10 +24,18 @@ const char kConvertHelp[] =
     "comment, bit timings, categories, view filters, signal groups and\n"
     "relation values stay behind.\n";
 
-std::string LowerExtension(const std::string& path) {
+// Where the file name's extension begins (its '.'), npos without one.
+std::size_t ExtensionDot(const std::string& path) {
     const std::size_t slash = LastSeparator(path);
     const std::size_t dot = path.find_last_of('.');
-    if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) {
+    return dot != std::string::npos && (slash == std::string::npos || dot > slash)
+               ? dot
+               : std::string::npos;
+}
+
+std::string LowerExtension(const std::string& path) {
+    const std::size_t dot = ExtensionDot(path);
+    if (dot == std::string::npos) {
         return "";
     }
     std::string extension = path.substr(dot + 1);
@@ -61,12 +68,8 @@ std::string FindModule(const std::string& extension) {
 class ImportSource {
 public:
     explicit ImportSource(const std::string& source) {
-        const std::size_t dot = source.find_last_of('.');
         const std::size_t slash = LastSeparator(source);
-        const std::string stem =
-            dot != std::string::npos && (slash == std::string::npos || dot > slash)
-                ? source.substr(0, dot)
-                : source;
+        const std::string stem = source.substr(0, ExtensionDot(source));
         const std::string directory = slash == std::string::npos ? "." : source.substr(0, slash);
         if (!Exists(stem + ".DBC") && Writable(source) && Writable(directory)) {
             path_ = source;
@@ -126,15 +129,6 @@ public:
     }
 
 private:
-    static symblk* NodeNamed(symblk* nodes, const char* name) {
-        for (; nodes != nullptr; nodes = nodes->next) {
-            if (std::strcmp(nodes->name, name) == 0) {
-                return nodes;
-            }
-        }
-        return nullptr;
-    }
-
     // The copies are made in the order of the originals; a pair that does
     // not match stops the walk rather than mixing records up.
     static void TakeOverMessages(const msgblk* from, msgblk* to, symblk* nodes) {
@@ -158,7 +152,7 @@ private:
             rxblk* last = nullptr;
             for (const rxblk* tx = from->transmitters; tx != nullptr; tx = tx->next) {
                 const symblk* original = tx->symbol;
-                symblk* node = original != nullptr ? NodeNamed(nodes, original->name) : nullptr;
+                symblk* node = original != nullptr ? TAVLO_GET_SYMBOL_NAME(nodes, original->name) : nullptr;
                 rxblk* copy = node != nullptr ? TAVLO_CREATE_TX(node) : nullptr;
                 if (copy == nullptr) {
                     continue;
