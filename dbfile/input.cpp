@@ -42,11 +42,13 @@ bool OpenInput(const char* path) {
         return false;
     }
     // The file's size is known up front, so the bytes are read straight into
-    // one buffer of that size; a file that grows meanwhile is read on.
+    // one buffer of that size; a file that grows meanwhile is read on. What
+    // is not a file (a directory opens on some systems) tells a size no
+    // buffer could hold, and then fails to read.
     std::string bytes;
     if (std::fseek(file, 0, SEEK_END) == 0) {
         const long size = std::ftell(file);
-        if (size > 0) {
+        if (size > 0 && static_cast<unsigned long>(size) < bytes.max_size() / 2) {
             bytes.resize(static_cast<std::size_t>(size));
         }
         std::rewind(file);

@@ -1,6 +1,7 @@
 // Reading database files: every statement into its records, the decisions
 // for what files from other tools do, and every failure with its text and
 // line.
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -385,11 +386,16 @@ TEST_F(Reader, NullFileNameReadsNothingButGivesAVersion) {
     root_.nodes = nullptr;
 }
 
-TEST_F(Reader, MissingFileIsReportedWithItsName) {
-    const std::string path = tavlo::test::TestFilePath(".missing");
-    const ReadOutcome outcome = tavlo::test::ReadDatabase(path, &root_);
-    EXPECT_TRUE(outcome.raised);
-    EXPECT_EQ(outcome.messages, std::vector<std::string>{"database: not found, " + path});
+// A missing file and what cannot be read as a file (a directory) alike.
+TEST_F(Reader, UnreadableFileIsReportedWithItsName) {
+    const std::string directory = tavlo::test::TestFilePath(".dir");
+    std::filesystem::create_directories(directory);
+    for (const std::string& path : {tavlo::test::TestFilePath(".missing"), directory}) {
+        const ReadOutcome outcome = tavlo::test::ReadDatabase(path, &root_);
+        EXPECT_TRUE(outcome.raised);
+        EXPECT_EQ(outcome.messages, std::vector<std::string>{"database: not found, " + path});
+    }
+    std::filesystem::remove(directory);
 }
 
 // Every failure: the file, the exact message, whether it raises (else the

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <string>
 
 #include "support/read_database.h"
@@ -20,6 +21,10 @@ TEST(TavloCommand, CheckReportsEachFileAndTheFirstErrorAsComposed) {
     EXPECT_EQ(run.err, bad + ": database: invalid char in symbol, line 11, Corvan__XXX :\n");
     EXPECT_EQ(Tavlo("check " + good).status, 0);
     EXPECT_EQ(Tavlo("check " + Corpus("no-such-file.dbc")).status, 1);
+    const std::string directory = std::filesystem::temp_directory_path().string();
+    const Outcome notAFile = Tavlo("check " + directory);
+    EXPECT_EQ(notAFile.status, 1);
+    EXPECT_EQ(notAFile.err, directory + ": database: not found, " + directory + "\n");
 }
 
 TEST(TavloCommand, AWarningOnManyLinesIsShownOnceWithItsCount) {
