@@ -17,6 +17,13 @@ namespace tavlo::manager {
 // first 32 characters, so names that agree in those are the same name.
 bool SameName32(const char* a, const char* b);
 
+// Whether a value description's value is the given one. Descriptions hold
+// signed 32-bit values and callers pass raw words too, so the comparison is
+// on the low 32 bits: 0xFFFFFFFF is the description of -1.
+inline bool SameValue32(int stored, long value) {
+    return static_cast<unsigned int>(stored) == static_cast<unsigned int>(value);
+}
+
 }  // namespace tavlo::manager
 
 #endif  // TAVLOMS_MANAGER_ACCESS_H

@@ -136,7 +136,7 @@ const char* DescriptionText(const TavloManager& manager, TavloIterator<const val
                             long value) {
     TavloManagerAccess::SetStatus(manager, TAVLO_STATUS_OK);
     for (; !it.AtEnd(); ++it) {
-        if (static_cast<long>((*it)->value) == value) {
+        if (tavlo::manager::SameValue32((*it)->value, value)) {
             return (*it)->text;
         }
     }

@@ -139,7 +139,7 @@ void SetDescription(Record& object, const char* description, long value) {
             entry->value = static_cast<int>(value);
             return;
         }
-        if (static_cast<long>(entry->value) == value) {
+        if (tavlo::manager::SameValue32(entry->value, value)) {
             tavlo::model::CopyName(entry->text, description);
             return;
         }

@@ -480,6 +480,9 @@ void CheckDescriptions(TavloWriteManager& mgr, Record& object, const char* kind)
         {"neither: a new record at the head", "Valve", 7, {{7, "Valve"}, {3, kT}, {5, kU}}},
         {"a new text is cut to 32 characters", w40, 8,
          {{8, std::string(32, 'W')}, {3, kT}, {5, kU}}},
+        {"a value is matched on its low 32 bits", "Valve",
+         static_cast<long>(sizeof(long) > sizeof(int) ? 0x100000005LL : 5),
+         {{3, kT}, {5, "Valve"}}},
         {"a value the text of the second replaces", w40, 5,
          {{3, kT}, {5, std::string(32, 'W')}}},
     };
