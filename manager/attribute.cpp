@@ -388,11 +388,11 @@ long TavloManager::GetDescriptionValue(const env_var_blk& envvar,
 // ---- The database's own texts ---------------------------------------------------------
 
 const char* TavloManager::GetDatabaseComment(const char* dbName) const {
-    const TavloDatabase* db = ListFindDatabase(dbName);
+    const TavloDatabase* db = GetDatabase(dbName);  // status 2 for an unknown handle
     return db != nullptr ? db->mComment : nullptr;
 }
 
 const char* TavloManager::GetUserData(const char* dbName) const {
-    const TavloDatabase* db = ListFindDatabase(dbName);
+    const TavloDatabase* db = GetDatabase(dbName);  // status 2 for an unknown handle
     return db != nullptr ? db->mUserData : nullptr;
 }

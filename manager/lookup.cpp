@@ -58,6 +58,7 @@ Hit<Found<Search>> HitIn(const TavloManager& manager, const char* dbName, const 
     }
     const DbListNode* entry = manager.ListFindNode(dbName);
     if (entry == nullptr) {
+        SetStatus(manager, TAVLO_STATUS_NO_FILE);
         return {nullptr, nullptr};
     }
     return {search(*entry->mDatabase), entry};

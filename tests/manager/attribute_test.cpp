@@ -527,8 +527,12 @@ TEST_F(AttributeTest, CommentAndUserDataOfADatabase) {
     EXPECT_EQ(mgr_.GetDatabaseComment(body_), nullptr);
     EXPECT_STREQ(mgr_.GetUserData(body_), "Body 3");
     for (const char* unknown : {unknown_.c_str(), static_cast<const char*>(nullptr)}) {
+        TavloManagerAccess::SetStatus(mgr_, TAVLO_STATUS_OK);
         EXPECT_EQ(mgr_.GetDatabaseComment(unknown), nullptr);
+        EXPECT_EQ(mgr_.GetStatus(), TAVLO_STATUS_NO_FILE);
+        TavloManagerAccess::SetStatus(mgr_, TAVLO_STATUS_OK);
         EXPECT_EQ(mgr_.GetUserData(unknown), nullptr);
+        EXPECT_EQ(mgr_.GetStatus(), TAVLO_STATUS_NO_FILE);
     }
 }
 

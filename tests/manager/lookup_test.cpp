@@ -272,8 +272,8 @@ TEST_F(LookupTest, AHandleLimitsTheSearchToItsOwnDatabase) {
     EXPECT_EQ(other.GetNode("Door", othersBody), bodyDb.GetNode("Door"));  // one shared object
 }
 
-// Every kind searches its own list, and only the forms with a selection
-// report a status.
+// Every kind searches its own list; the forms with a selection report a
+// status, and so does an unknown handle.
 TEST_F(LookupTest, EveryKindFindsItsRecordInEveryForm) {
     const std::string typesText =
         "VERSION \"types\"\n\nNS_ :\n\nBS_:\n\nBU_: Gateway\n\n"
@@ -315,6 +315,11 @@ TEST_F(LookupTest, EveryKindFindsItsRecordInEveryForm) {
         const char* out = kUntouched;
         EXPECT_EQ(c.hit.anywhere(mgr, &out), expected);
         EXPECT_EQ(out, c.owner);
+        EXPECT_EQ(mgr.GetStatus(), TAVLO_STATUS_NO_FILE);
+
+        ForceStatus(mgr, body, TAVLO_STATUS_OK);
+        const std::string stranger = c.owner;  // its text, not its handle
+        EXPECT_EQ(c.hit.within(mgr, stranger.c_str()), nullptr);
         EXPECT_EQ(mgr.GetStatus(), TAVLO_STATUS_NO_FILE);
 
         ForceStatus(mgr, body, TAVLO_STATUS_OK);
