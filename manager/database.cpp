@@ -160,14 +160,19 @@ void TavloDatabase::Adopt(const tavlo_root_t& root) {
 }
 
 // Reads the own path into the lists. A failed read has shown its message and
-// left what it read so far linked in; the object keeps that.
+// left what it read so far linked in; the object keeps that. Of the file's
+// view filter the object takes the categories only: its node list and
+// filter word stay empty and zero.
 void TavloDatabase::ReadFile() {
+    filter_t filter{};
     try {
         TAVLO_READ(mDbPath, &mNodes, &mMessages, &mEnvvars, &mBitTimings, &mAttrDefs,
-                   &mDbAttrs, &mCategories, &mFilter, &mComment, &mUserData, &mSigTypes,
+                   &mDbAttrs, &mCategories, &filter, &mComment, &mUserData, &mSigTypes,
                    &mValueTables);
     } catch (const TavloException&) {
     }
+    mFilter.categories = filter.categories;
+    tavlo::model::ReleaseFilterNodes(filter.nodes);
 }
 
 // ---- The process-wide list -------------------------------------------------

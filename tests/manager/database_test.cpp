@@ -249,6 +249,22 @@ TEST_F(DatabaseTest, AReadErrorIsShownOnceAndWhatWasReadIsKept) {
     EXPECT_NE(db.GetNode("B"), nullptr);
 }
 
+// Of the file's view filter, the object keeps the categories: its node list
+// and filter word stay empty and zero, after a re-read too.
+TEST_F(DatabaseTest, TheObjectsViewFilterTakesOnlyTheFilesCategories) {
+    const std::string path = WriteFile(
+        "filter.dbc", SmallDatabaseText({}) + "CAT_DEF_ 1 Drive 0;\nFILTER 7 CAT_ 1 BU_ A B ;\n");
+    TavloDatabase db(path.c_str());
+    for (int pass = 0; pass < 2; ++pass) {
+        ASSERT_TRUE(shown_.messages().empty());
+        ASSERT_NE(db.mFilter.categories, nullptr);
+        EXPECT_EQ(+db.mFilter.categories->act, db.mCategories);
+        EXPECT_EQ(db.mFilter.nodes, nullptr);
+        EXPECT_EQ(db.mFilter.number, 0u);
+        ASSERT_EQ(db.ReopenDatabaseFile(), TAVLO_STATUS_OK);
+    }
+}
+
 TEST_F(DatabaseTest, ClearReleasesEverythingButPathAndCounters) {
     const std::string path = WriteDatabase("net.dbc", {"v", 3, "Net"});
     TavloDatabase db(path.c_str());

@@ -24,6 +24,14 @@ std::string SmallDatabaseText(const SmallDatabase& content) {
     return text;
 }
 
+void LinkPowertrainFilterNodes(TavloDatabase& db) {
+    auto* none = static_cast<rxblk*>(TAVLO_MALLOC(sizeof(rxblk)));
+    auto* engine = static_cast<rxblk*>(TAVLO_MALLOC(sizeof(rxblk)));
+    engine->symbol = db.GetNode("Engine");
+    engine->next = none;
+    db.mFilter.nodes = engine;
+}
+
 void ManagerTest::SetUp() {
     const ::testing::TestInfo* info = ::testing::UnitTest::GetInstance()->current_test_info();
     std::string name = std::string(info->test_suite_name()) + "." + info->name();

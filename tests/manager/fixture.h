@@ -36,6 +36,10 @@ inline std::string DataFile(const std::string& name) {
     return std::string(TAVLOMS_MANAGER_DATA_DIR) + "/" + name;
 }
 
+// Gives db the view filter nodes of powertrain.dbc's FILTER line (Engine,
+// then the NONE entry), which an object opened from the file leaves out.
+void LinkPowertrainFilterNodes(TavloDatabase& db);
+
 class ManagerTest : public ::testing::Test {
 protected:
     void SetUp() override;

@@ -20,6 +20,7 @@ protected:
         ASSERT_EQ(mgr_.OpenDatabase(DataFile("powertrain.dbc").c_str(), &powertrain_, 2), 0u);
         ASSERT_EQ(mgr_.OpenDatabase(DataFile("diagnosis.dbc").c_str(), &diagnosis_, 1), 0u);
         ASSERT_EQ(mgr_.OpenDatabase(DataFile("body.dbc").c_str(), &body_, 1), 0u);
+        LinkPowertrainFilterNodes(*mgr_.GetDatabase(powertrain_));
     }
 
     // (database handle, name) of every element an iterator yields.

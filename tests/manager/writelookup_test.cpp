@@ -95,6 +95,7 @@ protected:
         ASSERT_EQ(wm_.OpenDatabase(DataFile("powertrain.dbc").c_str(), &powertrain_, 2), 0u);
         ASSERT_EQ(wm_.OpenDatabase(DataFile("diagnosis.dbc").c_str(), &diagnosis_, 1), 0u);
         ASSERT_EQ(wm_.OpenDatabase(DataFile("body.dbc").c_str(), &body_, 1), 0u);
+        LinkPowertrainFilterNodes(*wm_.GetDatabase(powertrain_));
         const std::string extras = WriteFile("extras.dbc", kExtrasText);
         ASSERT_EQ(wm_.OpenDatabase(extras.c_str(), &extras_, 0), 0u);
         ASSERT_TRUE(shown_.messages().empty()) << shown_.messages().front().text;
