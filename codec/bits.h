@@ -3,6 +3,7 @@
 #ifndef TAVLOMS_CODEC_BITS_H
 #define TAVLOMS_CODEC_BITS_H
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -145,7 +146,9 @@ std::uint32_t ReadLow32Slow(const unsigned char* data, unsigned int startBit,
 inline std::uint32_t ReadLow32(const unsigned char* data, unsigned int startBit,
                                unsigned int length, bool motorola) {
     const Placement place = Place(startBit, length, motorola);
-    if (length <= 64 && InFirstWord(place)) {
+    // No bits at all is never taken from the word, where it would be a shift
+    // by 64 (at Motorola start bit 7 or Intel start bit 64).
+    if (length - 1u < 64u && InFirstWord(place)) {
         std::uint64_t word = Load64(data);
         if (motorola) {
             word = Swap64(word);
@@ -155,11 +158,12 @@ inline std::uint32_t ReadLow32(const unsigned char* data, unsigned int startBit,
     return ReadLow32Slow(data, startBit, length, motorola);
 }
 
-// Writes the low length bits of a little-endian value image of at least
-// (length + 7) / 8 bytes into the field, leaving every other bit of data as
-// it was. Lengths above 96 write nothing.
-void WriteField(const unsigned char* value, unsigned int startBit, unsigned int length,
-                bool motorola, unsigned char* data);
+// Writes the low length bits of a little-endian value image of valueBytes
+// bytes into the field (bits beyond the image are zeros), leaving every
+// other bit of data as it was. Any length: data must hold the bytes the
+// field touches; a Motorola field's bits before byte 0 are not written.
+void WriteField(const unsigned char* value, std::size_t valueBytes, unsigned int startBit,
+                unsigned int length, bool motorola, unsigned char* data);
 
 }  // namespace tavlo::codec
 

@@ -160,7 +160,7 @@ unsigned char* TavloManager::ExtractString(const unsigned char* data, unsigned s
 
 void TavloManager::IncorporateValue(const unsigned char* value, unsigned short startBit,
                                     unsigned short length, bool motorola, unsigned char* data) {
-    tavlo::codec::WriteField(value, startBit, length, motorola, data);
+    tavlo::codec::WriteField(value, (length + 7u) / 8u, startBit, length, motorola, data);
 }
 
 // ---- Raw values -------------------------------------------------------------------
@@ -238,7 +238,8 @@ unsigned int TavloManager::SetSignalRawValue(unsigned char* data, const sigblk& 
     }
     unsigned char image[kMaxImageBytes] = {};
     LittleEndian(raw, image);
-    tavlo::codec::WriteField(image, signal.start_bit, length, IsMotorola(signal), data);
+    tavlo::codec::WriteField(image, sizeof image, signal.start_bit, length, IsMotorola(signal),
+                             data);
     // The bits are written before either check. Deliberate.
     if (length > 32) {
         return TAVLO_SIGNAL_TOO_LONG;
@@ -254,15 +255,17 @@ unsigned int TavloManager::SetSignalRawValue(unsigned char* data, const sigblk& 
     unsigned int result = TAVLO_SIGNAL_OK;
     if (valueType == TAVLO_VALUE_DOUBLE) {
         std::memcpy(image, &raw, sizeof raw);
-        tavlo::codec::WriteField(image, signal.start_bit, 64, IsMotorola(signal), data);
+        tavlo::codec::WriteField(image, sizeof image, signal.start_bit, 64, IsMotorola(signal),
+                                 data);
     } else if (valueType == TAVLO_VALUE_FLOAT) {
         const float single = static_cast<float>(raw);
         std::memcpy(image, &single, sizeof single);
-        tavlo::codec::WriteField(image, signal.start_bit, 32, IsMotorola(signal), data);
+        tavlo::codec::WriteField(image, sizeof image, signal.start_bit, 32, IsMotorola(signal),
+                                 data);
     } else {
         std::memcpy(image, &raw, sizeof raw);
-        tavlo::codec::WriteField(image, signal.start_bit, signal.length, IsMotorola(signal),
-                                 data);
+        tavlo::codec::WriteField(image, sizeof image, signal.start_bit, signal.length,
+                                 IsMotorola(signal), data);
         return TAVLO_SIGNAL_WRONG_TYPE;
     }
     return Present(*this, data, signal, message, 0) ? result : TAVLO_SIGNAL_NOT_PRESENT;
@@ -271,8 +274,9 @@ unsigned int TavloManager::SetSignalRawValue(unsigned char* data, const sigblk& 
 unsigned int TavloManager::SetSignalRawValue(unsigned char* data, const sigblk& signal,
                                              const msgblk& message,
                                              const unsigned char* rawBytes) const {
-    tavlo::codec::WriteField(rawBytes, signal.start_bit, signal.length, IsMotorola(signal),
-                             data);
+    const unsigned int length = signal.length;
+    tavlo::codec::WriteField(rawBytes, (length + 7u) / 8u, signal.start_bit, length,
+                             IsMotorola(signal), data);
     return Present(*this, data, signal, message, 0) ? TAVLO_SIGNAL_OK
                                                     : TAVLO_SIGNAL_NOT_PRESENT;
 }
