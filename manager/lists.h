@@ -69,6 +69,17 @@ T* CreateAtIndex(T*& head, Create create, unsigned int index) {
     return record;
 }
 
+// Whether a list (linked by next) holds this very record.
+template <class T>
+bool Holds(const T* list, const T* record) {
+    for (; list != nullptr; list = list->next) {
+        if (list == record) {
+            return true;
+        }
+    }
+    return false;
+}
+
 // The handle of the database in which a spanning iterator meets this very
 // record; null when it never does.
 template <class Iterator, class T>

@@ -19,17 +19,6 @@ unsigned int Count(Iterator it) {
     return count;
 }
 
-// Whether a list (linked by next) holds this very record.
-template <class T>
-bool Holds(const T* list, const T* record) {
-    for (; list != nullptr; list = list->next) {
-        if (list == record) {
-            return true;
-        }
-    }
-    return false;
-}
-
 }  // namespace
 
 // ---- Counts -----------------------------------------------------------------
@@ -131,7 +120,7 @@ const char* TavloManager::GetDatabaseName(const valtable& table) const {
 
 const char* TavloManager::GetDatabaseName(const sigblk& signal) const {
     for (auto messages = GetMessageIterator(nullptr); !messages.AtEnd(); ++messages) {
-        if (Holds<sigblk>((*messages)->signals, &signal)) {
+        if (tavlo::manager::Holds<sigblk>((*messages)->signals, &signal)) {
             return messages.GetDatabaseName();
         }
     }
@@ -149,7 +138,7 @@ const char* TavloManager::GetDatabaseName(const rxblk& relation,
         case TAVLO_OBJ_NODE_SIGNAL:  // receivers of the signals of messages
             for (auto messages = GetMessageIterator(nullptr); !messages.AtEnd(); ++messages) {
                 for (const sigblk* s = (*messages)->signals; s != nullptr; s = s->next) {
-                    if (Holds<rxblk>(s->receivers, &relation)) {
+                    if (tavlo::manager::Holds<rxblk>(s->receivers, &relation)) {
                         return messages.GetDatabaseName();
                     }
                 }
@@ -157,14 +146,14 @@ const char* TavloManager::GetDatabaseName(const rxblk& relation,
             return nullptr;
         case TAVLO_OBJ_NODE_MESSAGE:  // further transmitters of messages
             for (auto messages = GetMessageIterator(nullptr); !messages.AtEnd(); ++messages) {
-                if (Holds<rxblk>((*messages)->transmitters, &relation)) {
+                if (tavlo::manager::Holds<rxblk>((*messages)->transmitters, &relation)) {
                     return messages.GetDatabaseName();
                 }
             }
             return nullptr;
         case TAVLO_OBJ_NODE_ENVVAR:  // access nodes of environment variables
             for (auto envvars = GetEnvvarIterator(nullptr); !envvars.AtEnd(); ++envvars) {
-                if (Holds<rxblk>((*envvars)->access_nodes, &relation)) {
+                if (tavlo::manager::Holds<rxblk>((*envvars)->access_nodes, &relation)) {
                     return envvars.GetDatabaseName();
                 }
             }

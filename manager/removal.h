@@ -60,6 +60,34 @@ Entry* RemoveEvery(Entry* head, Match matches, Release release) {
     return head;
 }
 
+// Unlinks every entry of the list at head for which matches(const Entry&)
+// holds and hands it to release(Entry*); every other entry keeps its place.
+// Returns the new head. Unlike RemoveEvery, no entry is ever lost: this is
+// the walk that clears references to a record about to be deleted.
+template <class Entry, class Match, class Release>
+Entry* DropEvery(Entry* head, Match matches, Release release) {
+    Entry* kept = nullptr;
+    Entry* last = nullptr;
+    for (Entry* entry = head; entry != nullptr;) {
+        Entry* const following = entry->next;
+        if (matches(static_cast<const Entry&>(*entry))) {
+            release(entry);
+        } else {
+            if (last != nullptr) {
+                last->next = entry;
+            } else {
+                kept = entry;
+            }
+            last = entry;
+        }
+        entry = following;
+    }
+    if (last != nullptr) {
+        last->next = nullptr;
+    }
+    return kept;
+}
+
 }  // namespace tavlo::manager
 
 #endif  // TAVLOMS_MANAGER_REMOVAL_H

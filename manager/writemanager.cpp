@@ -4,6 +4,7 @@
 // messages, signal groups, signals and environment variables.
 #include "manager/frame.h"
 #include "manager/lists.h"
+#include "manager/references.h"
 #include "manager/removal.h"
 #include "model/model.h"
 #include "platform/platform.h"
@@ -196,60 +197,64 @@ attr_def* TavloWriteManager::CreateAttrDefinition(const char* dbName, unsigned i
     return CreateIn(*this, dbName, &TavloDatabase::CreateAttrDef, index);
 }
 
+namespace {
+
+// Deletes record from db when db's own list holds it (a record of another
+// database, or of none, is left alone): every reference to it in db goes
+// first, so nothing is left pointing at released memory.
+template <class T>
+void Erase(TavloDatabase* db, T& record, T* TavloDatabase::*list,
+           void (TavloDatabase::*erase)(T&)) {
+    if (db == nullptr || !tavlo::manager::Holds(db->*list, &record)) {
+        return;
+    }
+    tavlo::manager::Unreference(*db, record);
+    (db->*erase)(record);
+}
+
+}  // namespace
+
 void TavloWriteManager::DeleteNode(symblk& node, const char* dbName) {
     // Nodes are deleted only from a named database. Deliberate.
     if (dbName == nullptr) {
         return;
     }
-    if (TavloDatabase* db = GetDatabase(dbName)) {
-        db->DeleteNode(node);
-    }
+    Erase(GetDatabase(dbName), node, &TavloDatabase::mNodes, &TavloDatabase::DeleteNode);
 }
 
 void TavloWriteManager::DeleteMessage(msgblk& message, const char* dbName) {
-    if (TavloDatabase* db = DeletionTarget(*this, dbName, GetMessageIterator(nullptr), message)) {
-        db->DeleteMessage(message);
-    }
+    Erase(DeletionTarget(*this, dbName, GetMessageIterator(nullptr), message), message,
+          &TavloDatabase::mMessages, &TavloDatabase::DeleteMessage);
 }
 
 void TavloWriteManager::DeleteEnvvar(env_var_blk& envvar, const char* dbName) {
-    if (TavloDatabase* db = DeletionTarget(*this, dbName, GetEnvvarIterator(nullptr), envvar)) {
-        db->DeleteEnvvar(envvar);
-    }
+    Erase(DeletionTarget(*this, dbName, GetEnvvarIterator(nullptr), envvar), envvar,
+          &TavloDatabase::mEnvvars, &TavloDatabase::DeleteEnvvar);
 }
 
 void TavloWriteManager::DeleteBitTiming(btlblk& timing, const char* dbName) {
-    if (TavloDatabase* db =
-            DeletionTarget(*this, dbName, GetBitTimingIterator(nullptr), timing)) {
-        db->DeleteBitTiming(timing);
-    }
+    Erase(DeletionTarget(*this, dbName, GetBitTimingIterator(nullptr), timing), timing,
+          &TavloDatabase::mBitTimings, &TavloDatabase::DeleteBitTiming);
 }
 
 void TavloWriteManager::DeleteCategory(cat& category, const char* dbName) {
-    if (TavloDatabase* db =
-            DeletionTarget(*this, dbName, GetCategoryIterator(nullptr), category)) {
-        db->DeleteCategory(category);
-    }
+    Erase(DeletionTarget(*this, dbName, GetCategoryIterator(nullptr), category), category,
+          &TavloDatabase::mCategories, &TavloDatabase::DeleteCategory);
 }
 
 void TavloWriteManager::DeleteSignalType(sigtype& type, const char* dbName) {
-    if (TavloDatabase* db = DeletionTarget(*this, dbName, GetSignalTypeIterator(nullptr), type)) {
-        db->DeleteSignalType(type);
-    }
+    Erase(DeletionTarget(*this, dbName, GetSignalTypeIterator(nullptr), type), type,
+          &TavloDatabase::mSigTypes, &TavloDatabase::DeleteSignalType);
 }
 
 void TavloWriteManager::DeleteValueTable(valtable& table, const char* dbName) {
-    if (TavloDatabase* db =
-            DeletionTarget(*this, dbName, GetValueTableIterator(nullptr), table)) {
-        db->DeleteValueTable(table);
-    }
+    Erase(DeletionTarget(*this, dbName, GetValueTableIterator(nullptr), table), table,
+          &TavloDatabase::mValueTables, &TavloDatabase::DeleteValueTable);
 }
 
 void TavloWriteManager::DeleteAttrDefinition(attr_def& definition, const char* dbName) {
-    if (TavloDatabase* db =
-            DeletionTarget(*this, dbName, GetAttrDefIterator(nullptr), definition)) {
-        db->DeleteAttrDef(definition);
-    }
+    Erase(DeletionTarget(*this, dbName, GetAttrDefIterator(nullptr), definition), definition,
+          &TavloDatabase::mAttrDefs, &TavloDatabase::DeleteAttrDef);
 }
 
 // ---- Objects inside a message, signal group, signal or variable ----------------
@@ -265,6 +270,12 @@ sigblk* TavloWriteManager::CreateSignal(msgblk& message, unsigned int index) {
 }
 
 void TavloWriteManager::DeleteSignal(sigblk& signal, msgblk& message) {
+    if (!tavlo::manager::Holds(+message.signals, &signal)) {
+        return;  // not this message's: nothing of it is released
+    }
+    const char* owner = GetDatabaseName(message);
+    tavlo::manager::Unreference(owner != nullptr ? GetDatabase(owner) : nullptr, message,
+                                signal);
     CAN_DELETE_SIG(&message, &signal);
 }
 
@@ -279,6 +290,10 @@ siggroupblk* TavloWriteManager::CreateSignalGroup(msgblk& message, unsigned int 
 }
 
 void TavloWriteManager::DeleteSignalGroup(siggroupblk& group, msgblk& message) {
+    if (!tavlo::manager::Holds(+message.signal_groups, &group)) {
+        return;
+    }
+    tavlo::manager::Unreference(group);
     CAN_DELETE_SIGGROUP(&message, &group);
 }
 

@@ -5,7 +5,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <algorithm>
+#include <cctype>
 #include <filesystem>
+#include <functional>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -272,6 +276,136 @@ TEST_F(WriteManagerTest, CreateAndDeleteInADatabase) {
                   writer.ValueTableCount(a) + writer.AttrDefinitionCount(a) +
                   writer.EnvvarCount(a),
               0u);
+}
+
+// Every line of a written database, and whether a line names any of words
+// (as a whole word).
+std::vector<std::string> Lines(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+int Length(const rxblk* list) {
+    int length = 0;
+    for (; list != nullptr; list = list->next) {
+        ++length;
+    }
+    return length;
+}
+
+bool Names(const std::string& line, const std::vector<std::string>& words) {
+    const auto isWord = [](char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '_'; };
+    for (const std::string& word : words) {
+        for (std::size_t at = line.find(word); at != std::string::npos;
+             at = line.find(word, at + 1)) {
+            const std::size_t end = at + word.size();
+            if ((at == 0 || !isWord(line[at - 1])) && (end == line.size() || !isWord(line[end]))) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+// Deleting a record that others refer to takes every reference with it: the
+// database writes, reads back and keeps its counts, the deleted name is gone,
+// and every line that did not name it is still there.
+TEST_F(WriteManagerTest, DeletingARecordTakesEveryReferenceToIt) {
+    const std::string source = FileContent(DataFile("references.dbc"));
+    using Db = TavloDatabase;
+    struct Case {
+        const char* what;
+        std::function<void(TavloWriteManager&, const char*, Db&)> remove;
+        std::vector<std::string> gone;     // names no line may hold afterwards
+        std::vector<std::string> changed;  // further words of lines that may change
+    };
+    const auto message = [](Db& db, const char* name) { return db.GetMessage(name); };
+    const auto signal = [message](Db& db, const char* msg, const char* name) {
+        return TAVLO_GET_SIGNAL_OF_MSG_NAME(message(db, msg), name);
+    };
+    const Case cases[] = {
+        {"receiver, further transmitter, access node, filter node, relation values",
+         [](TavloWriteManager& w, const char* h, Db& db) { w.DeleteNode(*db.GetNode("Gateway"), h); },
+         {"Gateway"}, {}},
+        {"transmitter", [](TavloWriteManager& w, const char* h, Db& db) { w.DeleteNode(*db.GetNode("Engine"), h); },
+         {"Engine"}, {"EngineData"}},
+        {"message with grouped signals",
+         [message](TavloWriteManager& w, const char*, Db& db) { w.DeleteMessage(*message(db, "EngineData"), nullptr); },
+         {"EngineData", "Speed", "Temp", "Pair", "256"}, {}},
+        {"message under another database's handle",
+         [message](TavloWriteManager& w, const char*, Db& db) {
+             const char* other = nullptr;
+             ASSERT_EQ(w.CreateDatabase("Other", &other, nullptr), 0u);
+             w.DeleteMessage(*message(db, "EngineData"), other);
+         },
+         {}, {}},
+        {"grouped signal", [signal](TavloWriteManager& w, const char*, Db& db) {
+             w.DeleteSignal(*signal(db, "EngineData", "Temp"), *db.GetMessage("EngineData"));
+         }, {"Temp"}, {}},
+        {"signal of another message", [signal](TavloWriteManager& w, const char*, Db& db) {
+             w.DeleteSignal(*signal(db, "EngineData", "Temp"), *db.GetMessage("DashData"));
+         }, {}, {}},
+        {"signal group", [message](TavloWriteManager& w, const char*, Db& db) {
+             msgblk* m = message(db, "EngineData");
+             w.DeleteSignalGroup(*m->signal_groups, *m);
+         }, {"Pair"}, {}},
+        {"environment variable", [](TavloWriteManager& w, const char*, Db& db) { w.DeleteEnvvar(*db.GetEnvvar("Level"), nullptr); },
+         {"Level"}, {}},
+        {"category", [](TavloWriteManager& w, const char*, Db& db) { w.DeleteCategory(*db.mCategories, nullptr); },
+         {"Drive"}, {"CAT_"}},
+        {"signal type", [](TavloWriteManager& w, const char*, Db& db) { w.DeleteSignalType(*db.GetSignalType("GearType"), nullptr); },
+         {"GearType"}, {}},
+        {"value table", [](TavloWriteManager& w, const char*, Db& db) { w.DeleteValueTable(*db.GetValueTable("Gears"), nullptr); },
+         {"Gears"}, {}},
+    };
+    std::vector<Case> all(std::begin(cases), std::end(cases));
+    for (const char* def : {"Layer", "Mode", "Bus", "EnvLevel", "TypeInfo", "RxTimeout", "TxDelay", "EvAccess", "Cycle"}) {
+        all.push_back({def, [def](TavloWriteManager& w, const char*, Db& db) {
+                          w.DeleteAttrDefinition(*db.GetAttrDef(def), nullptr);
+                      }, {def}, {}});
+    }
+    for (const Case& c : all) {
+        SCOPED_TRACE(c.what);
+        const std::string path = WriteFile("references.dbc", source);
+        TavloWriteManager writer(Window(1));
+        const char* handle = nullptr;
+        ASSERT_EQ(writer.OpenDatabase(path.c_str(), &handle, 0), 0u);
+        Db& db = *writer.GetDatabase(handle);
+        writer.AddFilterNode(*db.GetNode("Gateway"), handle);
+        db.GetEnvvar("Level")->node = db.GetNode("Gateway");
+        ASSERT_EQ(writer.WriteDatabase(handle, (dir_ + "/before.dbc").c_str()), 0u);
+        const std::vector<std::string> before = Lines(FileContent(dir_ + "/before.dbc"));
+
+        c.remove(writer, handle, db);
+        for (const msgblk* m = db.mMessages; m != nullptr; m = m->next) {
+            for (const sigblk* s = m->signals; s != nullptr; s = s->next) {
+                EXPECT_EQ(Length(s->receivers), +s->receiver_count) << s->name;
+            }
+        }
+        for (const env_var_blk* e = db.mEnvvars; e != nullptr; e = e->next) {
+            EXPECT_EQ(Length(e->access_nodes), +e->access_node_count);
+        }
+        const std::string after = dir_ + "/after.dbc";
+        ASSERT_EQ(writer.WriteDatabase(handle, after.c_str()), 0u);
+        tavlo_root_t reread{};
+        EXPECT_TRUE(ReadDatabase(after, &reread).messages.empty());
+        TAVLO_FREE_ROOT(&reread);
+        const std::vector<std::string> lines = Lines(FileContent(after));
+        for (const std::string& line : lines) {
+            EXPECT_FALSE(Names(line, c.gone)) << line;
+        }
+        std::vector<std::string> touched = c.gone;
+        touched.insert(touched.end(), c.changed.begin(), c.changed.end());
+        for (const std::string& line : before) {
+            if (!Names(line, touched)) {
+                EXPECT_NE(std::find(lines.begin(), lines.end(), line), lines.end()) << line;
+            }
+        }
+    }
 }
 
 TEST_F(WriteManagerTest, SignalsAndGroupsInsideAMessage) {
