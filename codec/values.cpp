@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 
 #include "codec/bits.h"
 #include "model/model.h"
@@ -110,6 +111,11 @@ long double SignedOrNot(std::uint32_t raw, const sigblk& signal) {
     return IsSigned(signal) ? static_cast<long double>(static_cast<std::int32_t>(raw))
                             : static_cast<long double>(raw);
 }
+
+// Releases a block of the library's allocator.
+struct ReleaseBlock {
+    void operator()(unsigned char* block) const { TAVLO_MFREE(block); }
+};
 
 void LittleEndian(std::uint32_t value, unsigned char* image) {
     for (int i = 0; i < 4; ++i) {
@@ -388,18 +394,20 @@ unsigned int TavloManager::GetSignalValue(const unsigned char* data, const sigbl
                                           const char* formatString) const {
     text = nullptr;
     const unsigned int length = signal.length;
-    unsigned char* image = ExtractString(data, signal.start_bit, signal.length, IsMotorola(signal));
+    // The field's image, released however this ends.
+    std::unique_ptr<unsigned char, ReleaseBlock> image(
+        ExtractString(data, signal.start_bit, signal.length, IsMotorola(signal)));
     if (image == nullptr) {
         return length >= 90 ? TAVLO_SIGNAL_NOT_EXTRACTED : TAVLO_SIGNAL_NO_MEMORY;
     }
+    const unsigned char* bytes = image.get();
     if (static_cast<unsigned int>(format) > SigvalueBinary) {
-        TAVLO_MFREE(image);
         return TAVLO_SIGNAL_NOT_EXTRACTED;
     }
-    const std::uint32_t word = static_cast<std::uint32_t>(image[0]) |
-                               static_cast<std::uint32_t>(image[1]) << 8 |
-                               static_cast<std::uint32_t>(image[2]) << 16 |
-                               static_cast<std::uint32_t>(image[3]) << 24;
+    const std::uint32_t word = static_cast<std::uint32_t>(bytes[0]) |
+                               static_cast<std::uint32_t>(bytes[1]) << 8 |
+                               static_cast<std::uint32_t>(bytes[2]) << 16 |
+                               static_cast<std::uint32_t>(bytes[3]) << 24;
     // The word as the numeric formats see it: sign-extended when signed.
     std::uint32_t value = word;
     if (IsSigned(signal) && length <= 32 && value > Threshold(length)) {
@@ -441,7 +449,7 @@ unsigned int TavloManager::GetSignalValue(const unsigned char* data, const sigbl
             for (unsigned int i = byteCount; i-- > 0;) {
                 const bool first = i + 1 == byteCount;
                 const char* pattern = decimal ? (first ? "%3d" : " %3d") : (first ? "%02X" : " %02X");
-                end += std::sprintf(end, pattern, image[i]);
+                end += std::sprintf(end, pattern, bytes[i]);
             }
             break;
         }
@@ -449,32 +457,28 @@ unsigned int TavloManager::GetSignalValue(const unsigned char* data, const sigbl
             const char* description =
                 GetValueDescription(signal, static_cast<long>(static_cast<std::int32_t>(word)));
             if (description == nullptr) {
-                TAVLO_MFREE(image);
                 return TAVLO_SIGNAL_NOT_EXTRACTED;
             }
             text = tavlo::model::DuplicateText(description);
             break;
         }
         case SigvalueRawBytes:
-            text = reinterpret_cast<char*>(image);  // the caller owns the image now
-            image = nullptr;
+            text = reinterpret_cast<char*>(image.release());  // the caller's now
             break;
         case SigvalueBinary:
             if (length > 96) {
-                TAVLO_MFREE(image);
                 return TAVLO_SIGNAL_NOT_EXTRACTED;
             }
             text = static_cast<char*>(TAVLO_MALLOC(length + 1));
             if (text != nullptr) {
                 for (unsigned int bit = 0; bit < length; ++bit) {
                     const unsigned int at = length - 1 - bit;
-                    text[bit] = ((image[at / 8] >> (at % 8)) & 1u) != 0 ? '1' : '0';
+                    text[bit] = ((bytes[at / 8] >> (at % 8)) & 1u) != 0 ? '1' : '0';
                 }
                 text[length] = '\0';
             }
             break;
     }
-    TAVLO_MFREE(image);
     if (text == nullptr) {
         return TAVLO_SIGNAL_NO_MEMORY;
     }
