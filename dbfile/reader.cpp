@@ -14,11 +14,11 @@
 #include <unordered_map>
 #include <vector>
 
+#include "dbfile/attrdef.h"
 #include "dbfile/input.h"
 #include "dbfile/keywords.h"
 #include "dbfile/report.h"
 #include "dbfile/scanner.h"
-#include "model/attrdef.h"
 #include "model/model.h"
 #include "tavloms/dbfile.h"
 #include "tavloms/lifecycle.h"
@@ -309,7 +309,7 @@ private:
     void sigtype_values();
     void comment();
     void user_define(int token);
-    unsigned int data_type(model::AttrRange* range, std::string* enumTexts);
+    unsigned int data_type(AttrRange* range, std::string* enumTexts);
     void sigtype_attr();
     void user_define_default();
     void user_attribute();
@@ -1234,7 +1234,7 @@ void Parser::comment() {
 //              signed_float | STRING | ENUM [STRING (',' STRING)*]
 // An ENUM's texts are joined by line feeds into `enumTexts`; each is cut to
 // 32 characters, and "corvan_leerstring" stands for the empty text.
-unsigned int Parser::data_type(model::AttrRange* range, std::string* enumTexts) {
+unsigned int Parser::data_type(AttrRange* range, std::string* enumTexts) {
     range->minimum.number = 0.0;
     range->maximum = 0.0;
     const int token = tok_;
@@ -1305,7 +1305,7 @@ void Parser::user_define(int token) {
     }
     Name name;
     ExpectAttributeName(&name);
-    model::AttrRange range;
+    AttrRange range;
     std::string texts;
     const unsigned int valueType = data_type(&range, &texts);
     if (tok_ != ';') {
@@ -1321,7 +1321,7 @@ void Parser::user_define(int token) {
     }
     int defined = 0;
     try {
-        defined = model::DefineAttribute(lists_.attrDefs, name.text, objectType, valueType,
+        defined = DefineAttribute(lists_.attrDefs, name.text, objectType, valueType,
                                          range, name.line);
     } catch (...) {
         TAVLO_MFREE(enumTexts);
@@ -1343,7 +1343,7 @@ void Parser::sigtype_attr() {
     Name name;
     ExpectAttributeName(&name);
     if (tok_ != ';') {
-        model::AttrRange range;
+        AttrRange range;
         std::string ignored;
         data_type(&range, &ignored);
     }
@@ -1387,7 +1387,7 @@ void Parser::user_define_default() {
     }
     int set = 0;
     try {
-        set = model::SetAttributeDefault(*lists_.attrDefs, name.text, value, name.line);
+        set = SetAttributeDefault(*lists_.attrDefs, name.text, value, name.line);
     } catch (...) {
         if (isText) {
             TAVLO_MFREE(value.text);

@@ -4,6 +4,8 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "dbfile/input.h"
+#include "model/model.h"
 #include "platform/platform.h"
 #include "tavloms/exception.h"
 #include "tavloms/platform.h"
@@ -53,6 +55,19 @@ static_assert(kMessageCount == kMsgUnknownDataEnvvar + 1, "message table out of 
 
 char gMessage[kMessageBufferSize];
 bool gErrorReported = false;
+
+// Record creation that runs out of memory reports here, as a read error.
+void CreationFailedInRead() {
+    CloseInput();
+    ReportReadError(kMsgNotEnoughMemory, -1, nullptr);
+}
+
+void CreationFailed() {
+    RaiseError(kMsgNotEnoughMemory, -1, nullptr);
+}
+
+[[maybe_unused]] const bool gCreationReported =
+    (model::SetCreationFailure({&CreationFailedInRead, &CreationFailed}), true);
 
 // Appends to the message buffer, cutting what does not fit.
 void Append(int& used, const char* format, ...) {

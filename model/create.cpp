@@ -1,24 +1,22 @@
 // model/create.cpp: creation of records with their defaults.
 //
-// Creation runs mostly inside a read, so running out of memory is reported as
-// a read error ("not enough memory") and ends the read with TavloException.
-// The records the grammar makes for every line (messages, signals, nodes,
-// relations, variables, bit timings) close the input first and stay quiet
-// when the read has already reported an error; the others always report.
-#include "dbfile/input.h"
-#include "dbfile/report.h"
+// Creation runs mostly inside a read, so running out of memory goes to the
+// handlers the reader installs (SetCreationFailure): the records the grammar
+// makes for every line (messages, signals, nodes, relations, variables, bit
+// timings) call inRead, the others always.
 #include "model/model.h"
 
 namespace {
 
 using tavlo::model::Allocate;
 
+tavlo::model::CreationFailure gFailure{};
+
 template <class T>
 T* CreateInRead() {
     T* record = Allocate<T>();
-    if (record == nullptr) {
-        tavlo::dbfile::CloseInput();
-        tavlo::dbfile::ReportReadError(tavlo::dbfile::kMsgNotEnoughMemory, -1, nullptr);
+    if (record == nullptr && gFailure.inRead != nullptr) {
+        gFailure.inRead();
     }
     return record;
 }
@@ -26,13 +24,17 @@ T* CreateInRead() {
 template <class T>
 T* CreateReported() {
     T* record = Allocate<T>();
-    if (record == nullptr) {
-        tavlo::dbfile::RaiseError(tavlo::dbfile::kMsgNotEnoughMemory, -1, nullptr);
+    if (record == nullptr && gFailure.always != nullptr) {
+        gFailure.always();
     }
     return record;
 }
 
 }  // namespace
+
+void tavlo::model::SetCreationFailure(const CreationFailure& handlers) {
+    gFailure = handlers;
+}
 
 extern "C" {
 

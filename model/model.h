@@ -23,6 +23,18 @@ void FailAllocationsAfter(long count);
 // operation makes or releases: compare two calls.
 long LiveAllocations();
 
+// What record creation does when memory runs out, beyond returning null.
+// The records layer reports nothing itself; the database file reader
+// installs its reporting here (closing its input, showing "not enough
+// memory" and ending the read with TavloException): inRead for the records
+// a read makes for every line, which stay quiet once the read has reported
+// an error, always for the others.
+struct CreationFailure {
+    void (*inRead)();
+    void (*always)();
+};
+void SetCreationFailure(const CreationFailure& handlers);
+
 // A zero-filled record from TAVLO_MALLOC, or null.
 template <class T>
 T* Allocate() {

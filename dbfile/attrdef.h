@@ -1,12 +1,12 @@
-// model/attrdef.h: defining attributes and their defaults while a database
+// dbfile/attrdef.h: defining attributes and their defaults while a database
 // file is read. Used by the reader on the definition list of the database
 // being read; errors go through the reader's reporting and may end the read.
-#ifndef TAVLOMS_MODEL_ATTRDEF_H
-#define TAVLOMS_MODEL_ATTRDEF_H
+#ifndef TAVLOMS_DBFILE_ATTRDEF_H
+#define TAVLOMS_DBFILE_ATTRDEF_H
 
 #include "tavloms/records.h"
 
-namespace tavlo::model {
+namespace tavlo::dbfile {
 
 // The range of a definition as the file gives it: two numbers for INT,
 // FLOAT and HEX; for ENUM, `minimum.text` holds the enumeration texts.
@@ -33,6 +33,6 @@ int DefineAttribute(attr_def** list, const char* name, unsigned int objectType,
 // returned.
 int SetAttributeDefault(attr_def* list, const char* name, tavlo_attr_value_t value, int line);
 
-}  // namespace tavlo::model
+}  // namespace tavlo::dbfile
 
-#endif  // TAVLOMS_MODEL_ATTRDEF_H
+#endif  // TAVLOMS_DBFILE_ATTRDEF_H

@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "dbfile/report.h"
-#include "model/attrdef.h"
+#include "dbfile/attrdef.h"
 #include "model/model.h"
 #include "support/message_capture.h"
 #include "support/sample_database.h"
@@ -13,9 +13,9 @@
 
 namespace {
 
-using tavlo::model::AttrRange;
-using tavlo::model::DefineAttribute;
-using tavlo::model::SetAttributeDefault;
+using tavlo::dbfile::AttrRange;
+using tavlo::dbfile::DefineAttribute;
+using tavlo::dbfile::SetAttributeDefault;
 using tavlo::test::MessageCapture;
 using tavlo::test::Text;
 

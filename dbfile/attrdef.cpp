@@ -1,5 +1,5 @@
-// model/attrdef.cpp: attribute definitions and defaults made by the reader.
-#include "model/attrdef.h"
+// dbfile/attrdef.cpp: attribute definitions and defaults made by the reader.
+#include "dbfile/attrdef.h"
 
 #include <string>
 
@@ -9,7 +9,7 @@
 #include "tavloms/lifecycle.h"
 #include "tavloms/query.h"
 
-namespace tavlo::model {
+namespace tavlo::dbfile {
 
 namespace {
 
@@ -26,10 +26,10 @@ std::string BlanksForTabs(const char* name) {
 // Gives a new definition an empty default text; running out of memory
 // releases the definition and ends the read.
 void SetEmptyDefault(attr_def* def) {
-    def->default_value.text = DuplicateText("");
+    def->default_value.text = model::DuplicateText("");
     if (def->default_value.text == nullptr) {
         TAVLO_MFREE(def);
-        dbfile::RaiseError(dbfile::kMsgNotEnoughMemory, -1, nullptr);
+        RaiseError(kMsgNotEnoughMemory, -1, nullptr);
     }
 }
 
@@ -39,12 +39,12 @@ int DefineAttribute(attr_def** list, const char* name, unsigned int objectType,
                     unsigned int valueType, const AttrRange& range, int line) {
     const std::string key = BlanksForTabs(name);
     if (TAVLO_GET_ATTR_DEF_NAME(*list, key.c_str()) != nullptr) {
-        dbfile::CloseInput();
-        dbfile::ReportReadError(dbfile::kMsgDuplicateSymbol, line, key.c_str());
+        CloseInput();
+        ReportReadError(kMsgDuplicateSymbol, line, key.c_str());
         return 0;
     }
     attr_def* def = TAVLO_CREATE_ATTR_DEF();
-    CopyName(def->name, key.c_str());
+    model::CopyName(def->name, key.c_str());
     def->object_type = objectType;
     def->value_type = valueType;
     switch (valueType) {
@@ -61,7 +61,7 @@ int DefineAttribute(attr_def** list, const char* name, unsigned int objectType,
         def->default_value.number = range.minimum.number;
         break;
     }
-    AppendTail(list, def);
+    model::AppendTail(list, def);
     return 1;
 }
 
@@ -69,8 +69,8 @@ int SetAttributeDefault(attr_def* list, const char* name, tavlo_attr_value_t val
     const std::string key = BlanksForTabs(name);
     attr_def* def = TAVLO_GET_ATTR_DEF_NAME(list, key.c_str());
     if (def == nullptr) {
-        dbfile::CloseInput();
-        dbfile::ReportReadError(dbfile::kMsgUnknownSymbol, line, key.c_str());
+        CloseInput();
+        ReportReadError(kMsgUnknownSymbol, line, key.c_str());
         return 0;
     }
     if (def->value_type == TAVLO_ATTR_STRING || def->value_type == TAVLO_ATTR_ENUM) {
@@ -82,4 +82,4 @@ int SetAttributeDefault(attr_def* list, const char* name, tavlo_attr_value_t val
     return 1;
 }
 
-}  // namespace tavlo::model
+}  // namespace tavlo::dbfile
