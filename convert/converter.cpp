@@ -12,9 +12,6 @@ namespace {
 
 constexpr const char* kModule = "dbmsconv";
 
-// The status of an import whose module did not fill the database.
-constexpr unsigned int kConversionFailed = 1;
-
 }  // namespace
 
 // ---- The converter ----------------------------------------------------------------
@@ -105,7 +102,7 @@ unsigned int TavloImporter::Import(const char* dbName, const char** dbNameOut,
         return created;
     }
     if (mDatabase == nullptr || !ProcessFile(filePath)) {
-        return kConversionFailed;
+        return TAVLO_STATUS_CONVERSION_FAILED;
     }
     CopyDatabaseLists();
     mFailed = 0;
@@ -138,7 +135,7 @@ unsigned int TavloImporter::CreateDatabase(const char* dbName, const char** dbNa
         *dbNameOut = handle;
     }
     mDatabase = mManager->GetDatabase(handle);
-    return mDatabase != nullptr ? TAVLO_STATUS_OK : kConversionFailed;
+    return mDatabase != nullptr ? TAVLO_STATUS_OK : TAVLO_STATUS_CONVERSION_FAILED;
 }
 
 // ---- Export -----------------------------------------------------------------------

@@ -25,10 +25,10 @@ enum MessageCode : unsigned int {
     kMsgCmdParameterMissing = 10,
     kMsgIllegalMode = 11,
     kMsgIllegalSegmentation = 12,
-    kMsgCouldNotWrite = 13,
+    kMsgCouldNotWrite = 13,  // TAVLO_FILE_NOT_WRITTEN
     kMsgSyntaxError = 14,
-    kMsgFormatError = 15,
-    kMsgNotFound = 16,
+    kMsgFormatError = 15,    // TAVLO_FILE_STOPPED
+    kMsgNotFound = 16,       // TAVLO_FILE_NOT_FOUND
     kMsgConvertedFormatError = 17,
     kMsgCouldNotConvert = 18,
     kMsgDuplicateSymbol = 19,

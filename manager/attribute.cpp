@@ -16,13 +16,7 @@ using tavlo::manager::SameName32;
 
 constexpr const char* kModule = "dbmsread";
 
-// Results of the *Ex forms.
-constexpr unsigned int kFound = 0;
-constexpr unsigned int kNotDefined = 5;
-
 // What a description lookup that finds nothing answers.
-constexpr unsigned int kNoDescriptionText = 4;
-constexpr unsigned int kNoDescriptionValue = 3;
 constexpr long kNoValue = 0x7FFFFFFF;
 
 tavlo_attr_value_t NoValue() {
@@ -126,10 +120,10 @@ unsigned int ValueOrDefaultEx(const TavloManager& manager, const Record& object,
                               const char* dbName, Owner owner) {
     if (manager.IsAttrValueDefined(object, attrName)) {
         value = OwnValue(object.attributes, attrName);
-        return kFound;
+        return TAVLO_STATUS_OK;
     }
     const char* from = dbName != nullptr ? dbName : owner();
-    return from != nullptr ? manager.GetAttrDefaultEx(attrName, value, from) : kNotDefined;
+    return from != nullptr ? manager.GetAttrDefaultEx(attrName, value, from) : TAVLO_STATUS_NOT_DEFINED;
 }
 
 const char* DescriptionText(const TavloManager& manager, TavloIterator<const val> it,
@@ -140,7 +134,7 @@ const char* DescriptionText(const TavloManager& manager, TavloIterator<const val
             return (*it)->text;
         }
     }
-    TavloManagerAccess::SetStatus(manager, kNoDescriptionText);
+    TavloManagerAccess::SetStatus(manager, TAVLO_STATUS_NO_DESCRIPTION_TEXT);
     return nullptr;
 }
 
@@ -153,7 +147,7 @@ long DescriptionValue(const TavloManager& manager, TavloIterator<const val> it,
             return (*it)->value;
         }
     }
-    TavloManagerAccess::SetStatus(manager, kNoDescriptionValue);
+    TavloManagerAccess::SetStatus(manager, TAVLO_STATUS_NO_DESCRIPTION_VALUE);
     return kNoValue;
 }
 
@@ -184,7 +178,7 @@ unsigned int TavloManager::GetAttrDefaultEx(const char* attrName, tavlo_attr_val
     TAVLO_ASSERT(attrName != NULL, kModule);
     const attr_def* def = FirstDefinitionNamed(GetAttrDefIterator(dbName), attrName);
     if (def == nullptr) {
-        return kNotDefined;
+        return TAVLO_STATUS_NOT_DEFINED;
     }
     const tavlo_attr_value_t byDefault = def->default_value;
     if (def->value_type == TAVLO_ATTR_ENUM) {
@@ -193,7 +187,7 @@ unsigned int TavloManager::GetAttrDefaultEx(const char* attrName, tavlo_attr_val
     } else {
         value = byDefault;
     }
-    return kFound;
+    return TAVLO_STATUS_OK;
 }
 
 // ---- Own values -------------------------------------------------------------------
@@ -266,7 +260,7 @@ tavlo_attr_value_t TavloManager::GetAttrValue(const rxblk& relation,
 
 unsigned int TavloManager::GetAttrValueEx(const char* attrName, tavlo_attr_value_t& value,
                                           const char* dbName) const {
-    return NetworkValue(*this, attrName, dbName, value) ? kFound
+    return NetworkValue(*this, attrName, dbName, value) ? TAVLO_STATUS_OK
                                                         : GetAttrDefaultEx(attrName, value, dbName);
 }
 

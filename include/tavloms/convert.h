@@ -77,17 +77,19 @@ public:
                      char* comment, char* userData, sigtype* sigTypes,
                      valtable* valueTables) override;
     /* Creates the database dbName (path: filePath with ".DBC") and lets the
-     * module fill it from filePath. Returns 0; 2 or 8 for a source that is
-     * missing or read-only; 3, 7 or 10 from creating the database; 1 when
-     * the module has no entry or its entry failed (the database created
-     * stays open). *dbNameOut (if not null) receives the new handle. */
+     * module fill it from filePath. Returns TAVLO_STATUS_OK; _NO_FILE or
+     * _READ_ONLY for a source that is missing or read-only; _NAME_USED,
+     * _INVALID_NAME or _PATH_TAKEN from creating the database;
+     * _CONVERSION_FAILED when the module has no entry or its entry failed
+     * (the database created stays open). *dbNameOut (if not null) receives
+     * the new handle. */
     virtual unsigned int Import(const char* dbName, const char** dbNameOut, const char* filePath);
     /* Calls the import entry with the new database's five lists; false
      * without an entry. */
     bool ProcessFile(const char* filePath) override;
-    /* The new database in the manager; 3 when the handle is known already,
-     * else as TavloWriteManager::CreateDatabase; 1 when it cannot be found
-     * afterwards. */
+    /* The new database in the manager; TAVLO_STATUS_NAME_USED when the handle
+     * is known already, else as TavloWriteManager::CreateDatabase;
+     * TAVLO_STATUS_CONVERSION_FAILED when it cannot be found afterwards. */
     unsigned int CreateDatabase(const char* dbName, const char** dbNameOut,
                                 const char* filePath);
 
@@ -100,9 +102,10 @@ public:
     /* entryName: the module's export entry ("Export"), or null for none. */
     TavloExporter(TavloManager& mgr, const char* moduleFile, const char* entryName);
 
-    /* Hands the database dbName to the module to write filePath. Returns 0;
-     * 10 when filePath exists; 9 for an unknown handle or a failed entry.
-     * Without an entry nothing is written and the result is 0. */
+    /* Hands the database dbName to the module to write filePath. Returns
+     * TAVLO_STATUS_OK; _PATH_TAKEN when filePath exists; _WRITE_FAILED for an
+     * unknown handle or a failed entry. Without an entry nothing is written
+     * and the result is TAVLO_STATUS_OK. */
     virtual unsigned int Export(const char* dbName, const char* filePath);
     /* Calls the export entry; true without an entry (deliberate). */
     bool ProcessFile(const char* filePath) override;

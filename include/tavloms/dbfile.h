@@ -12,10 +12,19 @@
 
 TAVLO_BEGIN_C
 
+/* What TAVLO_READ and TAVLO_WRITE return: numbers of the module's messages. */
+enum {
+    TAVLO_FILE_OK = 0,
+    TAVLO_FILE_NOT_WRITTEN = 13,  /* "database: could not write" */
+    TAVLO_FILE_STOPPED = 15,      /* "database: formaterror": a warning ended the read */
+    TAVLO_FILE_NOT_FOUND = 16     /* "database: not found" */
+};
+
 /* Reads `file` into the lists and strings the arguments point to. A null
- * *version is first replaced by a new empty string. Returns 0 when the file
- * was read (or `file` is null: then nothing is read), 16 when it cannot be
- * opened, 15 when the read ended at one of the two warnings that stop it
+ * *version is first replaced by a new empty string. Returns TAVLO_FILE_OK when
+ * the file was read (or `file` is null: then nothing is read),
+ * TAVLO_FILE_NOT_FOUND when it cannot be read as a file, TAVLO_FILE_STOPPED
+ * when the read ended at one of the two warnings that stop it
  * (unknown variable in "ENVVAR_DATA_", unknown attribute in
  * "BA_DEF_SGTYPE_"). Every error is shown through the message box hook with
  * its line; from C++ it then throws TavloException (exception.h), and the
@@ -26,8 +35,9 @@ TAVLO_API unsigned int TAVLO_READ(const char* file, symblk** nodes, msgblk** mes
                                   filter_t* filter, char** comment, char** version,
                                   sigtype** sigTypes, valtable** valueTables);
 
-/* Writes the database to `file`, replacing it. Returns 0, or 13 when the
- * file cannot be opened for writing (no message is shown). A null comment or
+/* Writes the database to `file`, replacing it. Returns TAVLO_FILE_OK, or
+ * TAVLO_FILE_NOT_WRITTEN when the file cannot be opened for writing (no
+ * message is shown). A null comment or
  * version is written as empty. */
 TAVLO_API unsigned int TAVLO_WRITE(const char* file, symblk* nodes, msgblk* messages,
                                    env_var_blk* envvars, btlblk* bitTimings,

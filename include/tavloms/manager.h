@@ -12,7 +12,9 @@
 #define TAVLOMS_MANAGER_H
 
 #include "codec.h"
+#include "database.h"
 #include "iterators.h"
+#include "lock.h"
 #include "module.h"
 #include "platform.h"
 #include "records.h"
@@ -27,151 +29,6 @@
 #endif
 
 TAVLO_BEGIN_VISIBLE
-
-/* Status values of the class interface. */
-enum : unsigned int {
-    TAVLO_STATUS_OK = 0,
-    TAVLO_STATUS_UNKNOWN_NAME = 1,   /* database name not known to this manager */
-    TAVLO_STATUS_NO_FILE = 2,        /* file does not exist, or database without a path;
-                                        also: lookup found nothing */
-    TAVLO_STATUS_NAME_USED = 3,      /* database name already used in this manager */
-    TAVLO_STATUS_ALREADY_OPEN = 4,   /* file already open in this manager */
-    TAVLO_STATUS_OPEN_FOR_WRITE = 5, /* file open in another write manager */
-    TAVLO_STATUS_INVALID_NAME = 7,   /* not a valid database name */
-    TAVLO_STATUS_READ_ONLY = 8,      /* file is read-only */
-    TAVLO_STATUS_WRITE_FAILED = 9,   /* writing the file failed */
-    TAVLO_STATUS_PATH_TAKEN = 10,    /* path belongs to another shared database object */
-    TAVLO_STATUS_LOCKED = 11         /* another manager holds a lock */
-};
-
-class TavloLock;
-class TavloManager;
-
-/* One opened database file in memory, shared by every manager of the process
- * that opens the same file (same full path, compared without regard to case).
- * Records and texts are owned by the object and released with TAVLO_FREE. */
-class TAVLO_API TavloDatabase {
-public:
-    /* Empty: counters 1 and 0, user data "", no path. */
-    TavloDatabase();
-    /* Reads the file at path (when not null). A failed read has shown its
-     * message; the object keeps what was read up to the error. */
-    explicit TavloDatabase(const char* path);
-    /* Deep copies (counters 1 and 0). Throw std::bad_alloc when memory runs
-     * out; an assignment then leaves the target as it was. */
-    TavloDatabase(const TavloDatabase& other);
-    TavloDatabase& operator=(const TavloDatabase& other);
-    virtual ~TavloDatabase();
-
-    /* Same file: IsPathEqual(other.mDbPath). */
-    bool operator==(const TavloDatabase& other) const;
-
-    /* ---- The process-wide list of shared objects ---- */
-
-    /* The listed object for path, with one more reference (and one cache
-     * count less if it had any); else a new object read from path and listed.
-     * A null path gives a new empty listed object. */
-    static TavloDatabase* CreateDatabase(const char* path);
-    /* Gives up one reference. keepInCache turns it into a cache count;
-     * otherwise the object is unlisted and deleted when that was its last
-     * reference and no cache count is left. Counts are the object's, not a
-     * manager's: a manager whose cached object is deleted that way (another
-     * manager opened the file, taking the cache count, and closed it) loses
-     * the cache entry. */
-    static void DestroyDatabase(TavloDatabase& db, bool keepInCache);
-    /* Deletes every listed object without references, cached or not; the
-     * managers' cache entries for them are dropped. */
-    static void ReleaseCache();
-    static void ListInsertDb(TavloDatabase* db);
-    static void ListRemoveDb(TavloDatabase* db);
-    /* The first listed object for the file (path must not be null). */
-    static TavloDatabase* ListFindDb(const char* path);
-
-    /* ---- The object ---- */
-
-    /* Whether path names this object's file: both full paths, compared
-     * without regard to case; false when either path is null. */
-    bool IsPathEqual(const char* path) const;
-    /* Reads the file again into this object (2 without a path, else 0);
-     * every manager sharing the object sees the new contents. */
-    unsigned int ReopenDatabaseFile();
-    /* Releases every record and text; path and counters stay. */
-    void Clear();
-    /* Copies this object into the first listed object of the same file,
-     * when that is another object. */
-    void Commit();
-    /* Writes the file: to path (which becomes the object's path), or with a
-     * null path to the own path. Returns 0, 2 (no path), 8 (read-only file),
-     * 9 (writing failed) or 10 (path belongs to another listed object). */
-    unsigned int Write(const char* path);
-    /* Replaces the comment by a copy (null removes it). */
-    void SetComment(const char* text);
-    /* Replaces the user data (the file's version text) by a copy; text must
-     * not be null. */
-    void SetUserData(const char* text);
-    /* The largest environment variable handle, 0 for none. */
-    unsigned int GetMaxEnvvarHandle() const;
-    /* The name the database proposes for itself: its string attribute
-     * "DBName" (value, else default), else its file name without directory
-     * and extension, made into a valid name. Allocated: release with
-     * TAVLO_MFREE. Null when memory runs out. */
-    char* GetDefaultName() const;
-    /* The lists as a database root, for the flat functions; shared with this
-     * object, not copied. */
-    tavlo_root_t Root() const;
-
-    /* ---- Records by kind ----
-     * Get finds by name (names must not be null) or key; Create makes an empty
-     * record at position index of the list (0: the head; past the end:
-     * appended), null when memory runs out; Delete unlinks and releases. */
-    symblk* GetNode(const char* name) const;
-    msgblk* GetMessage(const char* name) const;
-    msgblk* GetMessage(unsigned long id) const;
-    TAVLO_GETMESSAGE_FORWARDERS(const)
-    env_var_blk* GetEnvvar(const char* name) const;
-    btlblk* GetBitTiming(unsigned short number) const;
-    valtable* GetValueTable(const char* name) const;
-    sigtype* GetSignalType(const char* name) const;
-    attr_def* GetAttrDef(const char* name) const;
-
-    symblk* CreateNode(unsigned int index);
-    msgblk* CreateMessage(unsigned int index);
-    env_var_blk* CreateEnvvar(unsigned int index);
-    btlblk* CreateBitTiming(unsigned int index);
-    valtable* CreateValueTable(unsigned int index);
-    sigtype* CreateSignalType(unsigned int index);
-    cat* CreateCategory(unsigned int index);
-    attr_def* CreateAttrDef(unsigned int index);
-
-    void DeleteNode(symblk& node);
-    void DeleteMessage(msgblk& message);
-    void DeleteEnvvar(env_var_blk& envvar);
-    void DeleteBitTiming(btlblk& timing);
-    void DeleteValueTable(valtable& table);
-    void DeleteSignalType(sigtype& type);
-    void DeleteCategory(cat& category);
-    void DeleteAttrDef(attr_def& def);
-
-    unsigned int mRefCount;   /* open references held by managers */
-    unsigned int mCacheCount; /* manager caches keeping the object while not open */
-    char* mDbPath;            /* the path as the opener gave it, or null */
-    symblk* mNodes;
-    msgblk* mMessages;
-    env_var_blk* mEnvvars;
-    btlblk* mBitTimings;
-    attr_def* mAttrDefs;
-    attr* mDbAttrs;           /* attribute values of the database itself */
-    cat* mCategories;
-    filter_t mFilter;         /* view filter: categories, nodes, filter word */
-    char* mComment;           /* or null */
-    char* mUserData;          /* the file's version text; "" when new */
-    sigtype* mSigTypes;
-    valtable* mValueTables;
-
-private:
-    void Adopt(const tavlo_root_t& root);
-    void ReadFile();
-};
 
 /* Chooses among databases; see the lookups. */
 struct TavloSelection {
@@ -249,14 +106,15 @@ public:
     /* Opens the file at path under name (a valid, unused name; the entry
      * gets priority 0 whatever priority says) or, without name, under the
      * database's default name with the given priority. *dbName (if dbName is
-     * not null) receives the handle. Returns 0, 2, 3, 4 (already open: *dbName
-     * receives the name it is open under), 5 or 7. */
+     * not null) receives the handle. Returns TAVLO_STATUS_OK, _NO_FILE,
+     * _NAME_USED, _ALREADY_OPEN (*dbName receives the name it is open under),
+     * _OPEN_FOR_WRITE or _INVALID_NAME. */
     unsigned int OpenDatabase(const char* path, const char** dbName, const char* name,
                               unsigned int priority);
     unsigned int OpenDatabase(const char* path, const char** dbName, unsigned int priority);
     /* Empties the cache, then reads one database (or all, with null) again
-     * from its file. Returns 0, 1 (unknown name) or a file status; with null
-     * the status of the last one that failed. */
+     * from its file. Returns TAVLO_STATUS_OK, _UNKNOWN_NAME or a file status
+     * (_NO_FILE); with null the status of the last one that failed. */
     unsigned int ReopenDatabase(const char* dbName);
     /* Closes one database (or all, with null), keeping it cached when asked. */
     void CloseDatabase(const char* dbName, bool keepInCache);
@@ -266,17 +124,19 @@ public:
     /* Whether any manager of the process has the file open for writing. */
     static bool IsDatabaseOpenedForWrite(const char* path);
 
-    /* The database of a handle; null (status 2) when unknown. */
+    /* The database of a handle; null (status TAVLO_STATUS_NO_FILE) when
+     * unknown. */
     TavloDatabase* GetDatabase(const char* dbName) const;
     bool IsDatabaseName(const char* dbName) const;
     /* The handle of the database open from path; for a file that is not open,
-     * its default name, allocated (release with TAVLO_MFREE); null (status 2)
-     * when the file does not exist. */
+     * its default name, allocated (release with TAVLO_MFREE); null (status
+     * TAVLO_STATUS_NO_FILE) when the file does not exist. */
     const char* GetDatabaseName(const char* path);
     /* The handle whose name equals text, or null. */
     const char* GetUniqueDatabaseName(const char* text) const;
     /* Renames a database; *dbName receives the new handle, the old one is
-     * invalid. Returns 0, 1, 3 or 7. */
+     * invalid. Returns TAVLO_STATUS_OK, _UNKNOWN_NAME, _NAME_USED or
+     * _INVALID_NAME. */
     unsigned int SetDatabaseName(const char* oldDbName, const char** dbName,
                                  const char* newName);
     /* Copies the database's default name into nameBuf (size bytes); false for
@@ -288,7 +148,8 @@ public:
     bool AssignDatabaseInfo(void* info, const char* dbName);
     void* GetDatabaseInfo(const char* dbName) const;
 
-    /* Result of the last lookup that reports one: 0 found, 2 not found. */
+    /* Result of the last lookup that reports one: TAVLO_STATUS_OK found,
+     * TAVLO_STATUS_NO_FILE not found (or found only through a wildcard). */
     unsigned int GetStatus() const { return mStatus; }
     unsigned int GetThreadId() const { return mThreadId; }
     HWND GetWindow() const { return mWindow; }
@@ -297,8 +158,9 @@ public:
     unsigned int GetHandleTotal() const { return mHandleTotal; }
 
     /* ---- Selection and priorities ----
-     * Unknown handles set status 2 (false, 0, or the process-wide wildcard
-     * pattern (0xFFFFFFFF, 0xFFFF)); known ones status 0. */
+     * Unknown handles set status TAVLO_STATUS_NO_FILE (false, 0, or the
+     * process-wide wildcard pattern (0xFFFFFFFF, 0xFFFF)); known ones
+     * TAVLO_STATUS_OK. */
     bool AssignSelectionPattern(const TavloSelectionPattern& pattern, const char* dbName);
     const TavloSelectionPattern& GetSelectionPattern(const char* dbName) const;
     unsigned int GetPriority(const char* dbName) const;
@@ -308,12 +170,14 @@ public:
      *   (key, dbName)            one database, or with null all in list order;
      *   (key, &dbNameOut)        all in list order, the winner's handle out;
      *   (key, selection)         three passes: databases whose pattern equals
-     *                            the selection (status 0), then those with its
-     *                            major and the minor wildcard, then the full
-     *                            wildcards (status 2 for a hit in either);
+     *                            the selection (TAVLO_STATUS_OK), then those
+     *                            with its major and the minor wildcard, then
+     *                            the full wildcards (TAVLO_STATUS_NO_FILE for a
+     *                            hit in either);
      *   (key, selection, &dbNameOut).
-     * A miss returns null and leaves dbNameOut as it was. Pass nullptr as
-     * dbName to search all databases. */
+     * A miss returns null and leaves dbNameOut as it was; an unknown handle
+     * also sets TAVLO_STATUS_NO_FILE. Pass nullptr as dbName to search all
+     * databases. */
     const symblk* GetNode(const char* name, const char* dbName) const;
     const symblk* GetNode(const char* name, std::nullptr_t) const {
         return GetNode(name, static_cast<const char*>(nullptr));
@@ -544,8 +408,8 @@ public:
     /* The definition's default as it stands (ENUM: the default text); eight
      * zero bytes when not defined. */
     tavlo_attr_value_t GetAttrDefault(const char* attrName, const char* dbName) const;
-    /* The default into value (ENUM: its index as a number); 0, or 5 when not
-     * defined (value untouched). */
+    /* The default into value (ENUM: its index as a number); TAVLO_STATUS_OK,
+     * or TAVLO_STATUS_NOT_DEFINED (value untouched). */
     unsigned int GetAttrDefaultEx(const char* attrName, tavlo_attr_value_t& value,
                                   const char* dbName) const;
     /* Whether the database itself, or an object, has its own value. */
@@ -592,14 +456,17 @@ public:
     long GetAttrValueIndex(const char* attrName, const char* text, const char* dbName) const;
 
     /* ---- Value descriptions ----
-     * The text of a raw value (status 0; none: status 4 and null), and the
-     * value of a text (status 0; none: status 3 and 0x7FFFFFFF). */
+     * The text of a raw value, compared on its low 32 bits (status
+     * TAVLO_STATUS_OK; none: TAVLO_STATUS_NO_DESCRIPTION_TEXT and null), and
+     * the value of a text (TAVLO_STATUS_OK; none:
+     * TAVLO_STATUS_NO_DESCRIPTION_VALUE and 0x7FFFFFFF). */
     const char* GetValueDescription(const sigblk& signal, long value) const;
     const char* GetValueDescription(const env_var_blk& envvar, long value) const;
     long GetDescriptionValue(const sigblk& signal, const char* description) const;
     long GetDescriptionValue(const env_var_blk& envvar, const char* description) const;
 
-    /* The database's comment and user data; null for an unknown handle. */
+    /* The database's comment and user data; null (status TAVLO_STATUS_NO_FILE)
+     * for an unknown handle. */
     const char* GetDatabaseComment(const char* dbName) const;
     const char* GetUserData(const char* dbName) const;
 
@@ -663,22 +530,24 @@ public:
     static void IncorporateValue(const unsigned char* value, unsigned short startBit,
                                  unsigned short length, bool motorola, unsigned char* data);
 
-    /* The raw value, sign-extended to 32 bits for a signed signal. Returns 0,
-     * 3 (signed and longer than 32 bits; raw holds the field) or 5 (absent
-     * multiplexed signal; raw holds the value all the same). */
+    /* The raw value, sign-extended to 32 bits for a signed signal. Returns
+     * TAVLO_SIGNAL_OK, _TOO_LONG (signed and longer than 32 bits; raw holds
+     * the field) or _NOT_PRESENT (absent multiplexed signal; raw holds the
+     * value all the same). */
     unsigned int GetSignalRawValue(const unsigned char* data, const sigblk& signal,
                                    const msgblk& message, unsigned int& raw) const;
-    /* The value of a float or double signal. Returns 0, 1, 2 (integer
-     * signal) or 5. */
+    /* The value of a float or double signal. Returns TAVLO_SIGNAL_OK,
+     * _NOT_EXTRACTED, _WRONG_TYPE (integer signal) or _NOT_PRESENT. */
     unsigned int GetSignalRawValue(const unsigned char* data, const sigblk& signal,
                                    const msgblk& message, double& raw) const;
     /* Writes a raw value (negative values of a signed signal in two's
-     * complement). The bits are written before 3 (longer than 32 bits) or 5
-     * (absent multiplexed signal) is returned. */
+     * complement). The bits are written before TAVLO_SIGNAL_TOO_LONG (longer
+     * than 32 bits) or _NOT_PRESENT (absent multiplexed signal) is returned. */
     unsigned int SetSignalRawValue(unsigned char* data, const sigblk& signal,
                                    const msgblk& message, unsigned int raw) const;
-    /* Writes a float (32 bits) or double (64 bits) signal; 2 for an integer
-     * signal, whose field gets the low bits of the double's image. */
+    /* Writes a float (32 bits) or double (64 bits) signal; TAVLO_SIGNAL_
+     * WRONG_TYPE for an integer signal, whose field gets the low bits of the
+     * double's image. */
     unsigned int SetSignalRawValue(unsigned char* data, const sigblk& signal,
                                    const msgblk& message, double raw) const;
     /* Writes the low length bits of a little-endian value image. */
@@ -691,8 +560,9 @@ public:
 
     /* ---- Raw and physical values ----
      * physical = raw * factor + offset. A range of [0, 0] is no range;
-     * otherwise a physical value outside [minimum, maximum] gives 4, and the
-     * converted value is stored all the same. */
+     * otherwise a physical value outside [minimum, maximum] gives
+     * TAVLO_SIGNAL_OUT_OF_RANGE, and the converted value is stored all the
+     * same. */
     unsigned int RawToPhysicalValue(unsigned int raw, const sigblk& signal,
                                     double& physical) const;
     unsigned int RawToPhysicalValue(double raw, const sigblk& signal, double& physical) const;
@@ -700,8 +570,8 @@ public:
     unsigned int PhysicalToRawValue(double physical, const sigblk& signal,
                                     unsigned int& raw) const;
     unsigned int PhysicalToRawValue(double physical, const sigblk& signal, double& raw) const;
-    /* Reads the raw value and converts it: the read's code if not 0, else the
-     * conversion's. */
+    /* Reads the raw value and converts it: the read's code unless
+     * TAVLO_SIGNAL_OK, else the conversion's. */
     unsigned int GetSignalValue(const unsigned char* data, const sigblk& signal,
                                 const msgblk& message, unsigned int& raw,
                                 double& physical) const;
@@ -710,7 +580,8 @@ public:
     /* The physical value of any signal (integer, float or double). */
     unsigned int GetSignalPhysicalValue(const unsigned char* data, const sigblk& signal,
                                         const msgblk& message, double& physical) const;
-    /* Converts and writes; a value out of range is written and gives 4. */
+    /* Converts and writes; a value out of range is written and gives
+     * TAVLO_SIGNAL_OUT_OF_RANGE. */
     unsigned int SetSignalPhysicalValue(unsigned char* data, const sigblk& signal,
                                         const msgblk& message, double physical) const;
     /* The value as text in one of the TavloSigvalueFormat formats, allocated
@@ -770,65 +641,6 @@ protected:
     unsigned int mHandleTotal;
     DbListNode* mDatabases;
     DbCacheNode* mCache;
-};
-
-/* A lock a manager holds on a database. Locks are advisory: only the lock
- * operations consult them. The process-wide lock list owns them. */
-class TAVLO_API TavloLock {
-public:
-    virtual bool IsWriteLock() const = 0;
-    /* Takes the lock out of the lock list (if still there). */
-    virtual ~TavloLock();
-
-    TavloLock(const TavloLock&) = delete;
-    TavloLock& operator=(const TavloLock&) = delete;
-
-    /* Tells the user that access was refused, naming this lock's holder:
-     * "Database access refused!", a line break and the holder's text, in a
-     * task-modal message box with a stop icon, caption "TAVLOMS.DLL". */
-    void ShowMessage() const;
-
-    /* Frees every lock of mgr, or every lock of mgr on that very object. */
-    static void FreeLock(TavloManager& mgr);
-    static void FreeLock(TavloManager& mgr, TavloDatabase& db);
-
-    static void ListInsertLock(TavloLock* lock);
-    /* Unlinks and deletes the lock; nothing when it is not listed. */
-    static void ListRemoveLock(TavloLock* lock);
-    static void ListRemoveLocks(TavloManager& mgr);
-    static void ListRemoveLocks(TavloManager& mgr, TavloDatabase& db);
-
-    TavloManager* mManager;
-    TavloDatabase* mDatabase;
-    char* mUser;  /* the holder's text, or null */
-
-protected:
-    TavloLock(TavloManager& mgr, TavloDatabase& db, const char* user);
-};
-
-/* Reading: refused only by another manager's write lock on the same file. */
-class TAVLO_API TavloReadLock : public TavloLock {
-public:
-    bool IsWriteLock() const override { return false; }
-    /* The first lock that refuses mgr a read lock on db, or null. */
-    static TavloLock* GetLock(TavloManager& mgr, TavloDatabase& db);
-    /* A new listed lock on the database of dbName; null for an unknown name
-     * (silently) or when refused (the refusal has been shown). */
-    static TavloLock* Create(TavloManager& mgr, const char* dbName, const char* user);
-
-private:
-    using TavloLock::TavloLock;
-};
-
-/* Writing: refused by any lock of another manager on the same file. */
-class TAVLO_API TavloWriteLock : public TavloLock {
-public:
-    bool IsWriteLock() const override { return true; }
-    static TavloLock* GetLock(TavloManager& mgr, TavloDatabase& db);
-    static TavloLock* Create(TavloManager& mgr, const char* dbName, const char* user);
-
-private:
-    using TavloLock::TavloLock;
 };
 
 TAVLO_END_VISIBLE

@@ -37,7 +37,8 @@ public:
     /* Write-locks every database in list order, stopping at the first
      * refusal, which frees all of this manager's locks and gives false. */
     bool LockAllDatabases(const char* user) override;
-    /* 5 when another write manager has the file open, else 0. */
+    /* TAVLO_STATUS_OPEN_FOR_WRITE when another write manager has the file
+     * open, else TAVLO_STATUS_OK. */
     unsigned int CheckForWriteOpen(const char* path) const override;
     /* Whether one of this manager's databases is the file at path. */
     bool OwnsDatabaseForWrite(const char* path) const override;
@@ -46,13 +47,14 @@ public:
 
     /* A new empty database under dbName (a valid, unused name; priority 0),
      * to be written to path later (path may be null). *dbNameOut (if not
-     * null) receives the handle. Returns 0, 3, 7, or 10 when something exists
-     * at path. */
+     * null) receives the handle. Returns TAVLO_STATUS_OK, _NAME_USED,
+     * _INVALID_NAME, or _PATH_TAKEN when something exists at path. */
     unsigned int CreateDatabase(const char* dbName, const char** dbNameOut, const char* path);
     /* Writes one database (to path, which becomes its path, or with a null
      * path to its own), or every database to its own path with a null
-     * handle, then tells every manager that has it open. Returns 0, 2, 8, 9
-     * (also for an unknown handle), 10, or 11 when another manager holds a
+     * handle, then tells every manager that has it open. Returns
+     * TAVLO_STATUS_OK, _NO_FILE, _READ_ONLY, _WRITE_FAILED (also for an
+     * unknown handle), _PATH_TAKEN, or _LOCKED when another manager holds a
      * lock on a database (its holder's text has been shown; nothing is
      * written). With a null handle the first failure is returned and the
      * others are still written. */
