@@ -1,0 +1,132 @@
+// dbfile/indexes.h: the reader's indexes of what it has read, so that
+// later statements find messages and signals by identifier and name in
+// constant time. Private to the reader.
+#ifndef TAVLOMS_DBFILE_INDEXES_H
+#define TAVLOMS_DBFILE_INDEXES_H
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+#include "tavloms/records.h"
+
+namespace tavlo::dbfile {
+
+// Whether a name field of a record the reader made (always terminated)
+// holds a name as the reader cuts it.
+inline bool SameName(const char* field, const char* name) {
+    return field[0] == name[0] && std::strcmp(field, name) == 0;
+}
+
+// The signals of a message are kept in the reader's signal table as one
+// run: [first, first + count).
+struct SignalRun {
+    std::uint32_t first = 0;
+    std::uint32_t count = 0;
+};
+
+// Messages by identifier, each with its run of signals: an open-addressing
+// table, one probe and one cache line in the common case (files name
+// messages by identifier all the time).
+class MessageIndex {
+public:
+    struct Entry {
+        msgblk* message;
+        SignalRun signals;
+    };
+
+    Entry* Find(std::uint32_t id) {
+        if (slots_.empty()) {
+            return nullptr;
+        }
+        for (std::size_t i = Hash(id);; i = (i + 1) & mask_) {
+            Slot& slot = slots_[i];
+            if (slot.entry.message == nullptr) {
+                return nullptr;
+            }
+            if (slot.id == id) {
+                return &slot.entry;
+            }
+        }
+    }
+    // The new entry; valid until the next Add.
+    Entry* Add(msgblk* message, std::uint32_t firstSignal) {
+        if ((count_ + 1) * 2 > slots_.size()) {
+            Grow();
+        }
+        ++count_;
+        return Place(Slot{message->id, Entry{message, SignalRun{firstSignal, 0}}});
+    }
+
+private:
+    struct Slot {
+        std::uint32_t id;
+        Entry entry;
+    };
+    std::size_t Hash(std::uint32_t id) const {
+        return static_cast<std::size_t>((id * 0x9E3779B1u) ^ (id >> 16)) & mask_;
+    }
+    Entry* Place(const Slot& slot) {
+        std::size_t i = Hash(slot.id);
+        while (slots_[i].entry.message != nullptr) {
+            i = (i + 1) & mask_;
+        }
+        slots_[i] = slot;
+        return &slots_[i].entry;
+    }
+    void Grow() {
+        std::vector<Slot> old(slots_.empty() ? 64 : slots_.size() * 2, Slot{0, Entry{nullptr, {}}});
+        old.swap(slots_);
+        mask_ = slots_.size() - 1;
+        for (const Slot& slot : old) {
+            if (slot.entry.message != nullptr) {
+                Place(slot);
+            }
+        }
+    }
+
+    std::vector<Slot> slots_;
+    std::size_t mask_ = 0;
+    std::size_t count_ = 0;
+};
+
+// Every signal read, message by message in the order they came, with a hash
+// of its name. Statements that name a signal (comments, values, value
+// descriptions) come long after its message, when the signal records have
+// left the cache; comparing hashes in this compact table touches no record
+// but the one found, and the statements' usual message order lets the
+// processor stream the table.
+class SignalTable {
+public:
+    static std::uint32_t Hash(const char* name) {
+        std::uint32_t hash = 2166136261u;  // FNV-1a
+        for (; *name != '\0'; ++name) {
+            hash = (hash ^ static_cast<unsigned char>(*name)) * 16777619u;
+        }
+        return hash;
+    }
+    std::uint32_t size() const { return static_cast<std::uint32_t>(entries_.size()); }
+    void Add(sigblk* signal) { entries_.push_back(Entry{Hash(signal->name), signal}); }
+    sigblk* Find(const SignalRun& run, const char* name) const {
+        const std::uint32_t hash = Hash(name);
+        const Entry* entry = entries_.data() + run.first;
+        for (const Entry* end = entry + run.count; entry != end; ++entry) {
+            if (entry->hash == hash && SameName(entry->signal->name, name)) {
+                return entry->signal;
+            }
+        }
+        return nullptr;
+    }
+
+private:
+    struct Entry {
+        std::uint32_t hash;
+        sigblk* signal;
+    };
+    std::vector<Entry> entries_;
+};
+
+}  // namespace tavlo::dbfile
+
+#endif  // TAVLOMS_DBFILE_INDEXES_H

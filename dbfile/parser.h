@@ -1,0 +1,241 @@
+// dbfile/parser.h: the recursive-descent parser of database files, shared
+// by the reader's files: reader.cpp (the statements and TAVLO_READ) and
+// attributes.cpp (attribute definitions, defaults and values). Private to
+// the reader.
+#ifndef TAVLOMS_DBFILE_PARSER_H
+#define TAVLOMS_DBFILE_PARSER_H
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "dbfile/attrdef.h"
+#include "dbfile/indexes.h"
+#include "dbfile/keywords.h"
+#include "dbfile/report.h"
+#include "dbfile/scanner.h"
+#include "model/model.h"
+#include "tavloms/records.h"
+
+namespace tavlo::dbfile {
+
+// Ends a parse without a further report: `warning` for the two warnings
+// that stop a read, otherwise after a report that let the read go on.
+struct ParseStopped {
+    bool warning;
+};
+
+// A name as records store it (cut to 32 characters) with the line it was on.
+struct Name {
+    char text[TAVLO_NAME_SIZE];
+    int line;
+    std::string_view view() const { return std::string_view(text); }
+    bool Is(const char* other) const { return std::strcmp(text, other) == 0; }
+};
+
+// The items of the database being read.
+struct Lists {
+    symblk** nodes;
+    msgblk** messages;
+    env_var_blk** envvars;
+    btlblk** bitTimings;
+    attr_def** attrDefs;
+    attr** dbAttrs;
+    cat** categories;
+    filter_t* filter;
+    char** comment;
+    char** version;
+    sigtype** sigTypes;
+    valtable** valueTables;
+};
+
+// Copies a text of known length into a name field as CopyName would: at
+// most 32 characters, up to an embedded zero.
+inline void CopyNameOf(char* field, const char* text, std::size_t length) {
+    if (length > TAVLO_NAME_SIZE - 1) {
+        length = TAVLO_NAME_SIZE - 1;
+    }
+    const void* zero = std::memchr(text, '\0', length);
+    if (zero != nullptr) {
+        length = static_cast<std::size_t>(static_cast<const char*>(zero) - text);
+    }
+    std::memcpy(field, text, length);
+    field[length] = '\0';
+}
+
+// Attribute names are compared with tabs read as blanks, as definitions
+// store them.
+inline void BlanksForTabs(char* name) {
+    for (; *name != '\0'; ++name) {
+        if (*name == '\t') {
+            *name = ' ';
+        }
+    }
+}
+
+template <class T>
+T* TailOf(T* list) {
+    while (list != nullptr && list->next != nullptr) {
+        list = list->next;
+    }
+    return list;
+}
+
+// Links `entry` after `*last`, or, when the list is still empty, hands it to
+// `setHead` (list heads in records cannot be pointed to: they are packed).
+template <class T, class SetHead>
+void Link(T** last, T* entry, SetHead setHead) {
+    if (*last == nullptr) {
+        setHead(entry);
+    } else {
+        (*last)->next = entry;
+    }
+    *last = entry;
+}
+
+// Keeps the end of a list, so that appending does not walk it.
+template <class T>
+class Tail {
+public:
+    void Reset(T** head) {
+        head_ = head;
+        last_ = TailOf(*head);
+    }
+    void Append(T* record) {
+        if (last_ == nullptr) {
+            *head_ = record;
+        } else {
+            last_->next = record;
+        }
+        last_ = record;
+    }
+
+private:
+    T** head_ = nullptr;
+    T* last_ = nullptr;
+};
+
+class Parser {
+public:
+    explicit Parser(const Lists& lists);
+    void Run();
+
+private:
+    // Tokens.
+    void Advance() { tok_ = NextToken(); }
+    bool Accept(int token);
+    void Expect(int token);
+    [[noreturn]] void SyntaxError();
+    [[noreturn]] void Fail(unsigned int code, int line, const char* context);
+    [[noreturn]] void StopWithWarning(unsigned int code, const Name& name);
+    void ExpectName(Name* name);
+    std::uint64_t ExpectUnsigned(std::uint64_t maximum, int* line = nullptr);
+    double SignedNumber();
+    long long SignedInteger();
+    bool IsNumberStart() const;
+    void ExpectString(std::string* text);
+    char* TakeText();
+    void SkipStatement();
+
+    // Objects by name or number.
+    symblk* NodeRef(const Name& name);
+    msgblk* MessageRef(std::uint32_t id, int line);
+    msgblk* ExpectMessage();
+    symblk* ExpectNode();
+    std::uint32_t ExpectId(int* line);
+    void ExpectAttributeName(Name* name);
+    unsigned char ByteOrderAndSign();
+    template <class T>
+    void Scaling(T* record);
+    template <class T>
+    void SetCommentOf(T* record);
+    void CheckObjectType(const attr_def* def, const Name& name, unsigned int objectType);
+    template <class T>
+    void SetValueOf(T* record, attr_def* def, const Name& name, unsigned int objectType);
+    sigblk* SignalRef(msgblk* message, const Name& name);
+    env_var_blk* EnvvarRef(const Name& name);
+    sigtype* SigtypeRef(const Name& name);
+    valtable* ValtableRef(const Name& name);
+    attr_def* AttrDefRef(const Name& name, unsigned int code);
+    cat* CategoryRef(long long number, int line, bool noneForZero);
+    template <class T>
+    T* New();
+    rxblk* NewRelation(const Name& node, rxblk* (*create)(symblk*));
+
+    // Header statements.
+    void version();
+    void new_symbols();
+    void segm_table();
+    void device_decl();
+
+    // Statements in any order.
+    void statement();
+    void value_table();  // rule valtable
+    void msg();
+    void sg(msgblk* message, Tail<sigblk>* signals, SignalRun* run);
+    void mode(const Name& text, sigblk* signal);
+    void msg_tx_node();
+    void env_var();
+    void env_data();
+    void signal_type();  // rule sigtype
+    void sigtype_values();
+    void comment();
+    void user_define(int token);
+    unsigned int data_type(AttrRange* range, std::string* enumTexts);
+    void sigtype_attr();
+    void user_define_default();
+    void user_attribute();
+    void user_attribute_sigtype();
+    void user_attribute_rel();
+    attr* value(attr_def* def, const Name& name);
+    double EnumIndex(const attr_def* def, const Name& name);
+    void sig_values();
+    val* value_descriptions();
+    void category_def();
+    void category();
+    void filter();
+    void signal_type_ref();
+    void signal_group();
+    void signal_valtype();
+    void signaltype_valtype();
+
+    void ReplaceText(char** slot);
+    static void SetAttr(attr** list, attr* value);
+    static rxblk* RelationOf(rxblk** list, symblk* node, unsigned short* count);
+
+    const Lists lists_;
+    int tok_ = kTokEnd;
+    std::string text_;  // scratch for strings
+
+    Tail<symblk> nodes_;
+    Tail<msgblk> messages_;
+    Tail<env_var_blk> envvars_;
+    Tail<btlblk> bitTimings_;
+    Tail<valtable> valueTables_;
+    Tail<sigtype> sigTypes_;
+    Tail<cat> categories_;
+    std::unordered_map<std::string_view, symblk*> nodeIndex_;
+    MessageIndex messageIndex_;
+    SignalTable signals_;
+    msgblk* lastMessage_ = nullptr;  // the message named last, and its signals
+    SignalRun lastSignals_;
+    std::unordered_map<std::string_view, env_var_blk*> envvarIndex_;
+    std::unordered_map<std::string_view, attr_def*> attrDefIndex_;
+    bool newSymbolKeyword_[kTokUminus + 1] = {};
+};
+
+// A zero-filled record; running out of memory ends the read.
+template <class T>
+T* Parser::New() {
+    T* record = model::Allocate<T>();
+    if (record == nullptr) {
+        Fail(kMsgNotEnoughMemory, -1, nullptr);
+    }
+    return record;
+}
+
+}  // namespace tavlo::dbfile
+
+#endif  // TAVLOMS_DBFILE_PARSER_H
