@@ -5,89 +5,116 @@
 #   scripts/deps.sh m32      the same, plus the 32-bit compiler (g++-multilib)
 #   scripts/deps.sh fuzz     the same, plus clang and its libFuzzer/sanitizer runtimes
 #   scripts/deps.sh windows  the same, plus the MinGW-w64 i686 cross compiler and Wine
-#                            (32-bit, from the i386 architecture). When the package
-#                            archive is at fault, it prints "SKIPPED: windows: <reason>"
-#                            and exits 3.
+#                            (32-bit, from the i386 architecture)
+# The first two are needed by the core tests: any failure to install exits 1.
+# fuzz and windows are optional groups: when the package archive keeps their
+# packages from being installed, it prints "SKIPPED: <group>: <reason>" and
+# exits 3, and the callers skip that step and succeed.
 set -euo pipefail
 
-packages=(g++ make cmake pkg-config libgtest-dev googletest libbenchmark-dev nlohmann-json3-dev)
-case "${1:-}" in
-    m32) packages+=(g++-multilib) ;;
-    fuzz) packages+=(clang) ;;
+group="${1:-}"
+case "$group" in
+    ""|m32|fuzz|windows) ;;
+    *) echo "usage: scripts/deps.sh [m32|fuzz|windows]" >&2; exit 2 ;;
 esac
+core=(g++ make cmake pkg-config libgtest-dev googletest libbenchmark-dev nlohmann-json3-dev)
+[[ "$group" == m32 ]] && core+=(g++-multilib)
 
 installed() {
     dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q "install ok installed"
 }
 
-install_missing() {
-    local missing=() package
+sudo=()
+export DEBIAN_FRONTEND=noninteractive
+work="$(mktemp -d)"
+trap 'rm -rf "$work"' EXIT
+update_log="$work/update.log"
+install_log="$work/install.log"
+: >"$update_log"
+
+# Runs a command with its output shown and kept in a file; its exit status.
+logged() {
+    local log="$1"
+    shift
+    "${sudo[@]}" "$@" 2>&1 | tee "$log"
+    return "${PIPESTATUS[0]}"
+}
+
+# What an install says when the archive is at fault (a package that cannot be
+# fetched or does not match, a mirror in the middle of a sync).
+install_fault='Failed to fetch|Hash Sum mismatch|unexpected size|Mirror sync in progress|'
+install_fault+='Unable to locate package|has no installation candidate|Unable to fetch|'
+install_fault+='Temporary failure resolving|Could not resolve|Could not connect|404 +Not Found'
+updated=no
+
+# install_group GROUP [--apt-option] PACKAGE...: installs the packages that are
+# missing (a package of another architecture, such as wine32:i386, adds that
+# architecture first). For the group "core" any failure exits 1; for another
+# group a failure that is the archive's fault skips it (exit 3).
+install_group() {
+    local name="$1" options=() missing=() package
+    shift
     for package in "$@"; do
-        installed "$package" || missing+=("$package")
+        if [[ "$package" == -* ]]; then
+            options+=("$package")
+        elif ! installed "$package"; then
+            missing+=("$package")
+        fi
     done
     [[ ${#missing[@]} -eq 0 ]] && return 0
 
     echo "Installing missing packages: ${missing[*]}"
-    local sudo=()
     if [[ $(id -u) -ne 0 ]]; then
         command -v sudo >/dev/null || { echo "need root or sudo to install ${missing[*]}" >&2; exit 1; }
         sudo=(sudo)
     fi
-    export DEBIAN_FRONTEND=noninteractive
-    "${sudo[@]}" apt-get update -qq
-    "${sudo[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}"
+    for package in "${missing[@]}"; do
+        local arch="${package#*:}"
+        if [[ "$package" == *:* && "$arch" != "$(dpkg --print-architecture)" ]] &&
+                ! dpkg --print-foreign-architectures | grep -qx "$arch"; then
+            "${sudo[@]}" dpkg --add-architecture "$arch"
+            updated=no
+        fi
+    done
+    if [[ $updated == no ]]; then
+        logged "$update_log" apt-get update -q || true
+        updated=yes
+    fi
+    logged "$install_log" apt-get install -y -qq --no-install-recommends "${options[@]}" \
+        "${missing[@]}" && return 0
+
+    # A fetch failure apt-get update reported (it went on: a failed index of
+    # one architecture or suite need not stop an install) makes a failed
+    # install the archive's fault; the line that names the cause first.
+    local failed fault
+    failed="$(grep -m1 '^E:' "$install_log" || echo "apt-get install failed")"
+    fault="$( { grep -E '^[WE]: (Failed to fetch|Some index files failed to download)' "$update_log"
+                grep '^Err:' "$update_log"
+                grep -E "$install_fault" "$install_log"; } | head -1 || true)"
+    if [[ "$name" != core && -n "$fault" ]]; then
+        echo "SKIPPED: $name: $failed; the package archive is at fault: $fault"
+        exit 3
+    fi
+    echo "deps.sh: could not install ${missing[*]}: $failed${fault:+; $fault}" >&2
+    exit 1
 }
 
-install_missing "${packages[@]}"
+install_group core "${core[@]}"
 
 # libFuzzer comes with clang's runtime package, named after clang's major
 # version (libclang-rt-<major>-dev); older releases ship it inside
-# libclang-common-<major>-dev, which clang already depends on.
-if [[ "${1:-}" == fuzz ]]; then
-    major="$(clang -dumpversion | cut -d. -f1)"
-    if apt-cache show "libclang-rt-$major-dev" >/dev/null 2>&1; then
-        install_missing "libclang-rt-$major-dev"
+# libclang-common-<major>-dev, which clang already depends on. Whether it is
+# there is told by linking a fuzzer, not by asking an index that may have
+# failed.
+if [[ "$group" == fuzz ]]; then
+    install_group fuzz clang
+    if ! echo 'int LLVMFuzzerTestOneInput(const char* d, unsigned long n) { return d && n; }' |
+            clang -x c -fsanitize=fuzzer,address,undefined - -o "$work/fuzzer" 2>/dev/null; then
+        install_group fuzz "libclang-rt-$(clang -dumpversion | cut -d. -f1)-dev"
     fi
 fi
 
-# The Windows build's tools. Wine's 32-bit half comes from the i386
-# architecture, which is added when missing. A failure to install that is the
-# archive's fault (an index or package that cannot be fetched or does not
-# match, a mirror in the middle of a sync) is told apart from others, so that
-# CI can go on without the Windows build.
-if [[ "${1:-}" == windows ]]; then
-    windows=(g++-mingw-w64-i686-posix wine wine32:i386)
-    missing=()
-    for package in "${windows[@]}"; do
-        installed "$package" || missing+=("$package")
-    done
-    [[ ${#missing[@]} -eq 0 ]] && exit 0
-
-    sudo=()
-    [[ $(id -u) -ne 0 ]] && sudo=(sudo)
-    export DEBIAN_FRONTEND=noninteractive
-    log="$(mktemp)"
-    trap 'rm -f "$log"' EXIT
-    archive_fault='Failed to fetch|Hash Sum mismatch|unexpected size|Mirror sync in progress|'
-    archive_fault+='Unable to locate package|has no installation candidate|Unable to fetch|'
-    archive_fault+='Temporary failure resolving|Could not resolve|Could not connect|404 +Not Found'
-    skip_if_archive() {
-        if grep -Eq "$archive_fault" "$log"; then
-            echo "SKIPPED: windows: the package archive failed: $(grep -Em1 "$archive_fault" "$log")"
-            exit 3
-        fi
-        cat "$log" >&2
-        exit 1
-    }
-    echo "Installing missing packages: ${missing[*]}"
-    if ! dpkg --print-foreign-architectures | grep -qx i386; then
-        "${sudo[@]}" dpkg --add-architecture i386
-    fi
-    # A failed index of one architecture or suite need not stop the install:
-    # the install below says whether what it needs could be had.
-    "${sudo[@]}" apt-get update -qq || true
-    if ! "${sudo[@]}" apt-get install -y -qq --no-install-recommends -t bookworm \
-            "${missing[@]}" >"$log" 2>&1; then
-        skip_if_archive
-    fi
+# The Windows build's tools; Wine's 32-bit half comes from the i386 architecture.
+if [[ "$group" == windows ]]; then
+    install_group windows --target-release=bookworm g++-mingw-w64-i686-posix wine wine32:i386
 fi

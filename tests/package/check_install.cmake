@@ -1,6 +1,7 @@
 # Installs the built library into a fresh prefix, then builds and runs the
 # outside client against it twice: through find_package and through
-# pkg-config. Called by CTest with BUILD_DIR, WORK_DIR, SOURCE_DIR,
+# pkg-config; and runs the installed tavlo command on DATABASE when
+# COMMANDS is set. Called by CTest with BUILD_DIR, WORK_DIR, SOURCE_DIR,
 # C_COMPILER and C_FLAGS; for a Windows build also WINDOWS, the
 # TOOLCHAIN_FILE it was cross-compiled with and the EMULATOR that runs its
 # programs.
@@ -45,6 +46,20 @@ foreach(file include/tavloms/tavloms.h ${library_files} lib/pkgconfig/tavloms.pc
     message(FATAL_ERROR "not installed: ${file}")
   endif()
 endforeach()
+
+# The installed command finds the library and the JSON module from where it
+# is installed, with no library path or other environment (Wine needs its
+# own, and keeps every DLL in bin).
+if(COMMANDS)
+  if(WINDOWS)
+    set(tavlo ${EMULATOR} ${prefix}/bin/tavlo.exe)
+  else()
+    set(tavlo env -i PATH=/usr/bin:/bin ${prefix}/bin/tavlo)
+  endif()
+  run(${tavlo} check ${DATABASE})
+  run(${tavlo} convert ${DATABASE} ${WORK_DIR}/database.json)
+  run(${tavlo} convert ${WORK_DIR}/database.json ${WORK_DIR}/database.dbc)
+endif()
 
 # find_package(tavloms) and the imported target tavloms::tavloms
 run(${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${WORK_DIR}/client -DCMAKE_PREFIX_PATH=${prefix}
