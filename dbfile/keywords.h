@@ -87,7 +87,51 @@ struct Keyword {
 };
 
 constexpr int kKeywordCount = 39;
-extern const Keyword kKeywords[kKeywordCount];
+// In the header, so that the JSON converter module, which links only the
+// library's exported entries, refuses names the scanner would take for
+// keywords by the same table.
+inline constexpr Keyword kKeywords[kKeywordCount] = {
+    {"BO_", kTokBotschaft, "Message"},
+    {"SG_", kTokUnterbotschaft, "Signal"},
+    {"BU_", kTokBusteilnehmer, "Network node"},
+    {"BS_", kTokBitsegmentierung, "Bit timing register"},
+    {"VERSION", kTokVer, "Version information"},
+    {"EV_", kTokEnvvar, "Environment variable"},
+    {"INT", kTokUserInt, "Integer"},
+    {"HEX", kTokUserHex, "Hex"},
+    {"FLOAT", kTokUserFloat, "Float"},
+    {"STRING", kTokUserString, "String"},
+    {"ENUM", kTokUserEnum, "Enumeration"},
+    {"NS_", kTokNewSymbol, "New symbol"},
+    {"NS_DESC_", kTokNewSymbolDesc, "Description of new symbol"},
+    {"CM_", kTokComment, "Comment"},
+    {"BA_DEF_", kTokUserDefine, "Definition of user defined attribute"},
+    {"BA_", kTokUserAttribute, "User defined attribute"},
+    {"VAL_", kTokSignalValues, "Signal values"},
+    {"CAT_DEF_", kTokCategoryDefine, "Category definition"},
+    {"CAT_", kTokCategory, "Category"},
+    {"FILTER", kTokFilter, "View filter"},
+    {"BA_DEF_DEF_", kTokUserDefineDefault, "Default for user defined attribute"},
+    {"EV_DATA_", kTokEnvvarData, "Environment variable of type \"DATA\""},
+    {"ENVVAR_DATA_", kTokEnvvarData, "Environment variable of type \"DATA\""},
+    {"SGTYPE_", kTokSignalType, "Signaltype"},
+    {"SGTYPE_VAL_", kTokSignalTypeValues, "Signaltype values"},
+    {"BA_DEF_SGTYPE_", kTokSignalTypeAttribute,
+     "Definition of user defined attributes for signaltypes"},
+    {"BA_SGTYPE_", kTokUserAttributeSigtype, "User defined attributes for signaltypes"},
+    {"SIG_TYPE_REF_", kTokSignalTypeRef, "Reference to signaltype"},
+    {"VAL_TABLE_", kTokValueTable, "Value description table"},
+    {"SIG_GROUP_", kTokSignalGroup, "Signal group"},
+    {"SIG_VALTYPE_", kTokSignalValtype, "Valuetype of signal"},
+    {"SIGTYPE_VALTYPE_", kTokSignalTypeValtype, "Valuetype of signaltype"},
+    {"BO_TX_BU_", kTokMsgTxNode, "Transmitting nodes"},
+    {"BA_DEF_REL_", kTokUserDefineRel, "Definition of user defined relation"},
+    {"BA_REL_", kTokUserAttributeRel, "User defined relation"},
+    {"BA_DEF_DEF_REL_", kTokUserDefineDefaultRel, "Default for user defined relation"},
+    {"BU_SG_REL_", kTokNodeRxSigRel, "Node-Signal-Relation"},
+    {"BU_EV_REL_", kTokNodeEnvvarRel, "Node-Environment-variable-Relation"},
+    {"BU_BO_REL_", kTokNodeTxMsgRel, "Node-TxMsg-Relation"},
+};
 
 // Row index of "NS_" in kKeywords: the writer's "NS_" block lists the rows
 // after it.

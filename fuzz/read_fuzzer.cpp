@@ -1,9 +1,9 @@
 // libFuzzer target: reads arbitrary bytes as a database file.
 //
-// Each input is written to the one temporary file of the process (in /dev/shm
-// when there is one) and read with TAVLO_READ into twelve empty items. A failed
-// read (TavloException) is an expected outcome; whatever was read, in full or
-// in part, is then released with TAVLO_FREE, so that the leak checker sees
+// Each input is written to the one scratch file of the process (scratch.h)
+// and read with TAVLO_READ into twelve empty items. A failed read
+// (TavloException) is an expected outcome; whatever was read, in full or in
+// part, is then released with TAVLO_FREE, so that the leak checker sees
 // every record the reader left unreleased. Message boxes are answered
 // silently.
 //
@@ -15,8 +15,7 @@
 #include <cstring>
 #include <string>
 
-#include <unistd.h>
-
+#include "scratch.h"
 #include "tavloms/exception.h"
 #include "tavloms/tavloms.h"
 
@@ -34,22 +33,14 @@ void RemoveInput() { std::remove(InputPath().c_str()); }
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    std::string directory = "/dev/shm";
-    if (access(directory.c_str(), W_OK) != 0) {
-        const char* tmp = std::getenv("TMPDIR");
-        directory = tmp && *tmp ? tmp : "/tmp";
-    }
-    InputPath() = directory + "/tavloms_read_fuzzer_" + std::to_string(getpid()) + ".dbc";
+    InputPath() = ScratchPath("read_fuzzer") + ".dbc";
     std::atexit(RemoveInput);
     TAVLO_SET_MESSAGEBOX_HOOK(AnswerOk);
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    FILE* file = std::fopen(InputPath().c_str(), "wb");
-    if (!file) std::abort();
-    if (size > 0 && std::fwrite(data, 1, size, file) != size) std::abort();
-    if (std::fclose(file) != 0) std::abort();
+    WriteInput(InputPath(), data, size);
 
     symblk* nodes = nullptr;
     msgblk* messages = nullptr;

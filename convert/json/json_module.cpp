@@ -11,8 +11,13 @@
 // for byte. Numbers that JSON cannot hold (infinities, NaN) are written as
 // the texts "inf", "-inf" and "nan".
 //
+// Import takes only a document whose database the library can write to a
+// database file and read back; what it refuses, it names by its place in
+// the document.
+//
 // Not carried: categories, signal types and signal groups (their lists are
 // not handed to a module), and the attribute values of relations.
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -21,13 +26,17 @@
 #include <fstream>
 #include <limits>
 #include <map>
+#include <iterator>
 #include <new>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <utility>
 
 #include <nlohmann/json.hpp>
 
+#include "dbfile/keywords.h"
+#include "manager/names.h"
 #include "tavloms/convert.h"
 #include "tavloms/exception.h"
 #include "tavloms/lifecycle.h"
@@ -120,14 +129,22 @@ Json DoubleToJson(double value) {
 // ---- Export -----------------------------------------------------------------------
 // Record fields are packed: they go into the document as copies (unary +),
 // never bound to the references nlohmann's setters take.
+//
+// An attribute value without a definition has no name to be written by, and
+// a relation entry without a node is what the database file writes as no
+// node and reads back as nothing: neither goes into the document, which the
+// import would refuse for them.
 
 Json AttrsToJson(const attr* list) {
     Json values = Json::array();
     for (; list != nullptr; list = list->next) {
         const attr_def* def = list->def;
+        if (def == nullptr) {
+            continue;
+        }
         Json value;
-        value["definition"] = def != nullptr ? Json(NameToJson(def->name)) : Json(nullptr);
-        if (def != nullptr && def->value_type == TAVLO_ATTR_STRING) {
+        value["definition"] = NameToJson(def->name);
+        if (def->value_type == TAVLO_ATTR_STRING) {
             value["value"] = TextToJson(list->value.text);
         } else {
             value["value"] = DoubleToJson(list->value.number);
@@ -152,7 +169,9 @@ Json NodeRef(const symblk* node) {
 Json RelationsToJson(const rxblk* list) {
     Json names = Json::array();
     for (; list != nullptr; list = list->next) {
-        names.push_back(NodeRef(list->symbol));
+        if (list->symbol != nullptr) {
+            names.push_back(NameToJson(list->symbol->name));
+        }
     }
     return names;
 }
@@ -285,7 +304,11 @@ Json DatabaseToJson(const msgblk* messages, const symblk* nodes, const env_var_b
     return doc;
 }
 
-// ---- Import: reading fields -------------------------------------------------------
+// ---- Import: what the database file can hold --------------------------------------
+// A document is refused unless the library can write its database to a file
+// and read that file back: each rule below is one that the reader
+// (dbfile/reader.cpp, dbfile/scanner.cpp) applies to what the writer makes
+// of the records.
 
 // A place in the document, for messages: "messages[3].signals[0].length".
 std::string At(const std::string& where, const char* key) {
@@ -295,6 +318,97 @@ std::string At(const std::string& where, const char* key) {
 std::string At(const std::string& where, std::size_t index) {
     return where + "[" + std::to_string(index) + "]";
 }
+
+// A text as a complaint shows it: quoted, control characters as \xNN, so
+// that the complaint stays one line.
+std::string Shown(const std::string& text) {
+    std::string shown = "\"";
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte < 0x20 || byte == 0x7F) {
+            char escape[5];
+            std::snprintf(escape, sizeof escape, "\\x%02X", byte);
+            shown += escape;
+        } else {
+            shown += c;
+        }
+    }
+    return shown + "\"";
+}
+
+// The module's documents nest arrays and objects six deep. A deeper text is
+// refused before the parser builds anything of it.
+constexpr std::size_t kDeepestNesting = 64;
+
+void CheckNesting(const std::string& text) {
+    std::size_t depth = 0;
+    bool inString = false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        if (inString) {
+            if (c == '\\') {
+                ++i;  // the escaped character
+            } else if (c == '"') {
+                inString = false;
+            }
+        } else if (c == '"') {
+            inString = true;
+        } else if (c == '[' || c == '{') {
+            if (++depth > kDeepestNesting) {
+                throw DocumentError("arrays and objects nested more than " +
+                                    std::to_string(kDeepestNesting) + " deep at byte " +
+                                    std::to_string(i));
+            }
+        } else if ((c == ']' || c == '}') && depth > 0) {
+            --depth;
+        }
+    }
+}
+
+// How the database file writes a text, which decides what the text may hold.
+enum class Form {
+    kSymbol,   // bare: names of nodes, messages, signals and variables
+    kQuoted,   // between double quotes as it is: units, attribute names, values
+    kComment,  // between double quotes, a backslash before each double quote
+};
+
+bool IsSymbol(const std::string& text) {
+    using tavlo::manager::IsLetter;
+    using tavlo::manager::IsNameChar;
+    return !text.empty() && (IsLetter(text[0]) || text[0] == '_') &&
+           std::all_of(text.begin(), text.end(), IsNameChar);
+}
+
+void CheckForm(const std::string& text, Form form, const std::string& where) {
+    switch (form) {
+    case Form::kSymbol:
+        if (!IsSymbol(text)) {
+            throw DocumentError(where + ": " + Shown(text) +
+                                " is not a name (a letter or '_', then letters, digits and '_')");
+        }
+        for (const tavlo::dbfile::Keyword& keyword : tavlo::dbfile::kKeywords) {
+            if (text == keyword.text) {
+                throw DocumentError(where + ": " + Shown(text) +
+                                    " is a keyword of the database file");
+            }
+        }
+        return;
+    case Form::kQuoted:
+        if (text.find('"') != std::string::npos) {
+            throw DocumentError(where + ": a double quote, which this text cannot hold");
+        }
+        break;
+    case Form::kComment:
+        break;
+    }
+    // The scanner reads a backslash before the closing quote as an escaped
+    // quote.
+    if (!text.empty() && text.back() == '\\') {
+        throw DocumentError(where + ": ends with a backslash");
+    }
+}
+
+// ---- Import: reading fields -------------------------------------------------------
 
 const Json& Field(const Json& object, const char* key, const std::string& where) {
     if (!object.is_object()) {
@@ -326,9 +440,9 @@ std::uint64_t UnsignedField(const Json& object, const char* key, const std::stri
     return value.get<std::uint64_t>();
 }
 
-unsigned int UIntField(const Json& object, const char* key, const std::string& where) {
-    return static_cast<unsigned int>(
-        UnsignedField(object, key, where, std::numeric_limits<unsigned int>::max()));
+unsigned int UIntField(const Json& object, const char* key, const std::string& where,
+                       unsigned int maximum = std::numeric_limits<unsigned int>::max()) {
+    return static_cast<unsigned int>(UnsignedField(object, key, where, maximum));
 }
 
 unsigned short UShortField(const Json& object, const char* key, const std::string& where) {
@@ -351,27 +465,16 @@ int IntField(const Json& object, const char* key, const std::string& where) {
     throw DocumentError(At(where, key) + ": not a whole number in the range of int");
 }
 
-double DoubleValue(const Json& value, const std::string& where) {
-    if (value.is_number()) {
+// A number the database file can hold: a finite one. The export's texts for
+// infinities and NaN are told from other texts for the complaint.
+double NumberField(const Json& object, const char* key, const std::string& where) {
+    const Json& value = Field(object, key, where);
+    if (value.is_number() && std::isfinite(value.get<double>())) {
         return value.get<double>();
     }
-    if (value.is_string()) {
-        const std::string& text = value.get_ref<const std::string&>();
-        if (text == "inf") {
-            return std::numeric_limits<double>::infinity();
-        }
-        if (text == "-inf") {
-            return -std::numeric_limits<double>::infinity();
-        }
-        if (text == "nan") {
-            return std::numeric_limits<double>::quiet_NaN();
-        }
-    }
-    throw DocumentError(where + ": not a number");
-}
-
-double DoubleField(const Json& object, const char* key, const std::string& where) {
-    return DoubleValue(Field(object, key, where), At(where, key));
+    const bool number =
+        value.is_number() || value == "inf" || value == "-inf" || value == "nan";
+    throw DocumentError(At(where, key) + (number ? ": not a finite number" : ": not a number"));
 }
 
 std::string StringValue(const Json& value, const std::string& where) {
@@ -382,21 +485,19 @@ std::string StringValue(const Json& value, const std::string& where) {
 }
 
 // A name field of 32 bytes at most, copied into a record's name array.
-void NameField(char* field, const Json& object, const char* key, const std::string& where) {
+void NameField(char* field, const Json& object, const char* key, const std::string& where,
+               Form form) {
     const std::string name = StringValue(Field(object, key, where), At(where, key));
     if (name.size() >= TAVLO_NAME_SIZE) {
         throw DocumentError(At(where, key) + ": longer than " +
                             std::to_string(TAVLO_NAME_SIZE - 1) + " bytes");
     }
+    CheckForm(name, form, At(where, key));
     std::memcpy(field, name.c_str(), name.size() + 1);
 }
 
-// A text of the library's memory, or null for a JSON null.
-char* NewText(const Json& value, const std::string& where) {
-    if (value.is_null()) {
-        return nullptr;
-    }
-    const std::string text = StringValue(value, where);
+// A text of the library's memory.
+char* CopyText(const std::string& text) {
     char* copy = static_cast<char*>(TAVLO_MALLOC(text.size() + 1));
     if (copy == nullptr) {
         throw std::bad_alloc();
@@ -405,8 +506,21 @@ char* NewText(const Json& value, const std::string& where) {
     return copy;
 }
 
-char* TextField(const Json& object, const char* key, const std::string& where) {
-    return NewText(Field(object, key, where), At(where, key));
+// A text field as a text of the library's memory, or null for a JSON null.
+char* TextField(const Json& object, const char* key, const std::string& where, Form form) {
+    const Json& value = Field(object, key, where);
+    if (value.is_null()) {
+        return nullptr;
+    }
+    const std::string text = StringValue(value, At(where, key));
+    CheckForm(text, form, At(where, key));
+    return CopyText(text);
+}
+
+// The reader compares attribute names with tabs read as blanks.
+std::string AttributeKey(std::string name) {
+    std::replace(name.begin(), name.end(), '\t', ' ');
+    return name;
 }
 
 template <typename Record>
@@ -447,7 +561,20 @@ private:
     Record* tail_;
 };
 
+// Refuses a key met before in the same list.
+template <typename Key>
+void Once(std::set<Key>& seen, const Key& key, const std::string& where,
+          const std::string& what) {
+    if (!seen.insert(key).second) {
+        throw DocumentError(where + ": a second " + what);
+    }
+}
+
 // ---- Import: building records -----------------------------------------------------
+
+// The flags of a signal record: byte order, sign, mode, multiplexed.
+constexpr std::uint64_t kSignalFlags =
+    TAVLO_SIG_MOTOROLA | TAVLO_SIG_SIGNED | TAVLO_SIG_MODE | TAVLO_SIG_MULTIPLEXED;
 
 class Builder {
 public:
@@ -458,7 +585,7 @@ public:
             throw DocumentError("the document is not an object");
         }
         Definitions(ArrayField(doc, "attribute_definitions", ""));
-        root_.db_attrs = Attrs(doc, "database_attributes", "");
+        root_.db_attrs = Attrs(doc, "database_attributes", "", TAVLO_OBJ_NETWORK);
         Nodes(ArrayField(doc, "nodes", ""));
         Messages(ArrayField(doc, "messages", ""));
         Envvars(ArrayField(doc, "environment_variables", ""));
@@ -472,26 +599,25 @@ private:
             const Json& item = list[i];
             attr_def* def = Made(TAVLO_CREATE_ATTR_DEF());
             defs.Append(def);
-            def->object_type = UIntField(item, "object_type", where);
-            NameField(def->name, item, "name", where);
-            const unsigned int type = UIntField(item, "value_type", where);
-            if (type > TAVLO_ATTR_HEX) {
-                throw DocumentError(At(where, "value_type") + ": not a value type (0 to 4)");
-            }
+            def->object_type = UIntField(item, "object_type", where, TAVLO_OBJ_NODE_ENVVAR);
+            NameField(def->name, item, "name", where, Form::kQuoted);
+            const unsigned int type = UIntField(item, "value_type", where, TAVLO_ATTR_HEX);
             def->value_type = type;
             if (type == TAVLO_ATTR_STRING) {
-                def->default_value.text = TextField(item, "default", where);
+                def->default_value.text = TextField(item, "default", where, Form::kQuoted);
             } else if (type == TAVLO_ATTR_ENUM) {
                 def->minimum.text = EnumTexts(Field(item, "enumeration", where),
                                               At(where, "enumeration"));
-                def->default_value.text = TextField(item, "default", where);
+                def->default_value.text = TextField(item, "default", where, Form::kQuoted);
             } else {
-                def->minimum.number = DoubleField(item, "minimum", where);
-                def->maximum = DoubleField(item, "maximum", where);
-                def->default_value.number = DoubleField(item, "default", where);
+                def->minimum.number = NumberField(item, "minimum", where);
+                def->maximum = NumberField(item, "maximum", where);
+                def->default_value.number = NumberField(item, "default", where);
             }
-            // The first definition of a name is the one values refer to.
-            definitions_.emplace(def->name, def);
+            if (!definitions_.emplace(AttributeKey(def->name), def).second) {
+                throw DocumentError(At(where, "name") + ": a second definition " +
+                                    Shown(def->name));
+            }
         }
     }
 
@@ -502,20 +628,21 @@ private:
         if (!value.is_array()) {
             throw DocumentError(where + ": not an array");
         }
-        std::string text;
+        std::string joined;
         for (std::size_t i = 0; i < value.size(); ++i) {
-            if (!value[i].is_string()) {
-                throw DocumentError(At(where, i) + ": not a text");
-            }
-            if (value[i].get_ref<const std::string&>().find('\n') != std::string::npos) {
+            const std::string text = StringValue(value[i], At(where, i));
+            if (text.find('\n') != std::string::npos) {
                 throw DocumentError(At(where, i) + ": an enumeration text holds a line feed");
             }
-            text += (i != 0 ? "\n" : "") + value[i].get<std::string>();
+            CheckForm(text, Form::kQuoted, At(where, i));
+            joined += (i != 0 ? "\n" : "") + text;
         }
-        return NewText(Json(text), where);
+        return CopyText(joined);
     }
 
-    attr* Attrs(const Json& object, const char* key, const std::string& where) {
+    // The values of `objectType`'s attributes.
+    attr* Attrs(const Json& object, const char* key, const std::string& where,
+                unsigned int objectType) {
         const Json& list = ArrayField(object, key, where);
         const std::string place = At(where, key);
         attr* head = nullptr;
@@ -524,24 +651,28 @@ private:
             for (std::size_t i = 0; i < list.size(); ++i) {
                 const std::string at = At(place, i);
                 const Json& item = list[i];
-                const Json& name = Field(item, "definition", at);
-                attr_def* def = nullptr;
-                if (!name.is_null()) {
-                    const std::string text = StringValue(name, At(at, "definition"));
-                    const auto found = definitions_.find(text);
-                    if (found == definitions_.end()) {
-                        throw DocumentError(At(at, "definition") + ": no attribute definition \"" +
-                                            text + "\"");
-                    }
-                    def = found->second;
+                const std::string nameAt = At(at, "definition");
+                const std::string name = StringValue(Field(item, "definition", at), nameAt);
+                const auto found = definitions_.find(AttributeKey(name));
+                if (found == definitions_.end()) {
+                    throw DocumentError(nameAt + ": no attribute definition " + Shown(name));
+                }
+                attr_def* def = found->second;
+                if (def->object_type != objectType) {
+                    throw DocumentError(nameAt + ": " + Shown(name) +
+                                        " is defined for another kind of object");
                 }
                 attr* value = Allocated<attr>();
                 value->def = def;
                 values.Append(value);
-                if (def != nullptr && def->value_type == TAVLO_ATTR_STRING) {
-                    value->value.text = TextField(item, "value", at);
-                } else {
-                    value->value.number = DoubleField(item, "value", at);
+                if (def->value_type == TAVLO_ATTR_STRING) {
+                    value->value.text = TextField(item, "value", at, Form::kQuoted);
+                    continue;
+                }
+                const double number = NumberField(item, "value", at);
+                value->value.number = number;
+                if (def->value_type == TAVLO_ATTR_ENUM) {
+                    CheckEnumIndex(number, def->minimum.text, At(at, "value"));
                 }
             }
         } catch (...) {
@@ -551,6 +682,18 @@ private:
             throw;
         }
         return head;
+    }
+
+    // An ENUM value is the index of one of the definition's texts, which
+    // the record joins by line feeds.
+    static void CheckEnumIndex(double index, const char* joined, const std::string& where) {
+        const std::string texts = joined != nullptr ? joined : "";
+        const auto count = static_cast<double>(std::count(texts.begin(), texts.end(), '\n') + 1);
+        if (!(index >= 0 && index < count && index == std::floor(index))) {
+            throw DocumentError(where + ": not the index of one of the " +
+                                std::to_string(static_cast<long>(count)) +
+                                " enumeration texts");
+        }
     }
 
     static val* Values(const Json& object, const char* key, const std::string& where) {
@@ -563,7 +706,7 @@ private:
                 const std::string at = At(place, i);
                 const int number = IntField(list[i], "value", at);
                 char text[TAVLO_NAME_SIZE];
-                NameField(text, list[i], "text", at);
+                NameField(text, list[i], "text", at, Form::kQuoted);
                 val* value = Allocated<val>();
                 values.Append(value);
                 value->value = number;
@@ -581,15 +724,17 @@ private:
     }
 
     symblk* Node(const Json& value, const std::string& where) {
-        if (value.is_null()) {
-            return nullptr;
-        }
         const std::string name = StringValue(value, where);
         const auto found = nodes_.find(name);
         if (found == nodes_.end()) {
-            throw DocumentError(where + ": no node \"" + name + "\"");
+            throw DocumentError(where + ": no node " + Shown(name));
         }
         return found->second;
+    }
+
+    // A transmitter or a variable's node, null where there is none.
+    symblk* NodeOrNone(const Json& value, const std::string& where) {
+        return value.is_null() ? nullptr : Node(value, where);
     }
 
     // Receivers, further transmitters or access nodes, made by `create`;
@@ -614,35 +759,49 @@ private:
             const std::string where = At("nodes", i);
             symblk* node = Made(TAVLO_CREATE_SYMBOL());
             nodes.Append(node);
-            NameField(node->name, list[i], "name", where);
-            node->comment = TextField(list[i], "comment", where);
-            node->attributes = Attrs(list[i], "attributes", where);
-            nodes_.emplace(node->name, node);
+            NameField(node->name, list[i], "name", where, Form::kSymbol);
+            if (std::strcmp(node->name, tavlo::dbfile::kNoNode) == 0) {
+                throw DocumentError(At(where, "name") + ": " + Shown(node->name) +
+                                    " stands for no node in the database file");
+            }
+            if (!nodes_.emplace(node->name, node).second) {
+                throw DocumentError(At(where, "name") + ": a second node " + Shown(node->name));
+            }
+            node->comment = TextField(list[i], "comment", where, Form::kComment);
+            node->attributes = Attrs(list[i], "attributes", where, TAVLO_OBJ_NODE);
         }
     }
 
     void Messages(const Json& list) {
         Appender<msgblk> messages(root_.messages);
+        std::set<unsigned int> ids;
+        std::set<std::string> names;
         for (std::size_t i = 0; i < list.size(); ++i) {
             const std::string where = At("messages", i);
             const Json& item = list[i];
             msgblk* message = Made(TAVLO_CREATE_MSGBLK());
             messages.Append(message);
-            NameField(message->name, item, "name", where);
-            message->id = UIntField(item, "id", where);
+            NameField(message->name, item, "name", where, Form::kSymbol);
+            Once(names, std::string(message->name), At(where, "name"),
+                 "message " + Shown(message->name));
+            const unsigned int id = UIntField(item, "id", where);
+            Once(ids, id, At(where, "id"), "message " + std::to_string(id));
+            message->id = id;
             message->dlc = UShortField(item, "dlc", where);
             message->signal_count = UShortField(item, "signal_count", where);
-            message->transmitter = Node(Field(item, "transmitter", where), At(where, "transmitter"));
-            message->comment = TextField(item, "comment", where);
-            message->attributes = Attrs(item, "attributes", where);
+            message->transmitter =
+                NodeOrNone(Field(item, "transmitter", where), At(where, "transmitter"));
+            message->comment = TextField(item, "comment", where, Form::kComment);
+            message->attributes = Attrs(item, "attributes", where, TAVLO_OBJ_MESSAGE);
             const Json& signals = ArrayField(item, "signals", where);
             sigblk* first = nullptr;
             Appender<sigblk> appender(first);
+            std::set<std::string> signalNames;
             for (std::size_t k = 0; k < signals.size(); ++k) {
                 sigblk* signal = Made(TAVLO_CREATE_SIGBLK());
                 appender.Append(signal);
                 message->signals = first;
-                Signal(*signal, signals[k], At(At(where, "signals"), k));
+                Signal(*signal, signals[k], At(At(where, "signals"), k), signalNames);
             }
             rxblk* transmitters = nullptr;
             try {
@@ -655,17 +814,21 @@ private:
         }
     }
 
-    void Signal(sigblk& signal, const Json& item, const std::string& where) {
-        NameField(signal.name, item, "name", where);
+    void Signal(sigblk& signal, const Json& item, const std::string& where,
+                std::set<std::string>& names) {
+        NameField(signal.name, item, "name", where, Form::kSymbol);
+        Once(names, std::string(signal.name), At(where, "name"),
+             "signal " + Shown(signal.name) + " in the message");
         signal.start_bit = UShortField(item, "start_bit", where);
         signal.length = UShortField(item, "length", where);
-        signal.flags = static_cast<unsigned char>(UnsignedField(item, "flags", where, 0xFF));
+        signal.flags =
+            static_cast<unsigned char>(UnsignedField(item, "flags", where, kSignalFlags));
         signal.mode_value = UIntField(item, "mode_value", where);
-        signal.offset = DoubleField(item, "offset", where);
-        signal.factor = DoubleField(item, "factor", where);
-        NameField(signal.unit, item, "unit", where);
-        signal.minimum = DoubleField(item, "minimum", where);
-        signal.maximum = DoubleField(item, "maximum", where);
+        signal.offset = NumberField(item, "offset", where);
+        signal.factor = NumberField(item, "factor", where);
+        NameField(signal.unit, item, "unit", where, Form::kQuoted);
+        signal.minimum = NumberField(item, "minimum", where);
+        signal.maximum = NumberField(item, "maximum", where);
         rxblk* receivers = nullptr;
         try {
             signal.receiver_count = static_cast<unsigned short>(
@@ -675,27 +838,32 @@ private:
             throw;
         }
         signal.receivers = receivers;
-        signal.comment = TextField(item, "comment", where);
-        signal.attributes = Attrs(item, "attributes", where);
+        signal.comment = TextField(item, "comment", where, Form::kComment);
+        signal.attributes = Attrs(item, "attributes", where, TAVLO_OBJ_SIGNAL);
         signal.value_descriptions = Values(item, "value_descriptions", where);
-        signal.value_type = UIntField(item, "value_type", where);
+        signal.value_type = UIntField(item, "value_type", where, TAVLO_VALUE_DOUBLE);
     }
 
     void Envvars(const Json& list) {
         Appender<env_var_blk> envvars(root_.envvars);
+        std::set<std::string> names;
         for (std::size_t i = 0; i < list.size(); ++i) {
             const std::string where = At("environment_variables", i);
             const Json& item = list[i];
             env_var_blk* envvar = Made(TAVLO_CREATE_EVBLK());
             envvars.Append(envvar);
-            NameField(envvar->name, item, "name", where);
-            envvar->type = UIntField(item, "type", where);
-            NameField(envvar->unit, item, "unit", where);
-            envvar->minimum = DoubleField(item, "minimum", where);
-            envvar->maximum = DoubleField(item, "maximum", where);
-            envvar->initial_value = DoubleField(item, "initial_value", where);
+            NameField(envvar->name, item, "name", where, Form::kSymbol);
+            Once(names, std::string(envvar->name), At(where, "name"),
+                 "environment variable " + Shown(envvar->name));
+            // String (2) and data (3) variables are written as integer ones with
+            // an access bit or a data line, which the reader takes back.
+            envvar->type = UIntField(item, "type", where, TAVLO_ENV_DATA);
+            NameField(envvar->unit, item, "unit", where, Form::kQuoted);
+            envvar->minimum = NumberField(item, "minimum", where);
+            envvar->maximum = NumberField(item, "maximum", where);
+            envvar->initial_value = NumberField(item, "initial_value", where);
             envvar->id = UIntField(item, "id", where);
-            envvar->node = Node(Field(item, "node", where), At(where, "node"));
+            envvar->node = NodeOrNone(Field(item, "node", where), At(where, "node"));
             envvar->access_type = UIntField(item, "access_type", where);
             rxblk* accessNodes = nullptr;
             try {
@@ -707,14 +875,14 @@ private:
             }
             envvar->access_nodes = accessNodes;
             envvar->data_length = UIntField(item, "data_length", where);
-            envvar->comment = TextField(item, "comment", where);
-            envvar->attributes = Attrs(item, "attributes", where);
+            envvar->comment = TextField(item, "comment", where, Form::kComment);
+            envvar->attributes = Attrs(item, "attributes", where, TAVLO_OBJ_ENVVAR);
             envvar->value_descriptions = Values(item, "value_descriptions", where);
         }
     }
 
     tavlo_root_t& root_;
-    std::map<std::string, attr_def*> definitions_;
+    std::map<std::string, attr_def*> definitions_;  // by AttributeKey
     std::map<std::string, symblk*> nodes_;
 };
 
@@ -778,9 +946,12 @@ int Import(const char* sourcePath, msgblk** messages, symblk** nodes, env_var_bl
             Complain(sourcePath, "cannot be opened for reading");
             return 0;
         }
+        const std::string text{std::istreambuf_iterator<char>(in),
+                               std::istreambuf_iterator<char>()};
+        CheckNesting(text);
         Json doc;
         try {
-            doc = Json::parse(in);
+            doc = Json::parse(text);
         } catch (const Json::parse_error& e) {
             Complain(sourcePath, e.what());
             return 0;

@@ -278,7 +278,7 @@ struct EdgeDatabase {
         attr_def* floatDef = TAVLO_CREATE_ATTR_DEF();
         std::strcpy(floatDef->name, "Gain");
         floatDef->value_type = TAVLO_ATTR_FLOAT;
-        floatDef->minimum.number = -std::numeric_limits<double>::infinity();
+        floatDef->minimum.number = std::numeric_limits<double>::lowest();
         floatDef->maximum = std::numeric_limits<double>::max();
         floatDef->default_value.number = 0.1;
         enumDef->next = textDef;
@@ -315,7 +315,7 @@ struct EdgeDatabase {
         signal->offset = -0.0;
         signal->factor = 1e-300;
         std::strcpy(signal->unit, "\xB0" "C");
-        signal->minimum = -std::numeric_limits<double>::infinity();
+        signal->minimum = std::numeric_limits<double>::lowest();
         signal->maximum = 0.30000000000000004;
         signal->receivers = TAVLO_CREATE_RX(other);
         signal->receiver_count = 1;
@@ -334,8 +334,8 @@ struct EdgeDatabase {
         env_var_blk* envvar = TAVLO_CREATE_EVBLK();
         std::strcpy(envvar->name, "E");
         envvar->type = TAVLO_ENV_DATA;
-        envvar->initial_value = std::numeric_limits<double>::quiet_NaN();
-        envvar->maximum = std::numeric_limits<double>::infinity();
+        envvar->initial_value = std::numeric_limits<double>::min();
+        envvar->maximum = std::numeric_limits<double>::max();
         envvar->id = 42;
         envvar->node = node;
         envvar->access_type = 0x8003;
@@ -343,7 +343,7 @@ struct EdgeDatabase {
         envvar->access_nodes->next = TAVLO_CREATE_RX(other);
         envvar->access_node_count = 2;
         envvar->data_length = 12;
-        envvar->comment = Text("line one\nline \"two\"\t\\");
+        envvar->comment = Text("line one\nline \"two\"\\\t");
         db.envvars = envvar;
     }
     ~EdgeDatabase() { TAVLO_FREE_ROOT(&db); }
@@ -371,13 +371,21 @@ TEST_F(JsonTest, EdgeValuesComeBackExactly) {
 }
 
 // The document's form: names and numbers as in the records, references by
-// name, texts as one character per byte.
+// name, texts as one character per byte, numbers JSON has no form for as
+// texts.
 TEST_F(JsonTest, DocumentHoldsRecordsByNameAndNumber) {
     EdgeDatabase edge;
-    tavlo_root_t back{};
+    edge.db.attr_defs->next->next->minimum.number = -std::numeric_limits<double>::infinity();
+    edge.db.envvars->initial_value = std::numeric_limits<double>::quiet_NaN();
+    edge.db.envvars->maximum = std::numeric_limits<double>::infinity();
+    // Left out: a value without a definition, a receiver without a node.
+    edge.db.db_attrs->next = Value(nullptr, 1);
+    edge.db.messages->signals->receivers->next = TAVLO_CREATE_RX(nullptr);
     const std::string json = Path("form.json");
-    ASSERT_TRUE(ThroughEntries(edge.db, json, &back));
-    TAVLO_FREE_ROOT(&back);
+    ASSERT_EQ(TavloExporter(reader_, kModule, "Export")
+                  .mEntry(json.c_str(), edge.db.messages, edge.db.nodes, edge.db.envvars,
+                          edge.db.attr_defs, edge.db.db_attrs),
+              1);
     const Json doc = Json::parse(FileText(json));
 
     const Json& mode = doc["attribute_definitions"][0];
@@ -389,7 +397,8 @@ TEST_F(JsonTest, DocumentHoldsRecordsByNameAndNumber) {
     EXPECT_TRUE(doc["attribute_definitions"][1]["default"].is_null());
     EXPECT_EQ(doc["attribute_definitions"][2]["minimum"], "-inf");
     EXPECT_EQ(doc["attribute_definitions"][2]["default"].get<double>(), 0.1);
-    EXPECT_EQ(doc["database_attributes"][0]["definition"], "Gain");
+    EXPECT_EQ(doc["database_attributes"],
+              Json::array({Json{{"definition", "Gain"}, {"value", 5e-324}}}));
 
     EXPECT_EQ(doc["nodes"][0]["comment"], "");
     EXPECT_TRUE(doc["nodes"][1]["comment"].is_null());
@@ -441,6 +450,15 @@ Json& LastSignal(Json& doc) {
 
 std::string Dumped(Json& doc) {
     return doc.dump(1);
+}
+
+// Puts the JSON text `value` at `pointer` ("/messages/0/name"; a last "-"
+// appends to an array).
+std::function<std::string(Json&)> Set(const char* pointer, const char* value) {
+    return [=](Json& doc) {
+        doc[Json::json_pointer(pointer)] = Json::parse(value);
+        return Dumped(doc);
+    };
 }
 
 const BrokenCase kBrokenCases[] = {
@@ -541,7 +559,7 @@ const BrokenCase kBrokenCases[] = {
          doc["attribute_definitions"].back()["value_type"] = 5;
          return Dumped(doc);
      },
-     "].value_type: not a value type (0 to 4)"},
+     "].value_type: not a whole number from 0 to 4"},
     {"EnumerationNotAnArray",
      [](Json& doc) {
          doc["attribute_definitions"].push_back(Json{{"object_type", 0},
@@ -560,6 +578,39 @@ const BrokenCase kBrokenCases[] = {
          return Dumped(doc);
      },
      "].value: not a text"},
+    // What the database file cannot hold, or what the library's copy of the
+    // lists would stop the process on.
+    {"NestedTooDeep", [](Json&) { return std::string(100000, '['); }, "64 deep at byte 64"},
+    {"NullDefinition", Set("/database_attributes/-", R"({"definition": null, "value": 1})"),
+     "database_attributes[1].definition: not a text"},
+    {"NullReceiver", Set("/messages/0/signals/0/receivers/-", "null"), "receivers[2]: not a text"},
+    {"EmptyName", Set("/nodes/0/name", R"("")"), "nodes[0].name: \"\" is not a name"},
+    {"NameWithBlank", Set("/messages/0/signals/0/name", R"("a b")"), "\"a b\" is not a name"},
+    {"KeywordAsName", Set("/messages/1/name", R"("BO_")"), "\"BO_\" is a keyword"},
+    {"NoNodeAsName", Set("/nodes/0/name", R"("Corvan__XXX")"), "stands for no node"},
+    {"FactorNaN", Set("/messages/0/signals/0/factor", R"("nan")"),
+     "messages[0].signals[0].factor: not a finite number"},
+    {"EnvvarType4", Set("/environment_variables/0/type", "4"),
+     "environment_variables[0].type: not a whole number from 0 to 3"},
+    {"SameMessageId", Set("/messages/1/id", "256"), "messages[1].id: a second message 256"},
+    {"SameMessageName", Set("/messages/1/name", R"("EngineData")"), "a second message \"Engine"},
+    {"SameSignalName", Set("/messages/0/signals/1/name", R"("EngineSpeed")"), "a second signal"},
+    {"SameNodeName", Set("/nodes/1/name", R"("Engine")"), "nodes[1].name: a second node"},
+    {"SameEnvvarName", Set("/environment_variables/1/name", R"("PtEnvA")"), "a second envir"},
+    {"SameDefinitionName", Set("/attribute_definitions/1/name", R"("GenMsgCycleTime")"),
+     "attribute_definitions[1].name: a second definition"},
+    {"ObjectType9", Set("/attribute_definitions/0/object_type", "9"), "number from 0 to 8"},
+    {"FlagBit4", Set("/messages/0/signals/0/flags", "16"),
+     "signals[0].flags: not a whole number from 0 to 15"},
+    {"SignalValueType3", Set("/messages/0/signals/0/value_type", "3"), "from 0 to 2"},
+    {"EnumIndexBeyondTexts",
+     Set("/messages/0/signals/0/attributes/-", R"({"definition": "SigMode", "value": 3})"),
+     "].value: not the index of one of the 3 enumeration texts"},
+    {"AttributeOfOtherObjects",
+     Set("/nodes/0/attributes/-", R"({"definition": "GenMsgCycleTime", "value": 1})"),
+     "is defined for another kind of object"},
+    {"QuoteInUnit", Set("/messages/0/signals/0/unit", R"("a\"b")"), "].unit: a double quote"},
+    {"CommentEndsWithBackslash", Set("/nodes/0/comment", R"("a\\")"), "ends with a backslash"},
 };
 
 class JsonBroken : public JsonTest, public testing::WithParamInterface<BrokenCase> {};
