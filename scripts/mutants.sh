@@ -98,6 +98,13 @@ while IFS= read -r line; do
             programs+=("$name")
         fi
     done
+    for name in "${programs[@]}"; do
+        if [[ ! -x "$build/tests/tavloms_${name}_tests" ]]; then
+            restore
+            echo "$id names tavloms_${name}_tests, which the build does not have" >&2
+            exit 2
+        fi
+    done
     verdict=survived
     for name in "${programs[@]}"; do
         # In a shell of its own, whose report of a crash goes to the log too.
