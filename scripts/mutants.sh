@@ -65,7 +65,9 @@ broken=0
 unbuilt=0
 start=$SECONDS
 tab=$'\t'
-while IFS= read -r line; do
+# The list comes in on a descriptor of its own: test programs read standard
+# input.
+while IFS= read -r line <&3; do
     [[ -z "$line" || "$line" == \#* ]] && continue
     # Five fields; "to" may be empty, so they are cut at each tab in turn.
     id="${line%%"$tab"*}"; line="${line#*"$tab"}"
@@ -109,7 +111,7 @@ while IFS= read -r line; do
     for name in "${programs[@]}"; do
         # In a shell of its own, whose report of a crash goes to the log too.
         if ! (timeout "$per_test_timeout" "$build/tests/tavloms_${name}_tests" --gtest_brief=1) \
-                >"$backup/test.log" 2>&1; then
+                </dev/null >"$backup/test.log" 2>&1; then
             verdict="killed by $name"
             break
         fi
@@ -121,7 +123,7 @@ while IFS= read -r line; do
         killed=$((killed + 1))
     fi
     echo "$id $verdict  ($file: $from)"
-done <"$list"
+done 3<"$list"
 
 # Leave the build as the unmutated tree has it.
 cmake --build "$build" -j "$jobs" >/dev/null
