@@ -109,8 +109,10 @@ while IFS= read -r line <&3; do
     done
     verdict=survived
     for name in "${programs[@]}"; do
-        # In a shell of its own, whose report of a crash goes to the log too.
-        if ! (timeout "$per_test_timeout" "$build/tests/tavloms_${name}_tests" --gtest_brief=1) \
+        # In a shell of its own (kept from exec'ing the program by the exit),
+        # whose report of a crash goes to the log too.
+        if ! (timeout "$per_test_timeout" "$build/tests/tavloms_${name}_tests" --gtest_brief=1
+              exit $?) \
                 </dev/null >"$backup/test.log" 2>&1; then
             verdict="killed by $name"
             break
