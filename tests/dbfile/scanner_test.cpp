@@ -1,5 +1,6 @@
-// The scanner's token classes, which the reader's messages cannot show: the
-// reader takes short and long integers alike.
+// What the reader's messages cannot show: the scanner's token classes (the
+// reader takes short and long integers alike), and that a read reports its
+// first error only (a read stops at it).
 #include <cstdio>
 #include <fstream>
 #include <string>
@@ -11,7 +12,9 @@
 #include "dbfile/keywords.h"
 #include "dbfile/report.h"
 #include "dbfile/scanner.h"
+#include "support/message_capture.h"
 #include "support/read_database.h"
+#include "tavloms/exception.h"
 
 namespace {
 
@@ -55,6 +58,18 @@ TEST(Scanner, SplitsTokensByClassAndCountsLines) {
         EXPECT_EQ(tokens, c.tokens);
         EXPECT_EQ(lines, c.lines);
     }
+}
+
+TEST(Report, OnlyTheFirstErrorOfAReadIsShown) {
+    tavlo::test::MessageCapture capture;
+    ClearErrorReported();
+    EXPECT_THROW(ReportReadError(kMsgSyntax, 2, "error: syntax"), TavloException);
+    ReportReadError(kMsgNotEnoughMemory, -1, nullptr);  // returns quietly
+    ClearErrorReported();  // the next read
+    EXPECT_THROW(ReportReadError(kMsgNotEnoughMemory, -1, nullptr), TavloException);
+    ClearErrorReported();
+    ASSERT_EQ(capture.messages().size(), 2u);
+    EXPECT_EQ(capture.messages()[1].text, "not enough memory");
 }
 
 }  // namespace
