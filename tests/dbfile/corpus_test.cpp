@@ -73,20 +73,21 @@ std::string WriteAndRead(const tavlo_root_t& root, Database* back) {
 // What the writer does not keep: empty comments, and the multiplexed flag
 // and value of a signal that is also the mode signal (written as " M").
 void DropWhatTheWriterLoses(tavlo_root_t* root) {
-    auto dropEmpty = [](char** comment) {
-        if (*comment != nullptr && **comment == '\0') {
-            TAVLO_MFREE(*comment);
-            *comment = nullptr;
+    auto dropEmpty = [](char* comment) -> char* {  // by value: the records' fields are packed
+        if (comment != nullptr && *comment == '\0') {
+            TAVLO_MFREE(comment);
+            return nullptr;
         }
+        return comment;
     };
-    dropEmpty(&root->comment);
+    root->comment = dropEmpty(root->comment);
     for (symblk* node = root->nodes; node != nullptr; node = node->next) {
-        dropEmpty(&node->comment);
+        node->comment = dropEmpty(node->comment);
     }
     for (msgblk* message = root->messages; message != nullptr; message = message->next) {
-        dropEmpty(&message->comment);
+        message->comment = dropEmpty(message->comment);
         for (sigblk* signal = message->signals; signal != nullptr; signal = signal->next) {
-            dropEmpty(&signal->comment);
+            signal->comment = dropEmpty(signal->comment);
             if ((signal->flags & TAVLO_SIG_MODE) != 0) {
                 signal->flags = static_cast<unsigned char>(signal->flags & ~TAVLO_SIG_MULTIPLEXED);
                 signal->mode_value = 0;
@@ -94,7 +95,7 @@ void DropWhatTheWriterLoses(tavlo_root_t* root) {
         }
     }
     for (env_var_blk* envvar = root->envvars; envvar != nullptr; envvar = envvar->next) {
-        dropEmpty(&envvar->comment);
+        envvar->comment = dropEmpty(envvar->comment);
     }
 }
 

@@ -145,8 +145,8 @@ TEST(Reader, LongDecimalNumbersAreReadExactly) {
                 ",-" + number + ") [0|1] \"\" A\n",
             &db.root);
         ASSERT_FALSE(outcome.raised);
-        EXPECT_EQ(db.root.messages->signals->factor, std::strtod(number, nullptr));
-        EXPECT_EQ(db.root.messages->signals->offset, -std::strtod(number, nullptr));
+        EXPECT_EQ(+db.root.messages->signals->factor, std::strtod(number, nullptr));
+        EXPECT_EQ(+db.root.messages->signals->offset, -std::strtod(number, nullptr));
     }
 }
 

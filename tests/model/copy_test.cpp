@@ -35,13 +35,16 @@ TEST(DatabaseCopy, TakesOverEverythingButTheDocumentedOmissions) {
     expected.sig_types->flags = 0x03;
     for (msgblk* m = expected.messages; m != nullptr; m = m->next) {
         msgblk* owner = TAVLO_CREATE_MSGBLK();  // releases the groups and transmitters
-        std::swap(owner->signal_groups, m->signal_groups);
-        std::swap(owner->transmitters, m->transmitters);
+        owner->signal_groups = m->signal_groups;  // (packed fields: no references to them)
+        owner->transmitters = m->transmitters;
+        m->signal_groups = nullptr;
+        m->transmitters = nullptr;
         tavlo::model::ReleaseMessages(owner);
         for (sigblk* s = m->signals; s != nullptr; s = s->next) {
             s->value_type = 0;
             for (rxblk* r = s->receivers; r != nullptr; r = r->next) {
-                tavlo::model::ReleaseAttrs(std::exchange(r->attributes, nullptr));
+                tavlo::model::ReleaseAttrs(r->attributes);
+                r->attributes = nullptr;
             }
         }
     }
@@ -49,7 +52,8 @@ TEST(DatabaseCopy, TakesOverEverythingButTheDocumentedOmissions) {
     for (env_var_blk* e = expected.envvars; e != nullptr; e = e->next) {
         e->data_length = 0;
         for (rxblk* r = e->access_nodes; r != nullptr; r = r->next) {
-            tavlo::model::ReleaseAttrs(std::exchange(r->attributes, nullptr));
+            tavlo::model::ReleaseAttrs(r->attributes);
+            r->attributes = nullptr;
         }
     }
     EXPECT_EQ(DescribeDatabase(copy), DescribeDatabase(expected));

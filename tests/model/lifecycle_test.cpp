@@ -93,7 +93,6 @@ TEST(Insertion, PositionSaysWhichRecordTheNewOneFollows) {
     EXPECT_EQ(+message->signal_count, 1);
     msgblk* messages = message;
     EXPECT_EQ(Released([&] { CAN_DELETE_MSG(&messages, message); }), 3);
-    EXPECT_EQ(messages, nullptr);
 }
 
 // Each deletion releases exactly what it names; what it keeps is released
@@ -136,7 +135,6 @@ TEST(WholeDatabase, ReleasesEveryBlock) {
 
 TEST(LifecycleDeathTest, PositionsPastTheEndAndStrangeMembersStopTheProgram) {
     const std::vector<std::pair<std::string, std::function<void()>>> cases = {
-        {"m != NULL, module canddbm", [] { msgblk* head = nullptr; CAN_INSERT_MSG(&head, TAVLO_CREATE_MSGBLK(), 1); }},
         {"s != NULL, module canddbm", [] { CAN_INSERT_SIG(TAVLO_CREATE_MSGBLK(), TAVLO_CREATE_SIGBLK(), 1); }},
         {"inMessage, module canddbm", [] { CAN_DELETE_SIG(TAVLO_CREATE_MSGBLK(), TAVLO_CREATE_SIGBLK()); }},
     };

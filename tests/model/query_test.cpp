@@ -37,7 +37,6 @@ TEST_F(Query, EachFinderFindsItsRecordByItsKey) {
     EXPECT_STREQ(speed_->name, "EvSpeed");
     EXPECT_EQ(+TAVLO_GET_BTLBLK(db_.bit_timings, 250)->baudrate, 250);
     EXPECT_STREQ(rpm_->name, "Rpm");
-    EXPECT_STREQ(TAVLO_GET_SIGNAL_OF_MSG_NAME(engineData_, "Gear")->name, "Gear");
     EXPECT_STREQ(TAVLO_GET_MODE_SIGNAL(db_.messages, 0x100)->name, "Mode");
     EXPECT_EQ(TAVLO_GET_MODE_SIGNAL(db_.messages, 0x80000123u), nullptr);
     // Category numbers are signed 16-bit numbers.
@@ -64,7 +63,6 @@ TEST_F(Query, AttributesAreFoundOnTheirObjects) {
     EXPECT_EQ(TAVLO_IS_ATTRIBUTE_DEFINED_FOR_TYPE(db_.attr_defs, TAVLO_OBJ_SIGNAL, "NodeLevel"), 0);
     EXPECT_EQ(TAVLO_IS_DB_ATTRIBUTE_DEFINED(db_.db_attrs, "BusType"), 1);
     EXPECT_EQ(TAVLO_IS_MSG_ATTRIBUTE_DEFINED(engineData_, "MsgCycle"), 1);
-    EXPECT_EQ(TAVLO_IS_SIG_ATTRIBUTE_DEFINED(rpm_, "SigNote"), 1);
     EXPECT_EQ(TAVLO_IS_EV_ATTRIBUTE_DEFINED(speed_, "EnvMask"), 1);
     tavlo_attr_value_t value;
     EXPECT_EQ(TAVLO_GET_DB_ATTRVAL(&value, db_.db_attrs, "BusType"), &value);
