@@ -29,36 +29,30 @@ std::string CategoryNumber(const cat* category) {
     return category != nullptr ? std::to_string(category->number) : "-";
 }
 
-std::string Attrs(const attr* list) {
-    std::string text = "{";
+// The entries of a list, each as `entry` gives it, separated by blanks.
+template <class T, class Entry>
+std::string Join(const T* list, const char* open, const char* close, Entry entry) {
+    std::string text = open;
     for (; list != nullptr; list = list->next) {
-        const attr_def* def = list->def;
-        text += def != nullptr ? def->name : "?";
-        text += "=";
-        text += def != nullptr && def->value_type == TAVLO_ATTR_STRING
-                    ? Quoted(list->value.text)
-                    : Number(list->value.number);
-        text += list->next != nullptr ? " " : "";
+        text += entry(list) + (list->next != nullptr ? " " : "");
     }
-    return text + "}";
+    return text + close;
+}
+
+std::string Attrs(const attr* list) {
+    return Join(list, "{", "}", [](const attr* a) {
+        const bool text = a->def != nullptr && a->def->value_type == TAVLO_ATTR_STRING;
+        return std::string(a->def != nullptr ? a->def->name : "?") + "=" +
+               (text ? Quoted(a->value.text) : Number(a->value.number));
+    });
 }
 
 std::string Values(const val* list) {
-    std::string text = "{";
-    for (; list != nullptr; list = list->next) {
-        text += std::to_string(list->value) + ":" + Quoted(list->text);
-        text += list->next != nullptr ? " " : "";
-    }
-    return text + "}";
+    return Join(list, "{", "}", [](const val* v) { return std::to_string(v->value) + ":" + Quoted(v->text); });
 }
 
 std::string Relations(const rxblk* list) {
-    std::string text = "[";
-    for (; list != nullptr; list = list->next) {
-        text += NodeName(list->symbol) + Attrs(list->attributes);
-        text += list->next != nullptr ? " " : "";
-    }
-    return text + "]";
+    return Join(list, "[", "]", [](const rxblk* r) { return NodeName(r->symbol) + Attrs(r->attributes); });
 }
 
 void Signal(std::ostringstream& out, const sigblk* s) {
@@ -77,8 +71,7 @@ void Message(std::ostringstream& out, const msgblk* m) {
     out << "message " << m->id << " " << m->name << " dlc=" << m->dlc
         << " count=" << m->signal_count << " transmitter=" << NodeName(m->transmitter)
         << " category=" << CategoryNumber(m->category) << " comment=" << Quoted(m->comment)
-        << " attrs=" << Attrs(m->attributes) << " transmitters=" << Relations(m->transmitters)
-        << "\n";
+        << " attrs=" << Attrs(m->attributes) << " transmitters=" << Relations(m->transmitters) << "\n";
     for (const sigblk* s = m->signals; s != nullptr; s = s->next) {
         Signal(out, s);
     }
@@ -104,13 +97,11 @@ std::string DescribeDatabase(const tavlo_root_t& db, int digits) {
     std::ostringstream out;
     out << "version=" << Quoted(db.version) << " comment=" << Quoted(db.comment) << "\n";
     for (const attr_def* d = db.attr_defs; d != nullptr; d = d->next) {
-        out << "definition " << d->name << " object=" << d->object_type
-            << " type=" << d->value_type;
+        out << "definition " << d->name << " object=" << d->object_type << " type=" << d->value_type;
         if (d->value_type == TAVLO_ATTR_STRING) {
             out << " default=" << Quoted(d->default_value.text);
         } else if (d->value_type == TAVLO_ATTR_ENUM) {
-            out << " texts=" << Quoted(d->minimum.text)
-                << " default=" << Quoted(d->default_value.text);
+            out << " texts=" << Quoted(d->minimum.text) << " default=" << Quoted(d->default_value.text);
         } else {
             out << " range=" << Number(d->minimum.number) << ".." << Number(d->maximum)
                 << " default=" << Number(d->default_value.number);
@@ -135,8 +126,7 @@ std::string DescribeDatabase(const tavlo_root_t& db, int digits) {
     }
     for (const symblk* n = db.nodes; n != nullptr; n = n->next) {
         out << "node " << n->name << " comment=" << Quoted(n->comment)
-            << " attrs=" << Attrs(n->attributes) << " category=" << CategoryNumber(n->category)
-            << "\n";
+            << " attrs=" << Attrs(n->attributes) << " category=" << CategoryNumber(n->category) << "\n";
     }
     for (const msgblk* m = db.messages; m != nullptr; m = m->next) {
         Message(out, m);

@@ -1,7 +1,5 @@
 // tests/support/describe.h: a database as text, every field of every record,
-// with references written by the key they are found by (names, category
-// numbers). Two databases with the same content describe the same, whatever
-// their addresses; tests compare databases through it.
+// references by their keys: the same content describes the same, whatever the addresses.
 #ifndef TAVLOMS_TESTS_DESCRIBE_H
 #define TAVLOMS_TESTS_DESCRIBE_H
 

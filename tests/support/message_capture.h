@@ -1,5 +1,4 @@
-// tests/support/message_capture.h: catches the message boxes the library
-// shows while an instance is alive.
+// tests/support/message_capture.h: catches the message boxes the library shows while an instance is alive.
 #ifndef TAVLOMS_TESTS_MESSAGE_CAPTURE_H
 #define TAVLOMS_TESTS_MESSAGE_CAPTURE_H
 
@@ -21,8 +20,6 @@ class MessageCapture {
 public:
     MessageCapture() : previous_(TAVLO_SET_MESSAGEBOX_HOOK(&Record)) { Shown().clear(); }
     ~MessageCapture() { TAVLO_SET_MESSAGEBOX_HOOK(previous_); }
-    MessageCapture(const MessageCapture&) = delete;
-    MessageCapture& operator=(const MessageCapture&) = delete;
 
     const std::vector<ShownMessage>& messages() const { return Shown(); }
 

@@ -1,5 +1,4 @@
-// tests/support/post_capture.h: catches the messages the library posts while
-// an instance is alive.
+// tests/support/post_capture.h: catches the messages the library posts while an instance is alive.
 #ifndef TAVLOMS_TESTS_POST_CAPTURE_H
 #define TAVLOMS_TESTS_POST_CAPTURE_H
 
@@ -18,9 +17,8 @@ struct PostedMessage {
     std::uintptr_t wParam;
     std::intptr_t lParam;
 
-    bool operator==(const PostedMessage& other) const {
-        return std::tie(window, threadId, message, wParam, lParam) ==
-               std::tie(other.window, other.threadId, other.message, other.wParam, other.lParam);
+    bool operator==(const PostedMessage& o) const {
+        return std::tie(window, threadId, message, wParam, lParam) == std::tie(o.window, o.threadId, o.message, o.wParam, o.lParam);
     }
 };
 
@@ -28,8 +26,6 @@ class PostCapture {
 public:
     PostCapture() : previous_(TAVLO_SET_POST_HOOK(&Record)) { Posted().clear(); }
     ~PostCapture() { TAVLO_SET_POST_HOOK(previous_); }
-    PostCapture(const PostCapture&) = delete;
-    PostCapture& operator=(const PostCapture&) = delete;
 
     const std::vector<PostedMessage>& posts() const { return Posted(); }
     void clear() { Posted().clear(); }

@@ -20,10 +20,9 @@ ReadOutcome ReadDatabase(const std::string& path, tavlo_root_t* root) {
     ReadOutcome outcome;
     MessageCapture capture;
     try {
-        outcome.result = TAVLO_READ(path.c_str(), &root->nodes, &root->messages, &root->envvars,
-                                    &root->bit_timings, &root->attr_defs, &root->db_attrs,
-                                    &root->categories, &root->filter, &root->comment,
-                                    &root->version, &root->sig_types, &root->value_tables);
+        outcome.result = TAVLO_READ(path.c_str(), &root->nodes, &root->messages, &root->envvars, &root->bit_timings,
+                                    &root->attr_defs, &root->db_attrs, &root->categories, &root->filter,
+                                    &root->comment, &root->version, &root->sig_types, &root->value_tables);
     } catch (const TavloException&) {
         outcome.raised = true;
     }
@@ -35,16 +34,13 @@ ReadOutcome ReadDatabase(const std::string& path, tavlo_root_t* root) {
 
 std::string TestFilePath(const std::string& suffix) {
     const ::testing::TestInfo* info = ::testing::UnitTest::GetInstance()->current_test_info();
-    std::string name = info != nullptr
-                           ? std::string(info->test_suite_name()) + "." + info->name()
-                           : std::string("tavloms");
+    std::string name = info != nullptr ? std::string(info->test_suite_name()) + "." + info->name() : "tavloms";
     for (char& c : name) {
         if (c == '/') {
             c = '_';
         }
     }
-    return (std::filesystem::temp_directory_path() /
-            (name + "." + std::to_string(getpid()) + suffix))
+    return (std::filesystem::temp_directory_path() / (name + "." + std::to_string(getpid()) + suffix))
         .string();
 }
 
@@ -69,9 +65,8 @@ std::string FileContent(const std::string& path) {
 }
 
 unsigned int WriteDatabase(const std::string& path, const tavlo_root_t& root) {
-    return TAVLO_WRITE(path.c_str(), root.nodes, root.messages, root.envvars, root.bit_timings,
-                       root.attr_defs, root.db_attrs, root.categories, root.filter, root.comment,
-                       root.version, root.sig_types, root.value_tables);
+    return TAVLO_WRITE(path.c_str(), root.nodes, root.messages, root.envvars, root.bit_timings, root.attr_defs,
+                       root.db_attrs, root.categories, root.filter, root.comment, root.version, root.sig_types, root.value_tables);
 }
 
 }  // namespace tavlo::test

@@ -16,19 +16,16 @@ struct ReadOutcome {
     std::vector<std::string> messages;  // every message box, in order
 };
 
-// Reads `path` into `root` (which should start zeroed; the caller releases
-// it with TAVLO_FREE_ROOT, also after a failed read).
+// Reads `path` into a zeroed `root`, which the caller releases (also after a failed read).
 ReadOutcome ReadDatabase(const std::string& path, tavlo_root_t* root);
 
-// Writes `text` to a file of its own (named after the running test) and
-// reads it.
+// Writes `text` to a file of its own (named after the running test) and reads it.
 ReadOutcome ReadText(const std::string& text, tavlo_root_t* root);
 
 // A file path of its own for the running test, with `suffix` appended.
 std::string TestFilePath(const std::string& suffix);
 
-// The whole content of a text file ("" when it cannot be read), with
-// Windows line ends read as "\n".
+// The whole content of a text file ("" when it cannot be read), line ends read as "\n".
 std::string FileContent(const std::string& path);
 
 // Writes `root` to `path` with TAVLO_WRITE and returns its result.

@@ -18,12 +18,9 @@ attr* AppendNumberAttr(attr* list, attr_def* def, double number);
 val* AppendValue(val* list, int value, const char* text);
 rxblk* AppendRelation(rxblk* list, symblk* node);
 
-// Every kind of record: attribute definitions of all value and object types
-// with values on every kind of object, categories, value tables, a signal
-// type using a table, nodes, messages with a mode signal, multiplexed and
-// typed signals, receivers, signal groups and transmitters, environment
-// variables with access nodes and a data variable, bit timings, a view filter,
-// comment and version. Release with TAVLO_FREE_ROOT.
+// Every kind of record and reference: attributes of all value and object
+// types, with values; multiplexed and typed signals, groups, transmitters,
+// data and other variables. Release with TAVLO_FREE_ROOT.
 tavlo_root_t BuildSampleDatabase();
 
 }  // namespace tavlo::test

@@ -7,19 +7,16 @@
 
 namespace tavlo::test {
 
-// Whether the module (shared library or DLL) at path is loaded in this
-// process; it is not loaded by asking.
+// Whether the module (shared library or DLL) at path is loaded; asking does not load it.
 bool ModuleLoaded(const char* path);
 
-// The address of a loaded module's exported function, as the platform's
-// loader gives it; null when there is none.
+// The address of a loaded module's exported function; null when there is none.
 void* ModuleSymbol(void* module, const char* name);
 
 // The full file name of the running program.
 std::string ProgramPath();
 
-// Sets a file's permission bits (0444 read-only, 0644 writable). Windows
-// keeps only whether the owner may write.
+// Sets a file's permission bits; Windows keeps only whether the owner may write.
 bool SetFileMode(const std::string& path, unsigned int mode);
 
 bool MakeDirectory(const std::string& path);
