@@ -146,13 +146,15 @@ std::string Difference(const std::string& actual, const std::string& expected) {
 }
 
 // The command line of a run: every word is one argument, placeholders
-// filled in; a word "<" takes standard input from the file that follows.
+// filled in; a word "<" takes standard input from the file that follows
+// (named with the system's separators: cmd.exe wants '\\').
 std::string Arguments(const std::string& run, const std::string& tmp) {
     std::string line;
     const std::vector<std::string> words = Words(run);
     for (std::size_t i = 0; i < words.size(); ++i) {
-        line += words[i] == "<" && i + 1 < words.size() ? " < " + Expand(words[++i], tmp)
-                                                        : " " + ShellQuoted(Expand(words[i], tmp));
+        line += words[i] == "<" && i + 1 < words.size()
+                    ? " < " + fs::path(Expand(words[++i], tmp)).make_preferred().string()
+                    : " " + ShellQuoted(Expand(words[i], tmp));
     }
     return line;
 }

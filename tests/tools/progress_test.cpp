@@ -38,8 +38,9 @@ TEST_F(Progress, OnATerminal) {
 #if defined(_WIN32)
     GTEST_SKIP() << "the pseudo-terminal comes from script(1), which Windows does not have";
 #else
+    // script(1) passes its standard input on to the terminal: not the test's.
     const std::string command = "script -qec '" + std::string(TAVLO_COMMAND) + " decode " + db_ +
-                                " " + log_ + " >/dev/null' /dev/null";
+                                " " + log_ + " >/dev/null' /dev/null </dev/null";
     std::FILE* terminal = popen(command.c_str(), "r");
     ASSERT_NE(terminal, nullptr);
     std::string shown;
