@@ -186,7 +186,7 @@ TEST_F(ConverterTest, ImportFillsTheDatabaseWithCopiesOfTheModulesRecords) {
     EXPECT_EQ(+db.mMessages->transmitter, db.mNodes);
     EXPECT_EQ(+db.mMessages->signals->receivers->symbol, db.mNodes);
     EXPECT_EQ(+db.mMessages->attributes->def, db.mAttrDefs);
-    EXPECT_EQ(+db.mDbAttrs->def, db.mAttrDefs->next);
+    EXPECT_EQ(+db.mDbAttrs->def, +db.mAttrDefs->next);
 
     writer_.CloseDatabase(false);
     EXPECT_EQ(LiveAllocations(), before);
