@@ -97,29 +97,4 @@ std::string FileBytes(const std::string& path) {
     return content.str();
 }
 
-std::string Corpus(const std::string& name) { return std::string(TAVLOMS_CORPUS_DIR) + "/" + name; }
-
-std::string ManagerData(const std::string& name) {
-    return std::string(TAVLOMS_MANAGER_DATA_DIR) + "/" + name;
-}
-
-std::string Example(const std::string& name) {
-    return std::string(TAVLOMS_EXAMPLES_DIR) + "/" + name;
-}
-
-std::string ToolData(const std::string& name) {
-    return std::string(TAVLOMS_TOOL_DATA_DIR) + "/" + name;
-}
-
-std::string Expected(const std::string& name) {
-    std::string text = FileBytes(ToolData(name));
-    const std::string marker = "@DATA@";
-    for (std::size_t at = text.find(marker); at != std::string::npos;
-         at = text.find(marker, at)) {
-        text.replace(at, marker.size(), TAVLOMS_TOOL_DATA_DIR);
-        at += std::string(TAVLOMS_TOOL_DATA_DIR).size();
-    }
-    return text;
-}
-
 }  // namespace tavlo::test
