@@ -131,11 +131,7 @@ TEST_P(Cases, ReadAndWriteAsGiven) {
 }
 
 std::string CaseName(const ::testing::TestParamInfo<Case>& info) {
-    std::string name;
-    for (char c : info.param.name) {
-        name += std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
-    }
-    return name;
+    return tavlo::test::TestName(info.param.name);
 }
 
 INSTANTIATE_TEST_SUITE_P(Files, Cases, ::testing::ValuesIn(LoadCases()), CaseName);

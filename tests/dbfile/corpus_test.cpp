@@ -121,11 +121,7 @@ TEST_P(Corpus, ReadsAsExpectedAndRoundTrips) {
 }
 
 std::string RowName(const ::testing::TestParamInfo<Expectation>& info) {
-    std::string name;
-    for (char c : info.param.file) {
-        name += std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
-    }
-    return name;
+    return tavlo::test::TestName(info.param.file);
 }
 
 INSTANTIATE_TEST_SUITE_P(Files, Corpus, ::testing::ValuesIn(LoadExpectations()), RowName);

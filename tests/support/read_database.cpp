@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 
+#include <cctype>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -30,6 +31,14 @@ ReadOutcome ReadDatabase(const std::string& path, tavlo_root_t* root) {
         outcome.messages.push_back(message.text);
     }
     return outcome;
+}
+
+std::string TestName(const std::string& text) {
+    std::string name;
+    for (const char c : text) {
+        name += std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
+    }
+    return name;
 }
 
 std::string TestFilePath(const std::string& suffix) {

@@ -22,6 +22,10 @@ ReadOutcome ReadDatabase(const std::string& path, tavlo_root_t* root);
 // Writes `text` to a file of its own (named after the running test) and reads it.
 ReadOutcome ReadText(const std::string& text, tavlo_root_t* root);
 
+// A name for a parameterised test made of any text: every character but
+// letters and digits becomes '_'.
+std::string TestName(const std::string& text);
+
 // A file path of its own for the running test, with `suffix` appended.
 std::string TestFilePath(const std::string& suffix);
 
