@@ -4,8 +4,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
 namespace tavlo::test {
 
@@ -24,12 +26,45 @@ std::string SmallDatabaseText(const SmallDatabase& content) {
     return text;
 }
 
+std::vector<CaseLine> ReadCases(const std::string& name) {
+    std::ifstream in(DataFile(name));
+    EXPECT_TRUE(in.is_open()) << name;
+    std::vector<CaseLine> cases;
+    int number = 0;
+    for (std::string line; std::getline(in, line);) {
+        ++number;
+        std::istringstream words(line);
+        CaseLine entry{number, {}};
+        for (std::string word; words >> word;) {
+            entry.fields.push_back(word);
+        }
+        if (!entry.fields.empty() && entry.fields[0][0] != '#') {
+            cases.push_back(entry);
+        }
+    }
+    return cases;
+}
+
 void LinkPowertrainFilterNodes(TavloDatabase& db) {
     auto* none = static_cast<rxblk*>(TAVLO_MALLOC(sizeof(rxblk)));
     auto* engine = static_cast<rxblk*>(TAVLO_MALLOC(sizeof(rxblk)));
     engine->symbol = db.GetNode("Engine");
     engine->next = none;
     db.mFilter.nodes = engine;
+}
+
+tavlo_attr_value_t AttrNumber(double number) {
+    tavlo_attr_value_t value;
+    std::memset(value.bytes, 0, sizeof value.bytes);
+    value.number = number;
+    return value;
+}
+
+tavlo_attr_value_t AttrText(const char* text) {
+    tavlo_attr_value_t value;
+    std::memset(value.bytes, 0, sizeof value.bytes);
+    value.text = const_cast<char*>(text);
+    return value;
 }
 
 void ManagerTest::SetUp() {
@@ -59,6 +94,13 @@ std::string ManagerTest::WriteFile(const std::string& relative, const std::strin
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
     out << text;
     return path.string();
+}
+
+const char* ManagerTest::Open(TavloManager& mgr, const std::string& path, const char* name,
+                              unsigned int priority) {
+    const char* handle = nullptr;
+    EXPECT_EQ(mgr.OpenDatabase(path.c_str(), &handle, name, priority), TAVLO_STATUS_OK) << path;
+    return handle;
 }
 
 void ManagerTest::SetReadOnly(const std::string& path, bool readOnly) {

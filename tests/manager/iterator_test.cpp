@@ -1,8 +1,9 @@
 // tests/manager/iterator_test.cpp: iterators over one database, across all
-// of a manager's databases and over the lists of one object, predicates, and
-// view filters.
+// of a manager's databases and over the lists of one object, predicates,
+// view filters, and the counts and owning databases built on them.
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,45 +13,29 @@
 namespace tavlo::test {
 namespace {
 
-// powertrain (3 nodes), diagnosis (none), body (3 nodes), in that order.
-class IteratorTest : public ManagerTest {
-protected:
-    void SetUp() override {
-        ManagerTest::SetUp();
-        ASSERT_EQ(mgr_.OpenDatabase(DataFile("powertrain.dbc").c_str(), &powertrain_, 2), 0u);
-        ASSERT_EQ(mgr_.OpenDatabase(DataFile("diagnosis.dbc").c_str(), &diagnosis_, 1), 0u);
-        ASSERT_EQ(mgr_.OpenDatabase(DataFile("body.dbc").c_str(), &body_, 1), 0u);
-        LinkPowertrainFilterNodes(*mgr_.GetDatabase(powertrain_));
+using Seen = std::vector<std::pair<const char*, std::string>>;
+
+// (database handle, name) of every element an iterator yields.
+template <class Iterator>
+Seen Walk(Iterator it) {
+    Seen seen;
+    for (; !it.AtEnd(); ++it) {
+        seen.emplace_back(it.GetDatabaseName(), (*it)->name);
     }
+    return seen;
+}
 
-    // (database handle, name) of every element an iterator yields.
-    template <class Iterator>
-    static std::vector<std::pair<const char*, std::string>> Walk(Iterator it) {
-        std::vector<std::pair<const char*, std::string>> seen;
-        for (; !it.AtEnd(); ++it) {
-            seen.emplace_back(it.GetDatabaseName(), (*it)->name);
-        }
-        return seen;
+// The names a range-based for loop meets.
+template <class Iterator>
+std::vector<std::string> Names(Iterator it) {
+    std::vector<std::string> names;
+    for (const auto* element : it) {
+        names.emplace_back(element != nullptr ? element->name : "(null)");
     }
+    return names;
+}
 
-    template <class Iterator>
-    static std::vector<std::string> Names(Iterator it) {
-        std::vector<std::string> names;
-        for (const auto* element : it) {
-            names.emplace_back(element->name);
-        }
-        return names;
-    }
-
-    TavloDatabase& Db(const char* handle) { return *mgr_.GetDatabase(handle); }
-
-    TavloManager mgr_{static_cast<void*>(nullptr)};
-    const char* powertrain_ = nullptr;
-    const char* diagnosis_ = nullptr;
-    const char* body_ = nullptr;
-};
-
-// Accepts the names on its list and records what it was asked.
+// Accepts the names on its list and notes what it was asked.
 template <class T>
 class NamePredicate : public TavloPredicate<const T*> {
 public:
@@ -70,68 +55,79 @@ private:
     std::vector<std::string> accepted_;
 };
 
-TEST_F(IteratorTest, SpanningSkipsEmptyDatabasesAndNamesTheHolder) {
-    using Seen = std::vector<std::pair<const char*, std::string>>;
-    const Seen expected = {{powertrain_, "Engine"}, {powertrain_, "Gateway"},
-                           {powertrain_, "Gearbox"}, {body_, "Gateway"},
-                           {body_, "Door"},         {body_, "Light"}};
-    EXPECT_EQ(Walk(mgr_.GetNodeIterator(nullptr)), expected);
-    const auto messages = Walk(mgr_.GetMessageIterator(nullptr));
-    ASSERT_EQ(messages.size(), 6u);
-    EXPECT_EQ(messages[3], std::make_pair(diagnosis_, std::string("Diag")));
-    EXPECT_EQ(messages[4].first, body_);
-    // The same through a range-based for loop.
-    EXPECT_EQ(Names(mgr_.GetNodeIterator(nullptr)),
-              (std::vector<std::string>{"Engine", "Gateway", "Gearbox", "Gateway", "Door",
-                                        "Light"}));
-}
+using IteratorTest = DataTest<TavloManager>;
 
-TEST_F(IteratorTest, OneDatabaseByItsHandleOnly) {
-    EXPECT_EQ(Names(mgr_.GetNodeIterator(body_)),
-              (std::vector<std::string>{"Gateway", "Door", "Light"}));
-    EXPECT_TRUE(mgr_.GetNodeIterator(diagnosis_).AtEnd());
-    const std::string copy = body_;
-    auto unknown = mgr_.GetNodeIterator(copy.c_str());
-    EXPECT_TRUE(unknown.AtEnd());
+TEST_F(IteratorTest, SpanningWalksSkipEmptyDatabasesAndNameTheHolder) {
+    const Seen nodes = {{pt_, "Engine"},   {pt_, "Gateway"},      {pt_, "Gearbox"},
+                        {body_, "Gateway"}, {body_, "Door"},       {body_, "Light"},
+                        {extras_, "Gateway"}, {extras_, "Alpha"}, {extras_, "Door"}};
+    EXPECT_EQ(Walk(mgr_.GetNodeIterator(nullptr)), nodes);
+    EXPECT_EQ(Names(mgr_.GetNodeIterator(body_)), (std::vector<std::string>{"Gateway", "Door", "Light"}));
+    EXPECT_TRUE(mgr_.GetNodeIterator(diag_).AtEnd());
+    auto unknown = mgr_.GetNodeIterator(unknown_.c_str());
     EXPECT_EQ(*unknown, nullptr);
-    EXPECT_EQ(unknown.GetDatabaseName(), copy.c_str());  // as given
-    EXPECT_EQ(mgr_.GetNodeIterator(body_).GetDatabaseName(), body_);
+    EXPECT_EQ(unknown.GetDatabaseName(), unknown_.c_str());  // as given
+
+    // Copies walk on their own; at the end an iterator stays there.
+    auto first = mgr_.GetNodeIterator(nullptr);
+    ++first;
+    auto copy = first;
+    ++copy;
+    ++copy;
+    EXPECT_EQ(Walk(first), Seen(nodes.begin() + 1, nodes.end()));
+    EXPECT_EQ(Walk(copy), Seen(nodes.begin() + 3, nodes.end()));
+    TavloIterator<const symblk> atEnd;
+    ++atEnd;
+    EXPECT_TRUE(atEnd.AtEnd());
+
+    std::vector<const char*> names;
+    for (const char* name : mgr_.GetDatabaseNameIterator()) {
+        names.push_back(name);
+    }
+    EXPECT_EQ(names, (std::vector<const char*>{pt_, diag_, body_, extras_}));
+    TavloManager empty(static_cast<void*>(nullptr));
+    EXPECT_TRUE(empty.GetDatabaseNameIterator().AtEnd());
+    EXPECT_TRUE(empty.GetNodeIterator(nullptr).AtEnd());
 }
 
-TEST_F(IteratorTest, EveryDatabaseWideKind) {
+TEST_F(IteratorTest, CountsPerDatabaseAddUpToTheWholeManager) {
+    using Count = unsigned int (TavloManager::*)(const char*) const;
     struct Case {
         const char* kind;
-        std::size_t all;
-        std::size_t powertrain;
-    };
-    auto count = [](auto it) {
-        std::size_t n = 0;
-        for (; !it.AtEnd(); ++it) {
-            ++n;
-        }
-        return n;
+        Count count;
+        unsigned int pt, diag, body, extras;
     };
     const Case cases[] = {
-        {"envvars", count(mgr_.GetEnvvarIterator(nullptr)), count(mgr_.GetEnvvarIterator(powertrain_))},
-        {"bit timings", count(mgr_.GetBitTimingIterator(nullptr)),
-         count(mgr_.GetBitTimingIterator(powertrain_))},
-        {"attribute definitions", count(mgr_.GetAttrDefIterator(nullptr)),
-         count(mgr_.GetAttrDefIterator(powertrain_))},
-        {"signal types", count(mgr_.GetSignalTypeIterator(nullptr)),
-         count(mgr_.GetSignalTypeIterator(powertrain_))},
-        {"value tables", count(mgr_.GetValueTableIterator(nullptr)),
-         count(mgr_.GetValueTableIterator(powertrain_))},
-        {"categories", count(mgr_.GetCategoryIterator(nullptr)),
-         count(mgr_.GetCategoryIterator(powertrain_))},
-        {"network attributes", count(mgr_.GetAttributeIterator(nullptr)),
-         count(mgr_.GetAttributeIterator(powertrain_))},
+        {"nodes", &TavloManager::NodeCount, 3, 0, 3, 3},
+        {"messages", &TavloManager::MessageCount, 3, 1, 2, 1},
+        {"envvars", &TavloManager::EnvvarCount, 2, 0, 1, 1},
+        {"bit timings", &TavloManager::BitTimingCount, 1, 0, 0, 0},
+        {"attribute definitions", &TavloManager::AttrDefinitionCount, 7, 0, 2, 6},
+        {"categories", &TavloManager::CategoryCount, 1, 0, 1, 0},
+        {"signal types", &TavloManager::SignalTypeCount, 0, 0, 0, 2},
+        {"value tables", &TavloManager::ValueTableCount, 1, 0, 0, 1},
+        {"network values", &TavloManager::AttributeCount, 1, 0, 0, 1},
     };
-    const std::pair<std::size_t, std::size_t> expected[] = {{3, 2}, {1, 1}, {9, 7}, {0, 0},
-                                                            {1, 1}, {2, 1}, {1, 1}};
-    for (std::size_t i = 0; i < std::size(cases); ++i) {
-        EXPECT_EQ(cases[i].all, expected[i].first) << cases[i].kind;
-        EXPECT_EQ(cases[i].powertrain, expected[i].second) << cases[i].kind;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.kind);
+        EXPECT_EQ((mgr_.*c.count)(pt_), c.pt);
+        EXPECT_EQ((mgr_.*c.count)(diag_), c.diag);
+        EXPECT_EQ((mgr_.*c.count)(body_), c.body);
+        EXPECT_EQ((mgr_.*c.count)(extras_), c.extras);
+        EXPECT_EQ((mgr_.*c.count)(nullptr), c.pt + c.diag + c.body + c.extras);
+        EXPECT_EQ((mgr_.*c.count)(unknown_.c_str()), 0u);
     }
+    EXPECT_EQ(mgr_.DatabaseCount(), 4u);
+
+    const TavloDatabase& pt = Db(pt_);
+    const msgblk& engineData = *pt.GetMessage("EngineData");
+    EXPECT_EQ(mgr_.SignalCount(engineData), 7u);
+    EXPECT_EQ(mgr_.SignalGroupCount(engineData), 1u);
+    EXPECT_EQ(mgr_.AttributeCount(engineData), 1u);
+    EXPECT_EQ(mgr_.AttributeCount(*pt.GetNode("Engine")), 1u);
+    EXPECT_EQ(mgr_.AttributeCount(*engineData.signals->next), 1u);  // EngineTemp
+    EXPECT_EQ(mgr_.AttributeCount(*Db(extras_).GetEnvvar("Knob")), 1u);
+    EXPECT_EQ(mgr_.SignalCount(*engineData.signal_groups), 2u);
 }
 
 TEST_F(IteratorTest, PredicatesSeeTheManagerAndTheHoldingDatabase) {
@@ -139,174 +135,74 @@ TEST_F(IteratorTest, PredicatesSeeTheManagerAndTheHoldingDatabase) {
     auto it = mgr_.GetNodeIterator(gateways, nullptr);
     EXPECT_EQ(it.mType, unsigned{TavloIterator<const symblk>::SpanningIterator |
                                  TavloIterator<const symblk>::FilterIterator});
-    using Seen = std::vector<std::pair<const char*, std::string>>;
-    EXPECT_EQ(Walk(it), (Seen{{powertrain_, "Gateway"}, {body_, "Gateway"}}));
-    ASSERT_EQ(gateways.asked.size(), 6u);
-    for (const auto& [manager, dbName] : gateways.asked) {
-        EXPECT_EQ(manager, &mgr_);
-        EXPECT_TRUE(dbName == powertrain_ || dbName == body_);
-    }
-
+    EXPECT_EQ(Walk(it), (Seen{{pt_, "Gateway"}, {body_, "Gateway"}, {extras_, "Gateway"}}));
+    ASSERT_EQ(gateways.asked.size(), 9u);
+    EXPECT_EQ(gateways.asked.front(), std::make_pair<const TavloManager*>(&mgr_, pt_));
+    EXPECT_EQ(gateways.asked.back(), std::make_pair<const TavloManager*>(&mgr_, extras_));
     NamePredicate<symblk> none({});
-    auto empty = mgr_.GetNodeIterator(none, nullptr);
-    EXPECT_TRUE(empty.AtEnd());
-    ++empty;  // at the end it stays there
-    EXPECT_TRUE(empty.AtEnd());
+    EXPECT_TRUE(mgr_.GetNodeIterator(none, nullptr).AtEnd());
     NamePredicate<symblk> door({"Door"});
-    EXPECT_EQ(Names(mgr_.GetNodeIterator(door, body_)), std::vector<std::string>{"Door"});
-}
+    EXPECT_EQ(Walk(mgr_.GetNodeIterator(door, body_)), (Seen{{body_, "Door"}}));
 
-TEST_F(IteratorTest, PerObjectIteratorsTellThePredicateTheOwner) {
-    const msgblk* engineData = Db(powertrain_).GetMessage("EngineData");
-    ASSERT_NE(engineData, nullptr);
-    EXPECT_EQ(Names(mgr_.GetSignalIterator(*engineData)),
-              (std::vector<std::string>{"EngineSpeed", "EngineTemp", "Mux", "OilPressure",
-                                        "OilLevel", "StatusWithAVeryLongSignalNameAb1",
-                                        "StatusWithAVeryLongSignalNameAb2"}));
+    // Per object: the owner's handle, the one given, or none for a record
+    // of no database of the manager.
+    const msgblk& engineData = *Db(pt_).GetMessage("EngineData");
     NamePredicate<sigblk> oil({"OilPressure", "OilLevel"});
-    auto it = mgr_.GetSignalIterator(oil, *engineData);
-    EXPECT_EQ(it.mType, unsigned{TavloIterator<const sigblk>::FilterIterator});
-    EXPECT_EQ(Names(it), (std::vector<std::string>{"OilPressure", "OilLevel"}));
-    ASSERT_FALSE(oil.asked.empty());
-    EXPECT_EQ(oil.asked.front().second, powertrain_);
-
-    NamePredicate<sigblk> given({"Mux"});
-    const char* label = "any text";
-    auto labelled = mgr_.GetSignalIterator(given, *engineData, label);
-    EXPECT_EQ(labelled.GetDatabaseName(), label);
-    EXPECT_EQ(given.asked.front().second, label);
-    EXPECT_STREQ((*labelled)->name, "Mux");
-
-    const msgblk* stranger = nullptr;
+    auto signals = mgr_.GetSignalIterator(oil, engineData);
+    EXPECT_EQ(signals.mType, unsigned{TavloIterator<const sigblk>::FilterIterator});
+    EXPECT_EQ(Names(signals), (std::vector<std::string>{"OilPressure", "OilLevel"}));
+    EXPECT_EQ(oil.asked.front().second, pt_);
+    NamePredicate<sigblk> mux({"Mux"});
+    EXPECT_EQ(Walk(mgr_.GetSignalIterator(mux, engineData, "label")), (Seen{{"label", "Mux"}}));
     TavloDatabase outside(DataFile("body.dbc").c_str());
-    stranger = outside.GetMessage("DoorStatus");
     NamePredicate<sigblk> all({"DoorOpen", "Window"});
-    EXPECT_EQ(Names(mgr_.GetSignalIterator(all, *stranger)).size(), 2u);
-    EXPECT_EQ(all.asked.front().second, nullptr);  // no database of the manager holds it
+    EXPECT_EQ(Names(mgr_.GetSignalIterator(all, *outside.mMessages)).size(), 2u);
+    EXPECT_EQ(all.asked.front().second, nullptr);
 }
 
-TEST_F(IteratorTest, RelationIteratorsYieldTheNoneNodeForMissingNodes) {
-    const TavloDatabase& pt = Db(powertrain_);
-    const msgblk* engineData = pt.GetMessage("EngineData");
-    const sigblk* speed = mgr_.GetSignalIterator(*engineData, powertrain_).mCurrent;
-    std::vector<std::string> receivers;
-    for (auto it = mgr_.GetReceiverIterator(*speed); !it.AtEnd(); ++it) {
-        receivers.emplace_back(it.GetNode()->name);
-        EXPECT_EQ(*it, it.mCurrent);
-    }
-    EXPECT_EQ(receivers, (std::vector<std::string>{"Gateway", "Gearbox"}));
-
-    std::vector<std::string> transmitters;
-    for (auto it = mgr_.GetTransmitterIterator(*engineData); !it.AtEnd(); ++it) {
-        transmitters.emplace_back(it.GetNode()->name);
-    }
-    EXPECT_EQ(transmitters, (std::vector<std::string>{"Engine", "Gateway"}));
-
-    const env_var_blk* envA = pt.GetEnvvar("PtEnvA");
-    std::vector<std::string> access;
-    for (auto it = mgr_.GetReceiverIterator(*envA); !it.AtEnd(); ++it) {
-        access.emplace_back(it.GetNode()->name);
-    }
-    EXPECT_EQ(access, (std::vector<std::string>{"Engine", "Gateway"}));
-
-    // The view filter: Engine, then an entry for no node.
-    auto filter = mgr_.GetFilterNodeIterator(powertrain_);
-    ASSERT_FALSE(filter.AtEnd());
-    EXPECT_EQ(filter.GetNode(), pt.GetNode("Engine"));
-    ++filter;
-    ASSERT_FALSE(filter.AtEnd());
-    EXPECT_EQ(+filter.mCurrent->symbol, nullptr);
-    EXPECT_EQ(filter.GetNode(), TAVLONONEFILTERNODE());
-    ++filter;
-    EXPECT_TRUE(filter.AtEnd());
-    EXPECT_EQ(filter.GetNode(), nullptr);
-}
-
-TEST_F(IteratorTest, ViewFilterMembership) {
-    const TavloDatabase& pt = Db(powertrain_);
-    EXPECT_TRUE(mgr_.IsNodeInFilter(*pt.GetNode("Engine"), powertrain_));
-    EXPECT_TRUE(mgr_.IsNodeInFilter(*TAVLONONEFILTERNODE(), powertrain_));
-    EXPECT_FALSE(mgr_.IsNodeInFilter(*pt.GetNode("Gateway"), powertrain_));
-    // Identity, not name: body's Gateway is another record.
-    EXPECT_FALSE(mgr_.IsNodeInFilter(*Db(body_).GetNode("Gateway"), powertrain_));
-    EXPECT_FALSE(mgr_.IsNodeInFilter(*TAVLONONEFILTERNODE(), body_));
-
-    std::vector<const cat*> categories;
-    for (const cat* category : mgr_.GetFilterCategoryIterator(powertrain_)) {
-        categories.push_back(category);
-    }
-    ASSERT_EQ(categories.size(), 2u);
-    EXPECT_STREQ(categories[0]->name, "Drive");
-    EXPECT_EQ(categories[1], TAVLONONEFILTERCATEGORY());
-    EXPECT_TRUE(mgr_.IsCategoryInFilter(*pt.mCategories, powertrain_));
-    EXPECT_TRUE(mgr_.IsCategoryInFilter(*TAVLONONEFILTERCATEGORY(), powertrain_));
-    EXPECT_FALSE(mgr_.IsCategoryInFilter(*Db(body_).mCategories, powertrain_));
+TEST_F(IteratorTest, RelationsFiltersAndMembersStandInTheNoneRecordsForWhatTheyNameNot) {
+    const TavloDatabase& pt = Db(pt_);
+    const msgblk& engineData = *pt.GetMessage("EngineData");
+    const auto nodes = [](TavloConstReceiverIterator it) {
+        std::vector<std::string> names;
+        for (; !it.AtEnd(); ++it) {
+            names.emplace_back(it.GetNode()->name);
+        }
+        EXPECT_EQ(it.GetNode(), nullptr);
+        return names;
+    };
+    using Names2 = std::vector<std::string>;
+    EXPECT_EQ(nodes(mgr_.GetReceiverIterator(*engineData.signals)), (Names2{"Gateway", "Gearbox"}));
+    EXPECT_EQ(nodes(mgr_.GetTransmitterIterator(engineData)), (Names2{"Engine", "Gateway"}));
+    EXPECT_EQ(nodes(mgr_.GetReceiverIterator(*pt.GetEnvvar("PtEnvA"))), (Names2{"Engine", "Gateway"}));
+    EXPECT_EQ(nodes(mgr_.GetFilterNodeIterator(pt_)), (Names2{"Engine", "None"}));
+    EXPECT_EQ(mgr_.GetFilterNodeIterator(pt_).mCurrent->next->symbol, nullptr);
+    EXPECT_EQ(Names(mgr_.GetFilterCategoryIterator(pt_)), (Names2{"Drive", "None"}));
     EXPECT_TRUE(mgr_.GetFilterCategoryIterator(body_).AtEnd());
-}
 
-TEST_F(IteratorTest, SubsignalsStandInForMembersWithoutASignal) {
-    TavloDatabase& pt = Db(powertrain_);
-    const msgblk* engineData = pt.GetMessage("EngineData");
-    const siggroupblk* group = engineData->signal_groups;
-    ASSERT_NE(group, nullptr);
-    EXPECT_EQ(Names(mgr_.GetSubsignalIterator(*group)),
-              (std::vector<std::string>{"EngineSpeed", "EngineTemp"}));
-    // A member that names no signal yields the None subsignal.
-    siglistblk* second = group->signals->next;
+    // Membership is identity: body's Gateway is another record.
+    EXPECT_TRUE(mgr_.IsNodeInFilter(*pt.GetNode("Engine"), pt_));
+    EXPECT_TRUE(mgr_.IsNodeInFilter(*TAVLONONEFILTERNODE(), pt_));
+    EXPECT_FALSE(mgr_.IsNodeInFilter(*pt.GetNode("Gateway"), pt_));
+    EXPECT_FALSE(mgr_.IsNodeInFilter(*Db(body_).GetNode("Gateway"), pt_));
+    EXPECT_FALSE(mgr_.IsNodeInFilter(*TAVLONONEFILTERNODE(), body_));
+    EXPECT_TRUE(mgr_.IsCategoryInFilter(*pt.mCategories, pt_));
+    EXPECT_TRUE(mgr_.IsCategoryInFilter(*TAVLONONEFILTERCATEGORY(), pt_));
+    EXPECT_FALSE(mgr_.IsCategoryInFilter(*Db(body_).mCategories, pt_));
+
+    const siggroupblk& group = *engineData.signal_groups;
+    siglistblk* second = group.signals->next;
     sigblk* kept = second->signal;
     second->signal = nullptr;
-    auto it = mgr_.GetSubsignalIterator(*group);
-    ++it;
-    EXPECT_EQ(*it, TAVLONONESUBSIGNAL());
-    ++it;
-    EXPECT_EQ(*it, nullptr);
+    EXPECT_EQ(Names(mgr_.GetSubsignalIterator(group)), (Names2{"EngineSpeed", "None"}));
     second->signal = kept;
-}
 
-TEST_F(IteratorTest, ValueDescriptionsAndDatabaseNames) {
-    const TavloDatabase& pt = Db(powertrain_);
-    const sigblk* temp = pt.GetMessage("EngineData")->signals->next;
-    std::vector<std::pair<int, std::string>> descriptions;
-    for (const val* v : mgr_.GetValueDescriptionIterator(*temp)) {
-        descriptions.emplace_back(v->value, v->text);
+    std::vector<std::string> descriptions;
+    for (const val* v : mgr_.GetValueDescriptionIterator(*engineData.signals->next)) {
+        descriptions.emplace_back(v->text);
     }
-    EXPECT_EQ(descriptions.size(), 3u);
-    EXPECT_EQ(mgr_.GetValueDescriptionIterator(*pt.GetEnvvar("PtEnvA")).GetDatabaseName(),
-              powertrain_);
-
-    std::vector<const char*> names;
-    for (const char* name : mgr_.GetDatabaseNameIterator()) {
-        names.push_back(name);
-    }
-    EXPECT_EQ(names, (std::vector<const char*>{powertrain_, diagnosis_, body_}));
-    TavloManager empty(static_cast<void*>(nullptr));
-    EXPECT_TRUE(empty.GetDatabaseNameIterator().AtEnd());
-    EXPECT_TRUE(empty.GetNodeIterator(nullptr).AtEnd());
-}
-
-TEST_F(IteratorTest, CopiesWalkOnTheirOwn) {
-    auto first = mgr_.GetNodeIterator(nullptr);
-    ++first;
-    auto copy = first;
-    ++copy;
-    ++copy;
-    EXPECT_STREQ((*first)->name, "Gateway");
-    EXPECT_EQ(first.GetDatabaseName(), powertrain_);
-    EXPECT_STREQ((*copy)->name, "Gateway");
-    EXPECT_EQ(copy.GetDatabaseName(), body_);
-    TavloIterator<const symblk> atEnd;
-    EXPECT_TRUE(atEnd.AtEnd());
-    ++atEnd;
-    EXPECT_TRUE(atEnd.AtEnd());
-}
-
-TEST(IteratorDeathTest, AFilterStepNeedsAPredicate) {
-    TavloManager mgr(static_cast<void*>(nullptr));
-    auto it = mgr.GetNodeIterator(nullptr);
-    EXPECT_DEATH(it.ApplyFilter(),
-                 "Assertion failed: mType & FilterIterator, module dbmsiter");
-    EXPECT_DEATH((TavloIterator<const symblk>(mgr, static_cast<TavloIterator<const symblk>::ListFunction>(nullptr), nullptr, nullptr)),
-                 "Assertion failed: listFunction != NULL, module dbmsiter");
+    EXPECT_EQ(descriptions, (Names2{"Cold", "Warm", "Hot"}));
+    EXPECT_EQ(mgr_.GetValueDescriptionIterator(*pt.GetEnvvar("PtEnvA")).GetDatabaseName(), pt_);
 }
 
 }  // namespace

@@ -9,8 +9,6 @@
 namespace tavlo::test {
 namespace {
 
-const unsigned int kRefusalStyle = 0x2010;
-
 class LockTest : public ManagerTest {
 protected:
     void SetUp() override {
@@ -21,12 +19,14 @@ protected:
     }
 
     TavloDatabase& Shared() { return *holder_.GetDatabase(holderName_); }
-
-    // Takes a lock of the given kind for a manager.
-    static bool Lock(TavloManager& mgr, const char* dbName, bool write, const char* user) {
-        const TavloLock* lock = write ? TavloWriteLock::Create(mgr, dbName, user)
-                                      : TavloReadLock::Create(mgr, dbName, user);
-        return lock != nullptr;
+    // Whether asker_ would get a lock of the kind on db.
+    bool Refused(bool write, TavloDatabase& db) {
+        return (write ? TavloWriteLock::GetLock(asker_, db) : TavloReadLock::GetLock(asker_, db)) !=
+               nullptr;
+    }
+    static TavloLock* Lock(TavloManager& mgr, const char* dbName, bool write, const char* user) {
+        return write ? TavloWriteLock::Create(mgr, dbName, user)
+                     : TavloReadLock::Create(mgr, dbName, user);
     }
 
     std::string path_;
@@ -36,78 +36,63 @@ protected:
     const char* askerName_ = nullptr;
 };
 
-TEST_F(LockTest, ConflictTable) {
-    struct Case {
-        bool heldWrite;
-        bool askedWrite;
-        bool granted;
-    };
-    const Case cases[] = {
-        {false, false, true}, {false, true, false}, {true, false, false}, {true, true, false}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(std::string(c.heldWrite ? "write" : "read") + " held, " +
-                     (c.askedWrite ? "write" : "read") + " asked");
-        ASSERT_TRUE(Lock(holder_, holderName_, c.heldWrite, "Holder's editor"));
-        const std::size_t shownBefore = shown_.messages().size();
-        EXPECT_EQ(Lock(asker_, askerName_, c.askedWrite, "Asker"), c.granted);
-        if (c.granted) {
-            EXPECT_EQ(shown_.messages().size(), shownBefore);
-        } else {
-            ASSERT_EQ(shown_.messages().size(), shownBefore + 1);
-            const ShownMessage& shown = shown_.messages().back();
-            EXPECT_EQ(shown.text, "Database access refused!\nHolder's editor");
-            EXPECT_TRUE(shown.hasCaption);
-            EXPECT_EQ(shown.caption, "TAVLOMS.DLL");
-            EXPECT_EQ(shown.style, kRefusalStyle);
+TEST_F(LockTest, OnlyReadLocksShareAndARefusalNamesTheHolder) {
+    for (const bool heldWrite : {false, true}) {
+        for (const bool askedWrite : {false, true}) {
+            SCOPED_TRACE(std::string(heldWrite ? "write" : "read") + " held, " +
+                         (askedWrite ? "write" : "read") + " asked");
+            TavloLock* held = Lock(holder_, holderName_, heldWrite, "Holder's editor");
+            ASSERT_NE(held, nullptr);
+            EXPECT_EQ(held->IsWriteLock(), heldWrite);
+            // A manager's own locks never refuse it.
+            EXPECT_EQ(TavloWriteLock::GetLock(holder_, Shared()), nullptr);
+            const bool granted = !heldWrite && !askedWrite;
+            const std::size_t shown = shown_.messages().size();
+            EXPECT_EQ(Refused(askedWrite, Shared()), !granted);
+            EXPECT_EQ(Lock(asker_, askerName_, askedWrite, "Asker") != nullptr, granted);
+            ASSERT_EQ(shown_.messages().size(), shown + (granted ? 0 : 1));
+            if (!granted) {
+                const ShownMessage& shown = shown_.messages().back();
+                EXPECT_EQ(shown.text, "Database access refused!\nHolder's editor");
+                EXPECT_EQ(shown.caption, "TAVLOMS.DLL");
+                EXPECT_EQ(shown.style, 0x2010u);  // task-modal, stop icon
+            }
+            asker_.UnlockDatabase(nullptr);
+            holder_.UnlockDatabase(nullptr);
+            EXPECT_FALSE(Refused(true, Shared()));
         }
-        // The kind-specific conflict searches agree with the table.
-        const bool readRefused = TavloReadLock::GetLock(asker_, Shared()) != nullptr;
-        const bool writeRefused = TavloWriteLock::GetLock(asker_, Shared()) != nullptr;
-        EXPECT_EQ(readRefused, c.heldWrite);
-        EXPECT_TRUE(writeRefused);
-        asker_.UnlockDatabase(nullptr);
-        holder_.UnlockDatabase(nullptr);
-        EXPECT_EQ(TavloWriteLock::GetLock(asker_, Shared()), nullptr);
     }
 }
 
-TEST_F(LockTest, OwnLocksNeverRefuse) {
-    ASSERT_TRUE(holder_.LockDatabase(holderName_, "me"));
-    EXPECT_TRUE(Lock(holder_, holderName_, true, "me again"));
-    EXPECT_TRUE(holder_.LockDatabase(holderName_, "and again"));
-    EXPECT_TRUE(shown_.messages().empty());
-}
-
 TEST_F(LockTest, ANullHolderTextShowsNothingAfterTheLineBreak) {
-    ASSERT_TRUE(Lock(holder_, holderName_, true, nullptr));
+    ASSERT_NE(Lock(holder_, holderName_, true, nullptr), nullptr);
     EXPECT_FALSE(asker_.LockDatabase(askerName_, "asker"));
     ASSERT_EQ(shown_.messages().size(), 1u);
     EXPECT_EQ(shown_.messages()[0].text, "Database access refused!\n");
 }
 
-TEST_F(LockTest, AnotherObjectOfTheSameFileConflicts) {
+TEST_F(LockTest, LocksHoldOnTheFileNotTheObject) {
     // A private copy of the file (as a write manager edits) is the same
-    // database for locks.
+    // database for locks; a database without a file is equal to nothing.
     ASSERT_TRUE(holder_.LockDatabase(holderName_, "reader"));
     TavloDatabase copy(Shared());
-    EXPECT_NE(TavloWriteLock::GetLock(asker_, copy), nullptr);
-    EXPECT_EQ(TavloReadLock::GetLock(asker_, copy), nullptr);
-    // A database without a file is equal to nothing, not even itself.
+    EXPECT_TRUE(Refused(true, copy));
+    EXPECT_FALSE(Refused(false, copy));
     TavloDatabase pathless;
-    EXPECT_EQ(TavloWriteLock::GetLock(asker_, pathless), nullptr);
+    EXPECT_FALSE(Refused(true, pathless));
 }
 
-TEST_F(LockTest, UnknownHandlesAreRefusedSilently) {
+TEST_F(LockTest, UnknownHandlesAreRefusedSilentlyAndUnlockNothing) {
     const std::string text = holderName_;
     EXPECT_FALSE(holder_.LockDatabase(text.c_str(), "x"));
     EXPECT_EQ(TavloWriteLock::Create(holder_, text.c_str(), "x"), nullptr);
     ASSERT_TRUE(holder_.LockDatabase(holderName_, "x"));
-    holder_.UnlockDatabase(text.c_str());  // nothing happens
-    EXPECT_NE(TavloWriteLock::GetLock(asker_, Shared()), nullptr);
+    holder_.UnlockDatabase(text.c_str());
+    EXPECT_TRUE(Refused(true, Shared()));
     EXPECT_TRUE(shown_.messages().empty());
 }
 
-TEST_F(LockTest, UnlockOneDatabaseKeepsTheOthers) {
+TEST_F(LockTest, UnlockingOneDatabaseKeepsTheLocksOnOthers) {
     const std::string otherPath = WriteDatabase("other.dbc");
     const char* other = nullptr;
     const char* askerOther = nullptr;
@@ -117,71 +102,56 @@ TEST_F(LockTest, UnlockOneDatabaseKeepsTheOthers) {
     ASSERT_TRUE(holder_.LockDatabase(holderName_, "h2"));  // several on one database
     ASSERT_TRUE(holder_.LockDatabase(other, "h"));
     holder_.UnlockDatabase(holderName_);
-    EXPECT_EQ(TavloWriteLock::GetLock(asker_, Shared()), nullptr);
-    EXPECT_NE(TavloWriteLock::GetLock(asker_, *asker_.GetDatabase(askerOther)), nullptr);
+    EXPECT_FALSE(Refused(true, Shared()));
+    EXPECT_TRUE(Refused(true, *asker_.GetDatabase(askerOther)));
 }
 
 TEST_F(LockTest, LockAllStopsAtTheFirstRefusalAndFreesWhatItTook) {
-    const std::string firstPath = WriteDatabase("first.dbc");
-    const std::string thirdPath = WriteDatabase("third.dbc");
     TavloManager locker(static_cast<void*>(nullptr));
-    const char* first = nullptr;
-    const char* second = nullptr;
-    const char* third = nullptr;
-    ASSERT_EQ(locker.OpenDatabase(firstPath.c_str(), &first, 0), TAVLO_STATUS_OK);
-    ASSERT_EQ(locker.OpenDatabase(path_.c_str(), &second, 0), TAVLO_STATUS_OK);
-    ASSERT_EQ(locker.OpenDatabase(thirdPath.c_str(), &third, 0), TAVLO_STATUS_OK);
-    ASSERT_TRUE(Lock(holder_, holderName_, true, "holder"));
-
+    const std::string paths[] = {WriteDatabase("first.dbc"), path_, WriteDatabase("third.dbc")};
+    const char* names[3] = {};
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_EQ(locker.OpenDatabase(paths[i].c_str(), &names[i], 0), TAVLO_STATUS_OK);
+    }
+    ASSERT_NE(Lock(holder_, holderName_, true, "holder"), nullptr);
     EXPECT_FALSE(locker.LockAllDatabases("locker"));
     EXPECT_EQ(shown_.messages().size(), 1u);
     TavloManager probe(static_cast<void*>(nullptr));
-    for (const char* name : {first, second, third}) {
+    for (const char* name : names) {  // only the holder's lock is left
         EXPECT_EQ(TavloWriteLock::GetLock(probe, *locker.GetDatabase(name)) != nullptr,
-                  name == second)
-            << name;  // only the holder's lock is left
+                  name == names[1])
+            << name;
     }
-
     holder_.UnlockDatabase(nullptr);
     EXPECT_TRUE(locker.LockAllDatabases("locker"));
-    for (const char* name : {first, second, third}) {
+    for (const char* name : names) {
         EXPECT_NE(TavloWriteLock::GetLock(probe, *locker.GetDatabase(name)), nullptr) << name;
     }
-    TavloManager empty(static_cast<void*>(nullptr));
-    EXPECT_TRUE(empty.LockAllDatabases("nothing to lock"));
 }
 
-TEST_F(LockTest, ClosingOrDestroyingAManagerFreesItsLocks) {
-    ASSERT_TRUE(Lock(holder_, holderName_, true, "holder"));
+TEST_F(LockTest, ClosingOrDestroyingAManagerOrDeletingALockFreesIt) {
+    TavloDatabase& shared = *asker_.GetDatabase(askerName_);
+    ASSERT_NE(Lock(holder_, holderName_, true, "holder"), nullptr);
     holder_.CloseDatabase(holderName_, true);
-    EXPECT_TRUE(asker_.LockDatabase(askerName_, "asker"));
-    asker_.UnlockDatabase(nullptr);
-
+    EXPECT_FALSE(Refused(true, shared));
     {
         TavloManager shortLived(static_cast<void*>(nullptr));
         const char* name = nullptr;
         ASSERT_EQ(shortLived.OpenDatabase(path_.c_str(), &name, 0), TAVLO_STATUS_OK);
-        ASSERT_TRUE(Lock(shortLived, name, true, "short"));
-        EXPECT_FALSE(asker_.LockDatabase(askerName_, "asker"));
+        ASSERT_NE(Lock(shortLived, name, true, "short"), nullptr);
+        EXPECT_TRUE(Refused(false, shared));
     }
-    EXPECT_TRUE(asker_.LockDatabase(askerName_, "asker"));
-}
+    EXPECT_FALSE(Refused(true, shared));
 
-TEST_F(LockTest, ALockDeletedDirectlyLeavesTheList) {
-    TavloLock* lock = TavloWriteLock::Create(holder_, holderName_, "holder");
+    TavloLock* lock = Lock(asker_, askerName_, true, "asker");
     ASSERT_NE(lock, nullptr);
-    EXPECT_TRUE(lock->IsWriteLock());
-    EXPECT_EQ(lock->mManager, &holder_);
-    EXPECT_EQ(lock->mDatabase, &Shared());
-    EXPECT_STREQ(lock->mUser, "holder");
+    EXPECT_EQ(lock->mManager, &asker_);
+    EXPECT_EQ(lock->mDatabase, &shared);
+    EXPECT_STREQ(lock->mUser, "asker");
     delete lock;
-    EXPECT_EQ(TavloWriteLock::GetLock(asker_, Shared()), nullptr);
-
-    TavloLock* read = TavloReadLock::Create(holder_, holderName_, "reader");
-    ASSERT_NE(read, nullptr);
-    EXPECT_FALSE(read->IsWriteLock());
-    TavloLock::ListRemoveLock(read);
-    EXPECT_EQ(TavloWriteLock::GetLock(asker_, Shared()), nullptr);
+    EXPECT_EQ(TavloWriteLock::GetLock(holder_, shared), nullptr);
+    TavloLock::ListRemoveLock(Lock(asker_, askerName_, false, "asker"));
+    EXPECT_EQ(TavloWriteLock::GetLock(holder_, shared), nullptr);
 }
 
 }  // namespace
