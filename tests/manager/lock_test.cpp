@@ -1,10 +1,14 @@
-// tests/manager/lock_test.cpp: read and write locks between managers, the
-// refusal message, and when locks go away.
+// tests/manager/lock_test.cpp: what managers of one file do to each other:
+// read and write locks with the refusal message and when locks go away, and
+// who is told of a change, in which order, with which parameters.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
+#include <vector>
 
 #include "manager/fixture.h"
+#include "support/post_capture.h"
 
 namespace tavlo::test {
 namespace {
@@ -14,12 +18,12 @@ protected:
     void SetUp() override {
         ManagerTest::SetUp();
         path_ = WriteDatabase("shared.dbc");
-        ASSERT_EQ(holder_.OpenDatabase(path_.c_str(), &holderName_, 0), TAVLO_STATUS_OK);
-        ASSERT_EQ(asker_.OpenDatabase(path_.c_str(), &askerName_, 0), TAVLO_STATUS_OK);
+        holderName_ = Open(holder_, path_);
+        askerName_ = Open(asker_, path_);
     }
 
-    TavloDatabase& Shared() { return *holder_.GetDatabase(holderName_); }
-    // Whether asker_ would get a lock of the kind on db.
+    TavloDatabase& Shared() { return *asker_.GetDatabase(askerName_); }
+    // Whether asker_ would be refused a lock of the kind on db.
     bool Refused(bool write, TavloDatabase& db) {
         return (write ? TavloWriteLock::GetLock(asker_, db) : TavloReadLock::GetLock(asker_, db)) !=
                nullptr;
@@ -39,8 +43,8 @@ protected:
 TEST_F(LockTest, OnlyReadLocksShareAndARefusalNamesTheHolder) {
     for (const bool heldWrite : {false, true}) {
         for (const bool askedWrite : {false, true}) {
-            SCOPED_TRACE(std::string(heldWrite ? "write" : "read") + " held, " +
-                         (askedWrite ? "write" : "read") + " asked");
+            SCOPED_TRACE(::testing::Message() << "held write " << heldWrite << ", asked write "
+                                              << askedWrite);
             TavloLock* held = Lock(holder_, holderName_, heldWrite, "Holder's editor");
             ASSERT_NE(held, nullptr);
             EXPECT_EQ(held->IsWriteLock(), heldWrite);
@@ -52,26 +56,23 @@ TEST_F(LockTest, OnlyReadLocksShareAndARefusalNamesTheHolder) {
             EXPECT_EQ(Lock(asker_, askerName_, askedWrite, "Asker") != nullptr, granted);
             ASSERT_EQ(shown_.messages().size(), shown + (granted ? 0 : 1));
             if (!granted) {
-                const ShownMessage& shown = shown_.messages().back();
-                EXPECT_EQ(shown.text, "Database access refused!\nHolder's editor");
-                EXPECT_EQ(shown.caption, "TAVLOMS.DLL");
-                EXPECT_EQ(shown.style, 0x2010u);  // task-modal, stop icon
+                const ShownMessage& refusal = shown_.messages().back();
+                EXPECT_EQ(refusal.text, "Database access refused!\nHolder's editor");
+                EXPECT_EQ(refusal.caption, "TAVLOMS.DLL");
+                EXPECT_EQ(refusal.style, 0x2010u);  // task-modal, stop icon
             }
             asker_.UnlockDatabase(nullptr);
             holder_.UnlockDatabase(nullptr);
             EXPECT_FALSE(Refused(true, Shared()));
         }
     }
-}
-
-TEST_F(LockTest, ANullHolderTextShowsNothingAfterTheLineBreak) {
+    // A holder without a text: nothing after the line break.
     ASSERT_NE(Lock(holder_, holderName_, true, nullptr), nullptr);
     EXPECT_FALSE(asker_.LockDatabase(askerName_, "asker"));
-    ASSERT_EQ(shown_.messages().size(), 1u);
-    EXPECT_EQ(shown_.messages()[0].text, "Database access refused!\n");
+    EXPECT_EQ(shown_.messages().back().text, "Database access refused!\n");
 }
 
-TEST_F(LockTest, LocksHoldOnTheFileNotTheObject) {
+TEST_F(LockTest, LocksHoldOnTheFileAndOnlyHandlesNameDatabases) {
     // A private copy of the file (as a write manager edits) is the same
     // database for locks; a database without a file is equal to nothing.
     ASSERT_TRUE(holder_.LockDatabase(holderName_, "reader"));
@@ -80,78 +81,155 @@ TEST_F(LockTest, LocksHoldOnTheFileNotTheObject) {
     EXPECT_FALSE(Refused(false, copy));
     TavloDatabase pathless;
     EXPECT_FALSE(Refused(true, pathless));
-}
-
-TEST_F(LockTest, UnknownHandlesAreRefusedSilentlyAndUnlockNothing) {
+    // Unknown handles are refused silently and unlock nothing.
     const std::string text = holderName_;
     EXPECT_FALSE(holder_.LockDatabase(text.c_str(), "x"));
     EXPECT_EQ(TavloWriteLock::Create(holder_, text.c_str(), "x"), nullptr);
-    ASSERT_TRUE(holder_.LockDatabase(holderName_, "x"));
     holder_.UnlockDatabase(text.c_str());
     EXPECT_TRUE(Refused(true, Shared()));
     EXPECT_TRUE(shown_.messages().empty());
 }
 
-TEST_F(LockTest, UnlockingOneDatabaseKeepsTheLocksOnOthers) {
-    const std::string otherPath = WriteDatabase("other.dbc");
-    const char* other = nullptr;
-    const char* askerOther = nullptr;
-    ASSERT_EQ(holder_.OpenDatabase(otherPath.c_str(), &other, 0), TAVLO_STATUS_OK);
-    ASSERT_EQ(asker_.OpenDatabase(otherPath.c_str(), &askerOther, 0), TAVLO_STATUS_OK);
-    ASSERT_TRUE(holder_.LockDatabase(holderName_, "h"));
-    ASSERT_TRUE(holder_.LockDatabase(holderName_, "h2"));  // several on one database
-    ASSERT_TRUE(holder_.LockDatabase(other, "h"));
-    holder_.UnlockDatabase(holderName_);
-    EXPECT_FALSE(Refused(true, Shared()));
-    EXPECT_TRUE(Refused(true, *asker_.GetDatabase(askerOther)));
-}
-
 TEST_F(LockTest, LockAllStopsAtTheFirstRefusalAndFreesWhatItTook) {
     TavloManager locker(static_cast<void*>(nullptr));
-    const std::string paths[] = {WriteDatabase("first.dbc"), path_, WriteDatabase("third.dbc")};
-    const char* names[3] = {};
-    for (int i = 0; i < 3; ++i) {
-        ASSERT_EQ(locker.OpenDatabase(paths[i].c_str(), &names[i], 0), TAVLO_STATUS_OK);
-    }
+    const char* names[] = {Open(locker, WriteDatabase("first.dbc")), Open(locker, path_),
+                           Open(locker, WriteDatabase("third.dbc"))};
     ASSERT_NE(Lock(holder_, holderName_, true, "holder"), nullptr);
     EXPECT_FALSE(locker.LockAllDatabases("locker"));
     EXPECT_EQ(shown_.messages().size(), 1u);
     TavloManager probe(static_cast<void*>(nullptr));
-    for (const char* name : names) {  // only the holder's lock is left
-        EXPECT_EQ(TavloWriteLock::GetLock(probe, *locker.GetDatabase(name)) != nullptr,
-                  name == names[1])
-            << name;
-    }
+    const auto locked = [&](const char* name) {
+        return TavloWriteLock::GetLock(probe, *locker.GetDatabase(name)) != nullptr;
+    };
+    EXPECT_FALSE(locked(names[0]) || locked(names[2]));  // only the holder's lock is left
     holder_.UnlockDatabase(nullptr);
+    EXPECT_FALSE(locked(names[1]));
     EXPECT_TRUE(locker.LockAllDatabases("locker"));
-    for (const char* name : names) {
-        EXPECT_NE(TavloWriteLock::GetLock(probe, *locker.GetDatabase(name)), nullptr) << name;
-    }
+    EXPECT_TRUE(locked(names[0]) && locked(names[1]) && locked(names[2]));
+    // Unlocking one database keeps the locks on the others.
+    locker.UnlockDatabase(names[1]);
+    EXPECT_TRUE(locked(names[0]) && !locked(names[1]) && locked(names[2]));
 }
 
 TEST_F(LockTest, ClosingOrDestroyingAManagerOrDeletingALockFreesIt) {
-    TavloDatabase& shared = *asker_.GetDatabase(askerName_);
     ASSERT_NE(Lock(holder_, holderName_, true, "holder"), nullptr);
+    ASSERT_NE(Lock(holder_, holderName_, true, "holder again"), nullptr);
     holder_.CloseDatabase(holderName_, true);
-    EXPECT_FALSE(Refused(true, shared));
+    EXPECT_FALSE(Refused(true, Shared()));
     {
         TavloManager shortLived(static_cast<void*>(nullptr));
-        const char* name = nullptr;
-        ASSERT_EQ(shortLived.OpenDatabase(path_.c_str(), &name, 0), TAVLO_STATUS_OK);
-        ASSERT_NE(Lock(shortLived, name, true, "short"), nullptr);
-        EXPECT_TRUE(Refused(false, shared));
+        ASSERT_NE(Lock(shortLived, Open(shortLived, path_), true, "short"), nullptr);
+        EXPECT_TRUE(Refused(false, Shared()));
     }
-    EXPECT_FALSE(Refused(true, shared));
-
+    EXPECT_FALSE(Refused(true, Shared()));
     TavloLock* lock = Lock(asker_, askerName_, true, "asker");
     ASSERT_NE(lock, nullptr);
     EXPECT_EQ(lock->mManager, &asker_);
-    EXPECT_EQ(lock->mDatabase, &shared);
+    EXPECT_EQ(lock->mDatabase, &Shared());
     EXPECT_STREQ(lock->mUser, "asker");
     delete lock;
-    EXPECT_EQ(TavloWriteLock::GetLock(holder_, shared), nullptr);
+    EXPECT_EQ(TavloWriteLock::GetLock(holder_, Shared()), nullptr);
     TavloLock::ListRemoveLock(Lock(asker_, askerName_, false, "asker"));
-    EXPECT_EQ(TavloWriteLock::GetLock(holder_, shared), nullptr);
+    EXPECT_EQ(TavloWriteLock::GetLock(holder_, Shared()), nullptr);
+}
+
+// ---- Change notification ---------------------------------------------------------
+
+HWND Window(std::uintptr_t n) {
+    return reinterpret_cast<HWND>(n);
+}
+
+void* Thread(std::uintptr_t n) {
+    return reinterpret_cast<void*>(n);
+}
+
+class NotifyTest : public ManagerTest {
+protected:
+    void SetUp() override {
+        ManagerTest::SetUp();
+        path_ = WriteDatabase("net.dbc");
+    }
+    // The posts of one notification: the broadcast, then one post to a
+    // window (wParam: the sender's window) or a thread (wParam: the sender's
+    // thread id) per receiving entry, lParam its handle.
+    struct Told {
+        HWND window;
+        unsigned long thread;
+        std::uintptr_t wParam;
+        const char* handle;
+    };
+    void ExpectPosts(const TavloManager& sender, const TavloDatabase& db,
+                     const std::vector<Told>& told) {
+        const unsigned int message = TAVLO_REGISTER_WINDOW_MESSAGE(TAVLONOTIFICATIONMESSAGESTRING);
+        posts_.clear();
+        TavloManager::NotifyChanges(sender, db);
+        std::vector<PostedMessage> expected = {{HWND_BROADCAST, 0, message, 0, 0}};
+        for (const Told& t : told) {
+            expected.push_back(
+                {t.window, t.thread, message, t.wParam, reinterpret_cast<std::intptr_t>(t.handle)});
+        }
+        EXPECT_EQ(posts_.posts(), expected);
+    }
+
+    std::string path_;
+    PostCapture posts_;
+};
+
+TEST_F(NotifyTest, TheSenderFirstThenEveryOtherManagerWithTheFileFromTheNewestOn) {
+    TavloManager sender(Window(0x10));
+    TavloManager reader1(Window(0x20));
+    TavloManager without(Window(0x30));  // has another file only
+    TavloManager reader2(Window(0x40));
+    const char* senderName = Open(sender, path_);
+    const char* name1 = Open(reader1, path_, "First");
+    Open(without, WriteDatabase("other.dbc"));
+    const char* name2 = Open(reader2, path_);
+    ExpectPosts(sender, *sender.GetDatabase(senderName),
+                {{Window(0x10), 0, 0x10, senderName},
+                 {Window(0x40), 0, 0x10, name2},
+                 {Window(0x20), 0, 0x10, name1}});
+    // The handle in lParam works with the receiving manager.
+    const auto* received = reinterpret_cast<const char*>(posts_.posts()[3].lParam);
+    EXPECT_EQ(reader1.GetDatabase(received), reader1.GetDatabase(name1));
+
+    // Another object of the same file counts as the same database; the
+    // sender need not have the file open. A database without a file reaches
+    // only the broadcast.
+    const TavloDatabase privateCopy(*reader1.GetDatabase(name1));
+    ExpectPosts(without, privateCopy,
+                {{Window(0x40), 0, 0x30, name2}, {Window(0x20), 0, 0x30, name1},
+                 {Window(0x10), 0, 0x30, senderName}});
+    TavloDatabase& pathless = sender.AssignDatabase(nullptr);
+    sender.ListInsertDatabase(pathless, "New", 0);
+    ExpectPosts(sender, pathless, {});
+}
+
+TEST_F(NotifyTest, ThreadsGetThreadPostsWithTheSendersThreadId) {
+    TavloManager sender(Thread(7));
+    TavloManager reader(Thread(9));
+    TavloManager windowed(Window(0x20));
+    const char* senderName = Open(sender, path_);
+    const char* readerName = Open(reader, path_);
+    const char* windowedName = Open(windowed, path_);
+    // A sender without a window gives window receivers a null wParam.
+    ExpectPosts(sender, *sender.GetDatabase(senderName),
+                {{nullptr, 7, 7, senderName},
+                 {Window(0x20), 0, 0, windowedName},
+                 {nullptr, 9, 7, readerName}});
+    // SetHandle makes a manager told the other way.
+    const TavloDatabase& db = *reader.GetDatabase(readerName);
+    reader.SetHandle(Window(0x21));
+    windowed.SetHandle(Thread(33));
+    sender.SetHandle(Window(0x10));
+    ExpectPosts(sender, db,
+                {{Window(0x10), 0, 0x10, senderName},
+                 {nullptr, 33, 0, windowedName},
+                 {Window(0x21), 0, 0x10, readerName}});
+    // Neither window nor thread: not told.
+    for (TavloManager* mgr : {&windowed, &reader, &sender}) {
+        mgr->SetHandle(Thread(0));
+    }
+    ExpectPosts(sender, db, {});
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "manager/fixture.h"
@@ -33,30 +34,22 @@ TEST_F(ManagerOpenTest, OpenStatuses) {
     SetReadOnly(readOnly, true);
     const char* handle = Open(mgr_, net, "Net");
     WriteDatabase("net.dbc", {"twice"});
-    struct Case {
-        std::string path;
-        const char* name;
-        unsigned int status;
-        const char* out;  // what the handle out parameter holds afterwards
-    };
     const std::string missing = dir_ + "/missing.dbc";
-    const Case cases[] = {
-        {net, "1net", TAVLO_STATUS_INVALID_NAME, nullptr},
-        {net, "", TAVLO_STATUS_INVALID_NAME, nullptr},
-        {missing, "a-b", TAVLO_STATUS_INVALID_NAME, nullptr},  // names before the file
-        {WriteDatabase("other.dbc"), "Net", TAVLO_STATUS_NAME_USED, nullptr},
-        {missing, "Missing", TAVLO_STATUS_NO_FILE, nullptr},
-        {net, "Again", TAVLO_STATUS_ALREADY_OPEN, handle},  // the handle it is open under
+    // What the handle out parameter holds: nothing, the very handle the
+    // file is open under, or a new one.
+    const std::tuple<std::string, const char*, unsigned int, std::string> cases[] = {
+        {net, "1net", TAVLO_STATUS_INVALID_NAME, "null"},
+        {net, "", TAVLO_STATUS_INVALID_NAME, "null"},
+        {missing, "a-b", TAVLO_STATUS_INVALID_NAME, "null"},  // names before the file
+        {WriteDatabase("other.dbc"), "Net", TAVLO_STATUS_NAME_USED, "null"},
+        {missing, "Missing", TAVLO_STATUS_NO_FILE, "null"},
+        {net, "Again", TAVLO_STATUS_ALREADY_OPEN, "the handle"},
         {readOnly, "Ro", TAVLO_STATUS_OK, "Ro"},
     };
-    for (const Case& c : cases) {
-        const char* out = nullptr;
-        EXPECT_EQ(mgr_.OpenDatabase(c.path.c_str(), &out, c.name, 0), c.status) << c.name;
-        if (c.status == TAVLO_STATUS_ALREADY_OPEN || c.out == nullptr) {
-            EXPECT_EQ(out, c.out) << c.name;
-        } else {
-            EXPECT_STREQ(out, c.out) << c.name;
-        }
+    for (const auto& [path, name, status, out] : cases) {
+        const char* given = nullptr;
+        EXPECT_EQ(mgr_.OpenDatabase(path.c_str(), &given, name, 0), status) << name;
+        EXPECT_EQ(given == nullptr ? "null" : given == handle ? "the handle" : given, out) << name;
     }
     EXPECT_EQ(Names(mgr_), (std::vector<std::string>{"Net", "Ro"}));
     EXPECT_STREQ(mgr_.GetDatabase(handle)->mUserData, "once");  // not read again
@@ -309,21 +302,6 @@ TEST_F(ManagerOpenTest, HandleBasesAddUpAndNeverShrinkWhileEntriesRemain) {
     Open(mgr_, WriteDatabase("e.dbc", {"v", 4}));
     mgr_.CloseDatabase(false);
     EXPECT_EQ(mgr_.GetHandleTotal(), 0u);
-}
-
-TEST_F(ManagerOpenTest, AManagerIsToldByWindowOrByThreadNeverBoth) {
-    // A thread id is kept in its low 32 bits.
-    TavloManager mgr(reinterpret_cast<void*>(static_cast<std::uintptr_t>(0x1234'5678'9ABCull)));
-    EXPECT_EQ(mgr.GetThreadId(), 0x5678'9ABCu);
-    EXPECT_EQ(mgr.GetWindow(), nullptr);
-    const HWND window = reinterpret_cast<HWND>(std::uintptr_t{0x4711});
-    mgr.SetHandle(window);
-    EXPECT_EQ(mgr.GetWindow(), window);
-    EXPECT_EQ(mgr.GetThreadId(), 0u);
-    mgr.SetHandle(reinterpret_cast<void*>(std::uintptr_t{77}));
-    EXPECT_EQ(mgr.GetWindow(), nullptr);
-    EXPECT_EQ(mgr.GetThreadId(), 77u);
-    EXPECT_EQ(TavloManager(window).GetThreadId(), 0u);
 }
 
 }  // namespace

@@ -196,24 +196,15 @@ TEST_F(WriteLookupTest, EveryLookupAndIteratorGivesWhatItsConstFormGives) {
 }
 
 TEST_F(WriteLookupTest, AConstObjectOrPredicateChoosesTheConstForm) {
-    using Message = const msgblk&;
-    using Signal = const sigblk&;
-    static_assert(std::is_same_v<decltype(mgr_.GetSignal(std::declval<Message>(), "")), const sigblk*>);
-    static_assert(std::is_same_v<decltype(mgr_.GetSignalGroup(std::declval<Message>(), "")),
-                                 const siggroupblk*>);
-    static_assert(std::is_same_v<decltype(mgr_.GetSignalIterator(std::declval<Message>())),
-                                 TavloIterator<const sigblk>>);
-    static_assert(std::is_same_v<decltype(mgr_.GetSignalIterator(
-                                     std::declval<TavloPredicate<const sigblk*>&>(),
-                                     std::declval<msgblk&>())),
-                                 TavloIterator<const sigblk>>);
-    static_assert(std::is_same_v<decltype(mgr_.GetReceiverIterator(std::declval<Signal>())),
+    const msgblk& message = *Db(pt_).GetMessage("EngineData");
+    const sigblk& signal = *message.signals;
+    TavloPredicate<const sigblk*>* predicate = nullptr;
+    static_assert(std::is_same_v<decltype(mgr_.GetSignal(message, "")), const sigblk*>);
+    static_assert(std::is_same_v<decltype(mgr_.GetReceiverIterator(signal)),
                                  TavloConstReceiverIterator>);
-    static_assert(std::is_same_v<decltype(mgr_.GetAttributeIterator(std::declval<Signal>(), "")),
-                                 TavloIterator<const attr>>);
-    // What the read manager alone offers is still there.
-    EXPECT_EQ(mgr_.GetEnvvarHandle(Db(pt_).GetEnvvar("PtEnvB"), nullptr), 9ul);
-    EXPECT_EQ(*mgr_.GetDatabaseNameIterator(), pt_);
+    static_assert(std::is_same_v<decltype(mgr_.GetSignalIterator(*predicate, *Db(pt_).mMessages)),
+                                 TavloIterator<const sigblk>>);
+    EXPECT_EQ(mgr_.GetSignal(message, "Mux"), mgr_.GetModeSignal(*Db(pt_).GetMessage("EngineData")));
 }
 
 }  // namespace
