@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -51,20 +50,6 @@ void LinkPowertrainFilterNodes(TavloDatabase& db) {
     engine->symbol = db.GetNode("Engine");
     engine->next = none;
     db.mFilter.nodes = engine;
-}
-
-tavlo_attr_value_t AttrNumber(double number) {
-    tavlo_attr_value_t value;
-    std::memset(value.bytes, 0, sizeof value.bytes);
-    value.number = number;
-    return value;
-}
-
-tavlo_attr_value_t AttrText(const char* text) {
-    tavlo_attr_value_t value;
-    std::memset(value.bytes, 0, sizeof value.bytes);
-    value.text = const_cast<char*>(text);
-    return value;
 }
 
 void ManagerTest::SetUp() {

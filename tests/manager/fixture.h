@@ -50,9 +50,17 @@ std::vector<CaseLine> ReadCases(const std::string& name);
 // out.
 void LinkPowertrainFilterNodes(TavloDatabase& db);
 
-// Attribute values as the attribute calls take them.
-tavlo_attr_value_t AttrNumber(double number);
-tavlo_attr_value_t AttrText(const char* text);
+// Attribute values as the attribute calls take them, every other byte zero.
+inline tavlo_attr_value_t AttrNumber(double number) {
+    tavlo_attr_value_t value{};
+    value.number = number;
+    return value;
+}
+inline tavlo_attr_value_t AttrText(const char* text) {
+    tavlo_attr_value_t value{};
+    value.text = const_cast<char*>(text);
+    return value;
+}
 
 class ManagerTest : public ::testing::Test {
 protected:

@@ -1,11 +1,8 @@
 // tests/manager/lock_test.cpp: what managers of one file do to each other:
 // read and write locks with the refusal message and when locks go away, and
 // who is told of a change, in which order, with which parameters.
-#include <gtest/gtest.h>
 
 #include <cstdint>
-#include <string>
-#include <vector>
 
 #include "manager/fixture.h"
 #include "support/post_capture.h"

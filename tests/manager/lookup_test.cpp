@@ -2,16 +2,13 @@
 // databases (by handle, in list order, by selection pattern) with the
 // statuses and out parameters of every form, and the entries' patterns and
 // priorities. The lookups and what they find are in data/lookups.txt.
-#include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <map>
-#include <string>
 #include <tuple>
 #include <type_traits>
-#include <vector>
 
 #include "manager/access.h"
 #include "manager/fixture.h"

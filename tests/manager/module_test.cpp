@@ -1,7 +1,6 @@
 // tests/manager/module_test.cpp: the module frame: attach counting by the
 // load hook, the version question, database names split and checked, the
 // "None" records, file status and the notification message.
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -9,8 +8,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <string>
-#include <vector>
 
 #include "manager/fixture.h"
 #include "manager/frame.h"

@@ -3,11 +3,9 @@
 // the same statuses, out parameters and predicate questions, that the read
 // manager's const forms give; a const manager, object or predicate still
 // chooses the const forms.
-#include <gtest/gtest.h>
 
 #include <tuple>
 #include <type_traits>
-#include <vector>
 
 #include "manager/access.h"
 #include "manager/fixture.h"
