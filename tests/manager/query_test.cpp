@@ -1,11 +1,14 @@
-// tests/manager/query_test.cpp: what a manager answers about the records of
-// databases that define the same attributes differently: the database that
-// holds a record, counts, lookups inside a message or signal group,
-// environment variable handles, attribute definitions, defaults and values,
-// enumeration texts and value descriptions. The questions and their answers
-// are in data/queries.txt.
+// tests/manager/query_test.cpp: what a read manager answers about the records
+// of databases that define the same attributes differently: lookups across
+// its databases (by handle, in list order, by selection pattern) with their
+// statuses and out parameters, the database that holds a record, counts,
+// lookups inside a message or signal group, environment variable handles,
+// attribute definitions, defaults and values, enumeration texts and value
+// descriptions. The questions and their answers are in data/lookups.txt and
+// data/queries.txt.
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <iterator>
 #include <functional>
@@ -45,6 +48,9 @@ template <class Record>
 std::string NameOf(const Record* record) {
     return record != nullptr ? record->name : "(null)";
 }
+std::string NameOf(const btlblk* timing) {
+    return std::to_string(timing->baudrate);
+}
 std::string NameOf(const rxblk* relation) {
     return relation != nullptr ? relation->symbol->name : "(null)";
 }
@@ -76,6 +82,19 @@ const Entry* Exactly(const Entry* list, const std::string& name) {
 template <class Record, class... Kinds>
 constexpr bool kOneOf = (std::is_same_v<Record, Kinds> || ...);
 
+// One member function of the manager called with whatever arguments are
+// given; unusable (rather than a compile error) where no overload takes them.
+#define CALL(member) \
+    [](const TavloManager& m, auto&&... a) -> decltype(m.member(a...)) { return m.member(a...); }
+
+// The form of a lookup: (key, dbName), (key, nullptr), (key, &dbNameOut),
+// (key, selection) or (key, selection, &dbNameOut).
+struct Form {
+    enum { kHandle, kAll, kOut, kSelected, kSelectedOut } kind;
+    const char* dbName;
+    TavloSelection selection;
+};
+
 // Besides the four databases, names32.dbc ("Names"), and body.dbc read
 // outside the manager.
 class QueryTest : public DataTest<TavloManager> {
@@ -83,6 +102,10 @@ protected:
     void SetUp() override {
         DataTest::SetUp();
         names_ = Open(mgr_, DataFile("names32.dbc"), "Names");
+        // Selection patterns for the lookups: Pt and Names keep the wildcard.
+        ASSERT_TRUE(mgr_.AssignSelectionPattern({6, 0xFFFF}, diag_));
+        ASSERT_TRUE(mgr_.AssignSelectionPattern({5, 0xFFFF}, body_));
+        ASSERT_TRUE(mgr_.AssignSelectionPattern({5, 7}, extras_));
     }
 
     const char* Handle(const std::string& name) const {
@@ -115,11 +138,13 @@ protected:
             {"message", [&] { return Named{message}; }},
             {"group", [&] { return Named{Exactly(+message->signal_groups, at(3))}; }},
             {"signal", [&] { return Named{signal()}; }},
-            {"receiver", [&] { return Named{Exactly(signal()->receivers, at(4)), TAVLO_OBJ_NODE_SIGNAL}; }},
+            {"receiver",
+             [&] { return Named{Exactly(signal()->receivers, at(4)), TAVLO_OBJ_NODE_SIGNAL}; }},
             {"transmitter",
              [&] { return Named{Exactly(message->transmitters, at(3)), TAVLO_OBJ_NODE_MESSAGE}; }},
             {"access", [&] {
-                 return Named{Exactly(db.GetEnvvar(name)->access_nodes, at(3)), TAVLO_OBJ_NODE_ENVVAR};
+                 const rxblk* nodes = db.GetEnvvar(name)->access_nodes;
+                 return Named{Exactly(nodes, at(3)), TAVLO_OBJ_NODE_ENVVAR};
              }}};
         return kinds.at(part[1])();
     }
@@ -147,6 +172,60 @@ protected:
     const char* Owner(const rxblk& record, tavlo_obj_t type) {
         return mgr_.GetDatabaseName(record, type);
     }
+    // A lookup in one form: where the record found lies (as a spanning walk
+    // meets it) and its name, the status afterwards and the handle out.
+    template <class Lookup, class Walk, class Key>
+    std::string Look(Lookup lookup, Walk walk, Key key, const Form& form) {
+        const char* out = nullptr;
+        TavloManagerAccess::SetStatus(mgr_, 99);
+        const auto* found = [&] {
+            if constexpr (std::is_invocable_v<Lookup, TavloManager&, Key, TavloSelection>) {
+                if (form.kind == Form::kSelected) {
+                    return lookup(mgr_, key, form.selection);
+                }
+                if (form.kind == Form::kSelectedOut) {
+                    return lookup(mgr_, key, form.selection, &out);
+                }
+            }
+            if (form.kind == Form::kAll) {
+                return lookup(mgr_, key, nullptr);
+            }
+            return form.kind == Form::kOut ? lookup(mgr_, key, &out)
+                                           : lookup(mgr_, key, form.dbName);
+        }();
+        std::string where = "(null)";
+        for (auto it = walk(mgr_, static_cast<const char*>(nullptr)); !it.AtEnd(); ++it) {
+            if (*it == found) {
+                where = HandleName(it.GetDatabaseName()) + "/" + NameOf(found);
+            }
+        }
+        return where + " " + Status() + " " + (out != nullptr ? HandleName(out) : "untouched");
+    }
+    // A handle's name in the questions; only the very handles have one.
+    std::string HandleName(const char* handle) const {
+        for (const char* name : {"Pt", "Diag", "Body", "Extras", "Names"}) {
+            if (Handle(name) == handle) {
+                return name;
+            }
+        }
+        return "(no handle)";
+    }
+    Form FormOf(const std::string& text) const {
+        if (text == "*" || text == "out") {
+            return {text == "*" ? Form::kAll : Form::kOut, nullptr, {}};
+        }
+        const std::size_t slash = text.find('/');
+        if (slash == std::string::npos) {
+            return {Form::kHandle, Handle(text), {}};
+        }
+        const auto number = [](const std::string& part) {
+            return part.rfind("any", 0) == 0 ? 0xFFFFFFFFu : unsigned(std::stoul(part));
+        };
+        const unsigned int major = number(text.substr(0, slash));
+        const auto minor = static_cast<unsigned short>(number(text.substr(slash + 1)));
+        return {text.back() == '>' ? Form::kSelectedOut : Form::kSelected, nullptr, {major, minor}};
+    }
+
     // The status after a call that began at 99; - for unchanged.
     std::string Status() const {
         return mgr_.GetStatus() == 99 ? "-" : std::to_string(mgr_.GetStatus());
@@ -159,6 +238,25 @@ protected:
             return f[i] == "(null)" ? nullptr : f[i] == "\"\"" ? "" : f[i].c_str();
         };
         const auto number = [](long long n) { return std::to_string(n); };
+        if (query == "find") {
+            const Form form = FormOf(f[3]);
+            const char* key = f[2].c_str();
+            const unsigned long id = std::strtoul(key, nullptr, 10);
+            const auto timing = static_cast<unsigned short>(id);
+#define LOOK(lookup, walk, key) [&] { return Look(CALL(lookup), CALL(walk), key, form); }
+            const std::map<std::string, std::function<std::string()>> kinds = {
+                {"node", LOOK(GetNode, GetNodeIterator, key)},
+                {"message", LOOK(GetMessage, GetMessageIterator, key)},
+                {"id", LOOK(GetMessage, GetMessageIterator, id)},
+                {"envvar", LOOK(GetEnvvar, GetEnvvarIterator, key)},
+                {"timing", LOOK(GetBitTiming, GetBitTimingIterator, timing)},
+                {"definition", LOOK(GetAttrDefinition, GetAttrDefIterator, key)},
+                {"category", LOOK(GetCategory, GetCategoryIterator, key)},
+                {"type", LOOK(GetSignalType, GetSignalTypeIterator, key)},
+                {"table", LOOK(GetValueTable, GetValueTableIterator, key)}};
+#undef LOOK
+            return kinds.at(f[1])();
+        }
         if (query == "default") {  // a text, not a number, for a STRING or an ENUM
             const tavlo_attr_value_t value = mgr_.GetAttrDefault(f[1].c_str(), Handle(f[2]));
             const attr_def* def = mgr_.GetAttrDefinition(f[1].c_str(), Handle(f[2]));
@@ -257,11 +355,16 @@ protected:
     const char* names_ = nullptr;
 };
 
-TEST_F(QueryTest, EveryQuestionOfTheDataFileGetsItsAnswer) {
-    const std::vector<CaseLine> cases = ReadCases("queries.txt");
-    ASSERT_GT(cases.size(), 150u);
-    for (const CaseLine& c : cases) {
-        SCOPED_TRACE("queries.txt:" + std::to_string(c.number));
+TEST_F(QueryTest, EveryQuestionOfTheDataFilesGetsItsAnswer) {
+    std::vector<std::pair<std::string, CaseLine>> cases;
+    for (const char* file : {"lookups.txt", "queries.txt"}) {
+        for (const CaseLine& c : ReadCases(file)) {
+            cases.emplace_back(file, c);
+        }
+    }
+    ASSERT_GT(cases.size(), 230u);
+    for (const auto& [file, c] : cases) {
+        SCOPED_TRACE(file + ":" + std::to_string(c.number));
         const auto equals = std::find(c.fields.begin(), c.fields.end(), "=");
         ASSERT_NE(equals, c.fields.end());
         std::string expected;
@@ -307,6 +410,32 @@ TEST_F(QueryTest, TextValuesAndDefaultsAreTheRecordsOwnTexts) {
     member->signal = nullptr;
     EXPECT_EQ(mgr_.GetSignal(*engineData.signal_groups, "EngineTemp"), speed.next);
     member->signal = kept;
+}
+
+TEST_F(QueryTest, PatternsAndPrioritiesOfEntries) {
+    TavloManager mgr(static_cast<void*>(nullptr));
+    const char* pt = Open(mgr, DataFile("powertrain.dbc"), nullptr, 7);
+    EXPECT_EQ(mgr.GetPriority(pt), 7u);
+    EXPECT_EQ(mgr.GetStatus(), TAVLO_STATUS_OK);
+    const TavloSelectionPattern& pattern = mgr.GetSelectionPattern(pt);
+    EXPECT_EQ(pattern.major, 0xFFFFFFFFu);  // entries start with the wildcard
+    EXPECT_EQ(pattern.minor, 0xFFFFu);
+    EXPECT_TRUE(mgr.AssignSelectionPattern({1, 2}, pt));
+    EXPECT_EQ(pattern.major, 1u);  // the reference is the entry's own pattern
+    EXPECT_EQ(pattern.minor, 2u);
+    // Unknown handles: status 2, nothing assigned, the process-wide wildcard.
+    const std::string unknown = pt;
+    EXPECT_EQ(mgr.GetPriority(unknown.c_str()), 0u);
+    EXPECT_EQ(mgr.GetStatus(), TAVLO_STATUS_NO_FILE);
+    EXPECT_TRUE(mgr.AssignSelectionPattern({1, 2}, pt));
+    EXPECT_FALSE(mgr.AssignSelectionPattern({3, 3}, unknown.c_str()));
+    EXPECT_EQ(mgr.GetStatus(), TAVLO_STATUS_NO_FILE);
+    EXPECT_EQ(mgr.GetPriority(pt), 7u);
+    const TavloSelectionPattern& wildcard = mgr.GetSelectionPattern(unknown.c_str());
+    EXPECT_EQ(mgr.GetStatus(), TAVLO_STATUS_NO_FILE);
+    EXPECT_EQ(wildcard.major + wildcard.minor, 0xFFFFFFFFu + 0xFFFFu);
+    EXPECT_EQ(&mgr_.GetSelectionPattern(nullptr), &wildcard);
+    EXPECT_EQ(pattern.major, 1u);
 }
 
 }  // namespace
