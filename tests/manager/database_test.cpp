@@ -148,13 +148,6 @@ TEST_F(DatabaseTest, CopiesAreDeepAndCarryThePathButNotTheCounters) {
     EXPECT_STREQ(copy.mDbPath, path.c_str());
 }
 
-TEST_F(DatabaseTest, AReadErrorIsShownOnceAndWhatWasReadIsKept) {
-    TavloDatabase db(
-        WriteFile("broken.dbc", SmallDatabaseText({}) + "BO_ 200 Broken: 8 A\n SG_ ;\n").c_str());
-    EXPECT_EQ(shown_.messages().size(), 1u);
-    EXPECT_NE(db.GetMessage("Msg1"), nullptr);
-}
-
 // Of the file's view filter, the object keeps the categories: its node list
 // and filter word stay empty and zero, after a re-read too.
 TEST_F(DatabaseTest, TheObjectsViewFilterTakesOnlyTheFilesCategories) {

@@ -92,17 +92,10 @@ class DataTest : public ManagerTest {
 protected:
     void SetUp() override {
         ManagerTest::SetUp();
-        const struct {
-            const char* file;
-            const char* name;
-            const char** handle;
-        } opens[] = {{"powertrain.dbc", "Pt", &pt_}, {"diagnosis.dbc", "Diag", &diag_},
-                     {"body.dbc", "Body", &body_}, {"extras.dbc", "Extras", &extras_}};
-        for (const auto& open : opens) {
-            ASSERT_EQ(mgr_.OpenDatabase(DataFile(open.file).c_str(), open.handle, open.name, 0),
-                      TAVLO_STATUS_OK)
-                << open.file;
-        }
+        pt_ = Open(mgr_, DataFile("powertrain.dbc"), "Pt");
+        diag_ = Open(mgr_, DataFile("diagnosis.dbc"), "Diag");
+        body_ = Open(mgr_, DataFile("body.dbc"), "Body");
+        extras_ = Open(mgr_, DataFile("extras.dbc"), "Extras");
         ASSERT_TRUE(shown_.messages().empty()) << shown_.messages().front().text;
         LinkPowertrainFilterNodes(Db(pt_));
         unknown_ = pt_;

@@ -3,6 +3,7 @@
 // who is told of a change, in which order, with which parameters.
 
 #include <cstdint>
+#include <tuple>
 
 #include "manager/fixture.h"
 #include "support/post_capture.h"
@@ -146,24 +147,18 @@ protected:
         ManagerTest::SetUp();
         path_ = WriteDatabase("net.dbc");
     }
-    // The posts of one notification: the broadcast, then one post to a
-    // window (wParam: the sender's window) or a thread (wParam: the sender's
-    // thread id) per receiving entry, lParam its handle.
-    struct Told {
-        HWND window;
-        unsigned long thread;
-        std::uintptr_t wParam;
-        const char* handle;
-    };
+    // The posts of one notification: the broadcast, then per receiving entry
+    // one to its window or thread, wParam the sender's window or thread id,
+    // lParam the receiver's handle.
+    using Told = std::tuple<HWND, unsigned long, std::uintptr_t, const char*>;
     void ExpectPosts(const TavloManager& sender, const TavloDatabase& db,
                      const std::vector<Told>& told) {
         const unsigned int message = TAVLO_REGISTER_WINDOW_MESSAGE(TAVLONOTIFICATIONMESSAGESTRING);
         posts_.clear();
         TavloManager::NotifyChanges(sender, db);
         std::vector<PostedMessage> expected = {{HWND_BROADCAST, 0, message, 0, 0}};
-        for (const Told& t : told) {
-            expected.push_back(
-                {t.window, t.thread, message, t.wParam, reinterpret_cast<std::intptr_t>(t.handle)});
+        for (const auto& [window, thread, wParam, handle] : told) {
+            expected.push_back({window, thread, message, wParam, reinterpret_cast<std::intptr_t>(handle)});
         }
         EXPECT_EQ(posts_.posts(), expected);
     }
