@@ -391,21 +391,38 @@ TEST_F(EditTest, AStringValueIsACopyAndTheTextItReplacesStaysForItsReaders) {
     TAVLO_MFREE(oldName);
 }
 
-TEST_F(EditTest, NoValueIsAddedThatTheObjectsOwnDatabaseDoesNotDefine) {
+TEST_F(EditTest, NoValueIsAddedWithoutADefinitionInTheObjectsOwnDatabaseOrMemory) {
     // A node of another manager's database: none of mgr_'s holds it.
     TavloManager reader(static_cast<void*>(nullptr));
     symblk& stranger = *reader.GetDatabase(Open(reader, WriteDatabase("small.dbc")))->GetNode("A");
+    symblk& gateway = Node(pt_, "Gateway");
     const long blocks = model::LiveAllocations();
     EXPECT_FALSE(mgr_.SetAttrValue(Signal(body_, "DoorStatus", "DoorOpen"), "SigMode", AttrNumber(1)));
     EXPECT_FALSE(mgr_.SetAttrValue(*Db(body_).GetEnvvar("BodyEnv"), "EnvLevel", AttrNumber(1)));
     EXPECT_FALSE(mgr_.SetAttrValue(*Db(body_).GetMessage("DoorStatus"), "BusSpeed", AttrNumber(1)));
     EXPECT_FALSE(mgr_.SetAttrValue(Node(body_, "Door"), "NoSuchAttribute", AttrNumber(1)));
-    EXPECT_FALSE(mgr_.SetAttrValue(Node(pt_, "Gateway"), "nodelayer", AttrText("x")));
+    EXPECT_FALSE(mgr_.SetAttrValue(gateway, "nodelayer", AttrText("x")));
     EXPECT_FALSE(mgr_.SetAttrValue("BusSpeed", body_, AttrNumber(1)));
     EXPECT_FALSE(mgr_.SetAttrValue(stranger, "NodeLayer", AttrText("x")));  // Pt defines it
     EXPECT_FALSE(mgr_.SetAttrValue("BusSpeed", unknown_.c_str(), AttrNumber(1)));
     EXPECT_EQ(mgr_.GetStatus(), TAVLO_STATUS_NO_FILE);
+    // Nor when memory runs out: allocations that still succeed, and a value set.
+    symblk& engine = Node(pt_, "Engine");
+    const attr* engineLayer = engine.attributes;
+    const std::pair<long, std::function<bool()>> cases[] = {
+        {0, [&] { return mgr_.SetAttrValue(gateway, "BusSpeed", AttrNumber(1)); }},
+        {1, [&] { return mgr_.SetAttrValue(gateway, "NodeLayer", AttrText("x")); }},  // no text
+        {0, [&] { return mgr_.SetAttrValue(engine, "NodeLayer", AttrText("x")); }},
+    };
+    for (const auto& [allowed, set] : cases) {
+        model::FailAllocationsAfter(allowed);
+        EXPECT_FALSE(set());
+        model::FailAllocationsAfter(-1);
+    }
     EXPECT_EQ(model::LiveAllocations(), blocks);  // nothing was made
+    EXPECT_EQ(+gateway.attributes, nullptr);
+    EXPECT_EQ(+engine.attributes, engineLayer);
+    EXPECT_EQ(Values(engine.attributes), "NodeLayer=hw ");
 }
 
 TEST_F(EditTest, ResetRemovesTheFirstValueOfTheNameOnEveryKindOfObject) {
@@ -442,28 +459,6 @@ TEST_F(EditTest, ResetRemovesTheFirstValueOfTheNameOnEveryKindOfObject) {
         EXPECT_FALSE(reset()) << &reset - resets;  // gone
     }
     EXPECT_FALSE(mgr_.ResetAttrValue("DBName", unknown_.c_str()));
-}
-
-TEST_F(EditTest, FailedAllocationsLeaveAttributeValuesAsTheyWere) {
-    symblk& gateway = Node(pt_, "Gateway");
-    symblk& engine = Node(pt_, "Engine");
-    const attr* engineLayer = engine.attributes;
-    // Allocations that still succeed, and a value set.
-    const std::pair<long, std::function<bool()>> cases[] = {
-        {0, [&] { return mgr_.SetAttrValue(gateway, "BusSpeed", AttrNumber(1)); }},
-        {1, [&] { return mgr_.SetAttrValue(gateway, "NodeLayer", AttrText("x")); }},  // no text
-        {0, [&] { return mgr_.SetAttrValue(engine, "NodeLayer", AttrText("x")); }},
-    };
-    for (const auto& [allowed, set] : cases) {
-        const long blocks = model::LiveAllocations();
-        model::FailAllocationsAfter(allowed);
-        EXPECT_FALSE(set());
-        model::FailAllocationsAfter(-1);
-        EXPECT_EQ(model::LiveAllocations(), blocks);
-        EXPECT_EQ(+gateway.attributes, nullptr);
-        EXPECT_EQ(+engine.attributes, engineLayer);
-        EXPECT_EQ(Values(engine.attributes), "NodeLayer=hw ");
-    }
 }
 
 // ---- Value descriptions, comments, user data -------------------------------------
