@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -55,11 +56,7 @@ void LinkPowertrainFilterNodes(TavloDatabase& db) {
 void ManagerTest::SetUp() {
     const ::testing::TestInfo* info = ::testing::UnitTest::GetInstance()->current_test_info();
     std::string name = std::string(info->test_suite_name()) + "." + info->name();
-    for (char& c : name) {
-        if (c == '/') {
-            c = '_';
-        }
-    }
+    std::replace(name.begin(), name.end(), '/', '_');  // parameterized tests
     dir_ = (std::filesystem::temp_directory_path() /
             ("tavloms." + name + "." + std::to_string(getpid())))
                .string();

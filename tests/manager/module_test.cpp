@@ -1,6 +1,6 @@
 // tests/manager/module_test.cpp: the module frame: attach counting by the
 // load hook, the version question, database names split and checked, the
-// "None" records, file status and the notification message.
+// "None" records and file status.
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -130,25 +130,15 @@ class FileStatusTest : public ManagerTest {};
 TEST_F(FileStatusTest, ReadOnlyWhenTheOwnerMayNotWriteMissingWhenUnreadable) {
     const std::string path = WriteFile("net.dbc", "");
     // The owner's write bit decides, even where root may write regardless.
-    const std::pair<mode_t, unsigned int> cases[] = {
-        {0644, manager::kFileWritable},
-        {0200, manager::kFileWritable},
-        {0444, manager::kFileReadOnly},
-        {0577, manager::kFileReadOnly},  // others may write; the owner may not
-    };
+    const std::pair<mode_t, unsigned int> cases[] = {  // 0577: others may write, the owner not
+        {0644, manager::kFileWritable}, {0200, manager::kFileWritable},
+        {0444, manager::kFileReadOnly}, {0577, manager::kFileReadOnly}};
     for (const auto& [mode, status] : cases) {
         ASSERT_EQ(chmod(path.c_str(), mode), 0);
         EXPECT_EQ(manager::GetFileStatus(path.c_str()), status) << std::oct << mode;
     }
     EXPECT_EQ(manager::GetFileStatus((dir_ + "/missing/net.dbc").c_str()), manager::kFileMissing);
     EXPECT_EQ(manager::GetFileStatus(""), manager::kFileMissing);
-}
-
-TEST(NotificationMessage, IsTheMessageRegisteredUnderItsName) {
-    const unsigned int number = manager::NotificationMessage();
-    EXPECT_GE(number, 0xC000u);
-    EXPECT_EQ(TAVLO_REGISTER_WINDOW_MESSAGE("TavloMessageNotification"), number);
-    EXPECT_EQ(manager::NotificationMessage(), number);
 }
 
 }  // namespace

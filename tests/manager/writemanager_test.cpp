@@ -307,17 +307,23 @@ TEST_F(WriteManagerTest, DeletingARecordTakesEveryReferenceToIt) {
 
 // ---- Edits of attribute values, value descriptions, comments and filters ----------
 
-// "name=value " for each attribute value of a list, in list order.
-std::string Values(const attr* list) {
+// What show makes of each entry of a list, each followed by a blank.
+template <class Entry, class Show>
+std::string Listed(const Entry* entry, Show show) {
     std::string seen;
-    for (; list != nullptr; list = list->next) {
-        const attr_def* def = list->def;
-        const tavlo_attr_value_t value = list->value;
-        seen += std::string(def->name) + "=" +
-                (def->value_type == TAVLO_ATTR_STRING ? value.text
-                                                      : std::to_string(long(value.number))) + " ";
+    for (; entry != nullptr; entry = entry->next) {
+        seen += show(*entry) + " ";
     }
     return seen;
+}
+
+// "name=value " for each attribute value of a list, in list order.
+std::string Values(const attr* list) {
+    return Listed(list, [](const attr& a) {
+        const std::string number = std::to_string(long(a.value.number));
+        return std::string(a.def->name) + "=" +
+               (a.def->value_type == TAVLO_ATTR_STRING ? a.value.text : number);
+    });
 }
 
 // Every edit stays in memory: nothing is written to the data files.
@@ -463,16 +469,6 @@ TEST_F(EditTest, ResetRemovesTheFirstValueOfTheNameOnEveryKindOfObject) {
 
 // ---- Value descriptions, comments, user data -------------------------------------
 
-using Descriptions = std::vector<std::pair<long, std::string>>;
-
-Descriptions DescriptionsOf(const val* list) {
-    Descriptions seen;
-    for (; list != nullptr; list = list->next) {
-        seen.emplace_back(list->value, list->text);
-    }
-    return seen;
-}
-
 // Record by record, a record with the text gets the value, else one with
 // the value gets the text; none: a new record at the head.
 template <class Record>
@@ -480,32 +476,35 @@ void ExpectDescriptions(TavloWriteManager& mgr, Record& object) {
     const std::string t = "Temperature_sensor_reading_fault";  // 32 characters
     const std::string u = "Undervoltage";
     const std::string w(40, 'W');
-    const std::string w32(32, 'W');
     const long wide = sizeof(long) > sizeof(int) ? static_cast<long>(0x100000005LL) : 5;
-    const std::pair<std::pair<std::string, long>, Descriptions> cases[] = {
-        {{t, 5}, {{5, t}, {5, u}}},  // the first record bears the text
-        {{u, 3}, {{3, u}, {5, u}}},  // the first bears the value, a later one the text
-        {{"Valve", 5}, {{3, t}, {5, "Valve"}}},
-        {{u, 5}, {{3, t}, {5, u}}},
-        {{t + "_extra", 9}, {{9, t}, {5, u}}},  // texts agree in their first 32 characters
-        {{"Valve", 7}, {{7, "Valve"}, {3, t}, {5, u}}},
-        {{w, 8}, {{8, w32}, {3, t}, {5, u}}},  // a new text is cut to 32 characters
-        {{"Valve", wide}, {{3, t}, {5, "Valve"}}},  // values match on their low 32 bits
+    const auto listed = [&object] {
+        return Listed(+object.value_descriptions,
+                      [](const val& v) { return std::to_string(v.value) + "=" + v.text; });
     };
-    for (const auto& [set, expected] : cases) {
+    const std::tuple<std::string, long, std::string> cases[] = {
+        {t, 5, "5=" + t + " 5=" + u},  // the first record bears the text
+        {u, 3, "3=" + u + " 5=" + u},  // the first bears the value, a later one the text
+        {"Valve", 5, "3=" + t + " 5=Valve"},
+        {u, 5, "3=" + t + " 5=" + u},
+        {t + "_extra", 9, "9=" + t + " 5=" + u},  // texts agree in their first 32 characters
+        {"Valve", 7, "7=Valve 3=" + t + " 5=" + u},
+        {w, 8, "8=" + w.substr(0, 32) + " 3=" + t + " 5=" + u},  // a new text is cut to 32
+        {"Valve", wide, "3=" + t + " 5=Valve"},  // values match on their low 32 bits
+    };
+    for (const auto& [text, value, expected] : cases) {
         model::ReleaseValueDescriptions(object.value_descriptions);
         object.value_descriptions = nullptr;
         mgr.SetValueDescription(object, u.c_str(), 5);
         mgr.SetValueDescription(object, t.c_str(), 3);
-        mgr.SetValueDescription(object, set.first.c_str(), set.second);
-        EXPECT_EQ(DescriptionsOf(object.value_descriptions), expected) << set.first;
+        mgr.SetValueDescription(object, text.c_str(), value);
+        EXPECT_EQ(listed(), expected + " ") << text;
     }
-    const Descriptions before = DescriptionsOf(object.value_descriptions);
+    const std::string before = listed();
     const long blocks = model::LiveAllocations();
     model::FailAllocationsAfter(0);
     mgr.SetValueDescription(object, "Fresh", 42);
     model::FailAllocationsAfter(-1);
-    EXPECT_EQ(DescriptionsOf(object.value_descriptions), before);
+    EXPECT_EQ(listed(), before);
     EXPECT_EQ(model::LiveAllocations(), blocks);
 }
 
@@ -567,13 +566,10 @@ TEST_F(EditTest, CommentsAndUserDataAreCopies) {
 
 // The names of what the entries of a list name, each followed by a blank.
 template <class Entry, class Target>
-std::string Targets(const Entry* entry, Target* Entry::*field) {
-    std::string names;
-    for (; entry != nullptr; entry = entry->next) {
-        const Target* target = entry->*field;
-        names += std::string(target != nullptr ? target->name : "(none)") + " ";
-    }
-    return names;
+std::string Targets(const Entry* list, Target* Entry::*field) {
+    return Listed(list, [field](const Entry& entry) {
+        return std::string(entry.*field != nullptr ? (entry.*field)->name : "(none)");
+    });
 }
 
 TEST_F(EditTest, FilterEntriesGoToTheHeadAndNoneIsStoredAsAnEntryNamingNone) {
