@@ -1,12 +1,8 @@
 // tests/manager/query_test.cpp: what a read manager answers about the records
-// of databases that define the same attributes differently: lookups across
-// its databases (by handle, in list order, by selection pattern) with their
-// statuses and out parameters, the database that holds a record, counts,
-// lookups inside a message or signal group, environment variable handles,
-// attribute definitions, defaults and values, enumeration texts and value
-// descriptions (the questions and their answers are in data/lookups.txt and
-// data/queries.txt), and the iterators these stand on, with predicates and
-// view filters.
+// of databases that define the same attributes differently: lookups, owners,
+// counts, attribute values and defaults, enumeration texts and value
+// descriptions (the questions and answers are in data/lookups.txt and
+// data/queries.txt), and the iterators these stand on.
 
 #include <algorithm>
 #include <cstdlib>
@@ -435,12 +431,6 @@ TEST_F(QueryTest, TextValuesAndDefaultsAreTheRecordsOwnTexts) {
         EXPECT_STREQ(mgr_.GetValueDescription(temp, static_cast<long>(0x100000000LL + 2)), "Hot");
     }
     EXPECT_EQ(mgr_.GetValueDescription(temp, 0), temp.value_descriptions->text);
-    // A group member that names no signal is passed over.
-    siglistblk* member = engineData.signal_groups->signals;
-    sigblk* kept = member->signal;
-    member->signal = nullptr;
-    EXPECT_EQ(mgr_.GetSignal(*engineData.signal_groups, "EngineTemp"), speed.next);
-    member->signal = kept;
 }
 
 TEST_F(QueryTest, PatternsAndPrioritiesOfEntries) {
@@ -547,12 +537,12 @@ TEST_F(QueryTest, RelationsFiltersAndMembersStandInTheNoneRecordsForWhatTheyName
     EXPECT_TRUE(mgr_.IsCategoryInFilter(*TAVLONONEFILTERCATEGORY(), pt_));
     EXPECT_FALSE(mgr_.IsCategoryInFilter(*Db(body_).mCategories, pt_));
 
+    // A group member that names no signal: None, and passed over by name.
     const siggroupblk& group = *engineData.signal_groups;
-    siglistblk* second = group.signals->next;
-    sigblk* kept = second->signal;
-    second->signal = nullptr;
-    EXPECT_EQ(Names(mgr_.GetSubsignalIterator(group)), (Names2{"EngineSpeed", "None"}));
-    second->signal = kept;
+    sigblk* kept = std::exchange(group.signals->signal, nullptr);
+    EXPECT_EQ(Names(mgr_.GetSubsignalIterator(group)), (Names2{"None", "EngineTemp"}));
+    EXPECT_EQ(mgr_.GetSignal(group, "EngineTemp"), kept->next);
+    group.signals->signal = kept;
 }
 
 }  // namespace

@@ -1,9 +1,7 @@
 // tests/manager/writemanager_test.cpp: the write manager's databases (one
-// writer per file, creating, writing with every status, committing,
-// clearing), its objects (created and deleted, with every reference to a
-// deleted record), and its edits of attribute values, value descriptions,
-// comments, user data and view filters, with the removal walk shared by
-// every list of references and the entries it drops.
+// writer per file, creating, writing, committing, clearing), its objects
+// (created, and deleted with every reference to them), and its edits of
+// attribute values, descriptions, comments and filters with the removal walk.
 
 #include <algorithm>
 #include <cstdint>
@@ -15,7 +13,6 @@
 
 #include "manager/fixture.h"
 #include "model/model.h"
-#include "support/describe.h"
 #include "support/post_capture.h"
 #include "support/read_database.h"
 
