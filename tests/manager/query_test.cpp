@@ -485,7 +485,8 @@ TEST_F(QueryTest, SpanningWalksSkipEmptyDatabasesAndNameTheHolder) {
 
 TEST_F(QueryTest, PredicatesSeeTheManagerAndTheHoldingDatabase) {
     NamePredicate<symblk> gateways({"Gateway"});
-    EXPECT_EQ(Walk(mgr_.GetNodeIterator(gateways, nullptr)), (Seen{{pt_, "Gateway"}, {body_, "Gateway"}, {extras_, "Gateway"}}));
+    EXPECT_EQ(Walk(mgr_.GetNodeIterator(gateways, nullptr)),
+              (Seen{{pt_, "Gateway"}, {body_, "Gateway"}, {extras_, "Gateway"}}));
     ASSERT_EQ(gateways.asked.size(), 10u);
     EXPECT_EQ(gateways.asked.front(), std::make_pair<const TavloManager*>(&mgr_, pt_));
     EXPECT_EQ(gateways.asked.back(), std::make_pair<const TavloManager*>(&mgr_, names_));
@@ -498,7 +499,8 @@ TEST_F(QueryTest, PredicatesSeeTheManagerAndTheHoldingDatabase) {
     // of no database of the manager.
     const msgblk& engineData = *Db(pt_).GetMessage("EngineData");
     NamePredicate<sigblk> oil({"OilPressure", "OilLevel"});
-    EXPECT_EQ(Names(mgr_.GetSignalIterator(oil, engineData)), (std::vector<std::string>{"OilPressure", "OilLevel"}));
+    EXPECT_EQ(Names(mgr_.GetSignalIterator(oil, engineData)),
+              (std::vector<std::string>{"OilPressure", "OilLevel"}));
     EXPECT_EQ(oil.asked.front().second, pt_);
     NamePredicate<sigblk> mux({"Mux"});
     EXPECT_EQ(Walk(mgr_.GetSignalIterator(mux, engineData, "label")), (Seen{{"label", "Mux"}}));
@@ -539,9 +541,10 @@ TEST_F(QueryTest, RelationsFiltersAndMembersStandInTheNoneRecordsForWhatTheyName
 
     // A group member that names no signal: None, and passed over by name.
     const siggroupblk& group = *engineData.signal_groups;
-    sigblk* kept = std::exchange(group.signals->signal, nullptr);
+    sigblk* kept = group.signals->signal;
+    group.signals->signal = nullptr;
     EXPECT_EQ(Names(mgr_.GetSubsignalIterator(group)), (Names2{"None", "EngineTemp"}));
-    EXPECT_EQ(mgr_.GetSignal(group, "EngineTemp"), kept->next);
+    EXPECT_EQ(mgr_.GetSignal(group, "EngineTemp"), +kept->next);
     group.signals->signal = kept;
 }
 
