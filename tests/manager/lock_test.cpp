@@ -122,9 +122,6 @@ TEST_F(LockTest, ClosingOrDestroyingAManagerOrDeletingALockFreesIt) {
     EXPECT_FALSE(Refused(true, Shared()));
     TavloLock* lock = Lock(asker_, askerName_, true, "asker");
     ASSERT_NE(lock, nullptr);
-    EXPECT_EQ(lock->mManager, &asker_);
-    EXPECT_EQ(lock->mDatabase, &Shared());
-    EXPECT_STREQ(lock->mUser, "asker");
     delete lock;
     EXPECT_EQ(TavloWriteLock::GetLock(holder_, Shared()), nullptr);
     TavloLock::ListRemoveLock(Lock(asker_, askerName_, false, "asker"));

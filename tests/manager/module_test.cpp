@@ -16,8 +16,6 @@
 namespace tavlo::test {
 namespace {
 
-using manager::ModuleLoadHook;
-
 void* Instance(std::uintptr_t value) {
     return reinterpret_cast<void*>(value);
 }
@@ -27,7 +25,7 @@ TEST(LoadHook, FirstAttachStoresTheInstanceAndLastDetachClearsIt) {
     ASSERT_EQ(manager::ModuleAttachCount(), 1u);
     void* const own = manager::ModuleInstance();
     EXPECT_EQ(own, platform::ThisModule());
-    ModuleLoadHook(nullptr, manager::kProcessDetach);
+    manager::ModuleLoadHook(nullptr, manager::kProcessDetach);
     const std::uintptr_t steps[][4] = {
         // instance, reason (1 attach, 0 detach, others nothing), count, stored
         {0xA000, 1, 1, 0xA000}, {0xB000, 1, 2, 0xA000}, {0xB000, 2, 2, 0xA000},
@@ -35,14 +33,14 @@ TEST(LoadHook, FirstAttachStoresTheInstanceAndLastDetachClearsIt) {
         {0xC000, 3, 0, 0},      {0xC000, 1, 1, 0xC000}, {0xD000, 0, 0, 0}};
     for (const auto& [instance, reason, count, stored] : steps) {
         SCOPED_TRACE(::testing::Message() << std::hex << instance << " " << reason);
-        EXPECT_EQ(ModuleLoadHook(Instance(instance), static_cast<unsigned long>(reason)), 1);
+        EXPECT_EQ(manager::ModuleLoadHook(Instance(instance), static_cast<unsigned long>(reason)), 1);
         EXPECT_EQ(manager::ModuleAttachCount(), count);
         EXPECT_EQ(manager::ModuleInstance(), Instance(stored));
     }
     char name[64] = "unchanged";  // no module, no module file name
     EXPECT_EQ(TAVLOMSGETMODULEPARAMETERS(name, sizeof name, nullptr, 0, 250), 1);
     EXPECT_STREQ(name, "unchanged");
-    ModuleLoadHook(own, manager::kProcessAttach);
+    manager::ModuleLoadHook(own, manager::kProcessAttach);
 }
 
 TEST(ModuleParameters, AcceptCallersUpTo250AndCopyTheTextsCutWithoutATerminator) {
