@@ -4,8 +4,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
 namespace tavlo::test {
 
@@ -24,6 +26,25 @@ std::string SmallDatabaseText(const SmallDatabase& content) {
     return text;
 }
 
+std::vector<CaseLine> ReadCases(const std::string& name) {
+    std::ifstream in(DataFile(name));
+    EXPECT_TRUE(in.is_open()) << name;
+    std::vector<CaseLine> cases;
+    int number = 0;
+    for (std::string line; std::getline(in, line);) {
+        ++number;
+        std::istringstream words(line);
+        CaseLine entry{number, {}};
+        for (std::string word; words >> word;) {
+            entry.fields.push_back(word);
+        }
+        if (!entry.fields.empty() && entry.fields[0][0] != '#') {
+            cases.push_back(entry);
+        }
+    }
+    return cases;
+}
+
 void LinkPowertrainFilterNodes(TavloDatabase& db) {
     auto* none = static_cast<rxblk*>(TAVLO_MALLOC(sizeof(rxblk)));
     auto* engine = static_cast<rxblk*>(TAVLO_MALLOC(sizeof(rxblk)));
@@ -35,11 +56,7 @@ void LinkPowertrainFilterNodes(TavloDatabase& db) {
 void ManagerTest::SetUp() {
     const ::testing::TestInfo* info = ::testing::UnitTest::GetInstance()->current_test_info();
     std::string name = std::string(info->test_suite_name()) + "." + info->name();
-    for (char& c : name) {
-        if (c == '/') {
-            c = '_';
-        }
-    }
+    std::replace(name.begin(), name.end(), '/', '_');  // parameterized tests
     dir_ = (std::filesystem::temp_directory_path() /
             ("tavloms." + name + "." + std::to_string(getpid())))
                .string();
@@ -59,6 +76,13 @@ std::string ManagerTest::WriteFile(const std::string& relative, const std::strin
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
     out << text;
     return path.string();
+}
+
+const char* ManagerTest::Open(TavloManager& mgr, const std::string& path, const char* name,
+                              unsigned int priority) {
+    const char* handle = nullptr;
+    EXPECT_EQ(mgr.OpenDatabase(path.c_str(), &handle, name, priority), TAVLO_STATUS_OK) << path;
+    return handle;
 }
 
 void ManagerTest::SetReadOnly(const std::string& path, bool readOnly) {

@@ -1,5 +1,6 @@
 // tests/manager/fixture.h: a directory of database files of its own for each
-// test, and small databases made for the manager tests.
+// test, small databases made for the tests, and the databases of
+// tests/manager/data opened side by side in one manager.
 #ifndef TAVLOMS_TESTS_MANAGER_FIXTURE_H
 #define TAVLOMS_TESTS_MANAGER_FIXTURE_H
 
@@ -7,6 +8,7 @@
 
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "support/message_capture.h"
 #include "tavloms/tavloms.h"
@@ -30,15 +32,35 @@ struct SmallDatabase {
 // with signal Sig1.
 std::string SmallDatabaseText(const SmallDatabase& content);
 
-
 // The path of a database file of tests/manager/data.
 inline std::string DataFile(const std::string& name) {
     return std::string(TAVLOMS_MANAGER_DATA_DIR) + "/" + name;
 }
 
+// The cases of a file of tests/manager/data, one a line, split at blanks;
+// empty lines and lines that start with '#' are left out.
+struct CaseLine {
+    int number;
+    std::vector<std::string> fields;
+};
+std::vector<CaseLine> ReadCases(const std::string& name);
+
 // Gives db the view filter nodes of powertrain.dbc's FILTER line (Engine,
-// then the NONE entry), which an object opened from the file leaves out.
+// then the entry naming none), which an object opened from the file leaves
+// out.
 void LinkPowertrainFilterNodes(TavloDatabase& db);
+
+// Attribute values as the attribute calls take them, every other byte zero.
+inline tavlo_attr_value_t AttrNumber(double number) {
+    tavlo_attr_value_t value{};
+    value.number = number;
+    return value;
+}
+inline tavlo_attr_value_t AttrText(const char* text) {
+    tavlo_attr_value_t value{};
+    value.text = const_cast<char*>(text);
+    return value;
+}
 
 class ManagerTest : public ::testing::Test {
 protected:
@@ -53,31 +75,39 @@ protected:
     }
     // Clears or sets the owner's (and everyone's) write permission.
     static void SetReadOnly(const std::string& path, bool readOnly);
+    // Opens path in mgr, under name or its default name, and gives the handle.
+    static const char* Open(TavloManager& mgr, const std::string& path, const char* name = nullptr,
+                            unsigned int priority = 0);
 
     std::string dir_;
     MessageCapture shown_;  // read errors and lock refusals land here
 };
 
-// A manager of type Manager with powertrain.dbc ("Pt") first and body.dbc
-// ("Body") behind it, both at priority 0 under names of their own, so that
-// neither drops the other. Both are opened in place: opening only reads.
+// A manager of type Manager with powertrain.dbc ("Pt"), diagnosis.dbc
+// ("Diag"), body.dbc ("Body") and extras.dbc ("Extras") in that list order,
+// all opened in place (opening only reads); powertrain's view filter nodes
+// are linked as LinkPowertrainFilterNodes does.
 template <class Manager>
-class PowertrainAndBodyTest : public ManagerTest {
+class DataTest : public ManagerTest {
 protected:
     void SetUp() override {
         ManagerTest::SetUp();
-        ASSERT_EQ(mgr_.OpenDatabase(DataFile("powertrain.dbc").c_str(), &pt_, "Pt", 0),
-                  TAVLO_STATUS_OK);
-        ASSERT_EQ(mgr_.OpenDatabase(DataFile("body.dbc").c_str(), &body_, "Body", 0),
-                  TAVLO_STATUS_OK);
-        ASSERT_TRUE(shown_.messages().empty());
-        ASSERT_EQ(mgr_.ListFirstNode()->mName, pt_);
+        pt_ = Open(mgr_, DataFile("powertrain.dbc"), "Pt");
+        diag_ = Open(mgr_, DataFile("diagnosis.dbc"), "Diag");
+        body_ = Open(mgr_, DataFile("body.dbc"), "Body");
+        extras_ = Open(mgr_, DataFile("extras.dbc"), "Extras");
+        ASSERT_TRUE(shown_.messages().empty()) << shown_.messages().front().text;
+        LinkPowertrainFilterNodes(Db(pt_));
         unknown_ = pt_;
     }
 
+    TavloDatabase& Db(const char* handle) { return *mgr_.GetDatabase(handle); }
+
     Manager mgr_{static_cast<void*>(nullptr)};
     const char* pt_ = nullptr;
+    const char* diag_ = nullptr;
     const char* body_ = nullptr;
+    const char* extras_ = nullptr;
     std::string unknown_;  // Pt's text but not its handle: handles are compared by pointer
 };
 

@@ -1,32 +1,34 @@
-// tests/manager/lock_test.cpp: read and write locks between managers, the
-// refusal message, and when locks go away.
-#include <gtest/gtest.h>
+// tests/manager/lock_test.cpp: what managers of one file do to each other:
+// read and write locks with the refusal message and when locks go away, and
+// who is told of a change, in which order, with which parameters.
 
-#include <string>
+#include <cstdint>
+#include <tuple>
 
 #include "manager/fixture.h"
+#include "support/post_capture.h"
 
 namespace tavlo::test {
 namespace {
-
-const unsigned int kRefusalStyle = 0x2010;
 
 class LockTest : public ManagerTest {
 protected:
     void SetUp() override {
         ManagerTest::SetUp();
         path_ = WriteDatabase("shared.dbc");
-        ASSERT_EQ(holder_.OpenDatabase(path_.c_str(), &holderName_, 0), TAVLO_STATUS_OK);
-        ASSERT_EQ(asker_.OpenDatabase(path_.c_str(), &askerName_, 0), TAVLO_STATUS_OK);
+        holderName_ = Open(holder_, path_);
+        askerName_ = Open(asker_, path_);
     }
 
-    TavloDatabase& Shared() { return *holder_.GetDatabase(holderName_); }
-
-    // Takes a lock of the given kind for a manager.
-    static bool Lock(TavloManager& mgr, const char* dbName, bool write, const char* user) {
-        const TavloLock* lock = write ? TavloWriteLock::Create(mgr, dbName, user)
-                                      : TavloReadLock::Create(mgr, dbName, user);
-        return lock != nullptr;
+    TavloDatabase& Shared() { return *asker_.GetDatabase(askerName_); }
+    // Whether asker_ would be refused a lock of the kind on db.
+    bool Refused(bool write, TavloDatabase& db) {
+        return (write ? TavloWriteLock::GetLock(asker_, db) : TavloReadLock::GetLock(asker_, db)) !=
+               nullptr;
+    }
+    static TavloLock* Lock(TavloManager& mgr, const char* dbName, bool write, const char* user) {
+        return write ? TavloWriteLock::Create(mgr, dbName, user)
+                     : TavloReadLock::Create(mgr, dbName, user);
     }
 
     std::string path_;
@@ -36,152 +38,187 @@ protected:
     const char* askerName_ = nullptr;
 };
 
-TEST_F(LockTest, ConflictTable) {
-    struct Case {
-        bool heldWrite;
-        bool askedWrite;
-        bool granted;
-    };
-    const Case cases[] = {
-        {false, false, true}, {false, true, false}, {true, false, false}, {true, true, false}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(std::string(c.heldWrite ? "write" : "read") + " held, " +
-                     (c.askedWrite ? "write" : "read") + " asked");
-        ASSERT_TRUE(Lock(holder_, holderName_, c.heldWrite, "Holder's editor"));
-        const std::size_t shownBefore = shown_.messages().size();
-        EXPECT_EQ(Lock(asker_, askerName_, c.askedWrite, "Asker"), c.granted);
-        if (c.granted) {
-            EXPECT_EQ(shown_.messages().size(), shownBefore);
-        } else {
-            ASSERT_EQ(shown_.messages().size(), shownBefore + 1);
-            const ShownMessage& shown = shown_.messages().back();
-            EXPECT_EQ(shown.text, "Database access refused!\nHolder's editor");
-            EXPECT_TRUE(shown.hasCaption);
-            EXPECT_EQ(shown.caption, "TAVLOMS.DLL");
-            EXPECT_EQ(shown.style, kRefusalStyle);
+TEST_F(LockTest, OnlyReadLocksShareAndARefusalNamesTheHolder) {
+    for (const bool heldWrite : {false, true}) {
+        for (const bool askedWrite : {false, true}) {
+            SCOPED_TRACE(::testing::Message() << "held write " << heldWrite << ", asked write "
+                                              << askedWrite);
+            TavloLock* held = Lock(holder_, holderName_, heldWrite, "Holder's editor");
+            ASSERT_NE(held, nullptr);
+            EXPECT_EQ(held->IsWriteLock(), heldWrite);
+            // A manager's own locks never refuse it.
+            EXPECT_EQ(TavloWriteLock::GetLock(holder_, Shared()), nullptr);
+            const bool granted = !heldWrite && !askedWrite;
+            const std::size_t shown = shown_.messages().size();
+            EXPECT_EQ(Refused(askedWrite, Shared()), !granted);
+            EXPECT_EQ(Lock(asker_, askerName_, askedWrite, "Asker") != nullptr, granted);
+            ASSERT_EQ(shown_.messages().size(), shown + (granted ? 0 : 1));
+            if (!granted) {
+                const ShownMessage& refusal = shown_.messages().back();
+                EXPECT_EQ(refusal.text, "Database access refused!\nHolder's editor");
+                EXPECT_EQ(refusal.caption, "TAVLOMS.DLL");
+                EXPECT_EQ(refusal.style, 0x2010u);  // task-modal, stop icon
+            }
+            asker_.UnlockDatabase(nullptr);
+            holder_.UnlockDatabase(nullptr);
+            EXPECT_FALSE(Refused(true, Shared()));
         }
-        // The kind-specific conflict searches agree with the table.
-        const bool readRefused = TavloReadLock::GetLock(asker_, Shared()) != nullptr;
-        const bool writeRefused = TavloWriteLock::GetLock(asker_, Shared()) != nullptr;
-        EXPECT_EQ(readRefused, c.heldWrite);
-        EXPECT_TRUE(writeRefused);
-        asker_.UnlockDatabase(nullptr);
-        holder_.UnlockDatabase(nullptr);
-        EXPECT_EQ(TavloWriteLock::GetLock(asker_, Shared()), nullptr);
     }
-}
-
-TEST_F(LockTest, OwnLocksNeverRefuse) {
-    ASSERT_TRUE(holder_.LockDatabase(holderName_, "me"));
-    EXPECT_TRUE(Lock(holder_, holderName_, true, "me again"));
-    EXPECT_TRUE(holder_.LockDatabase(holderName_, "and again"));
-    EXPECT_TRUE(shown_.messages().empty());
-}
-
-TEST_F(LockTest, ANullHolderTextShowsNothingAfterTheLineBreak) {
-    ASSERT_TRUE(Lock(holder_, holderName_, true, nullptr));
+    // A holder without a text: nothing after the line break.
+    ASSERT_NE(Lock(holder_, holderName_, true, nullptr), nullptr);
     EXPECT_FALSE(asker_.LockDatabase(askerName_, "asker"));
-    ASSERT_EQ(shown_.messages().size(), 1u);
-    EXPECT_EQ(shown_.messages()[0].text, "Database access refused!\n");
+    EXPECT_EQ(shown_.messages().back().text, "Database access refused!\n");
 }
 
-TEST_F(LockTest, AnotherObjectOfTheSameFileConflicts) {
+TEST_F(LockTest, LocksHoldOnTheFileAndOnlyHandlesNameDatabases) {
     // A private copy of the file (as a write manager edits) is the same
-    // database for locks.
+    // database for locks; a database without a file is equal to nothing.
     ASSERT_TRUE(holder_.LockDatabase(holderName_, "reader"));
     TavloDatabase copy(Shared());
-    EXPECT_NE(TavloWriteLock::GetLock(asker_, copy), nullptr);
-    EXPECT_EQ(TavloReadLock::GetLock(asker_, copy), nullptr);
-    // A database without a file is equal to nothing, not even itself.
+    EXPECT_TRUE(Refused(true, copy));
+    EXPECT_FALSE(Refused(false, copy));
     TavloDatabase pathless;
-    EXPECT_EQ(TavloWriteLock::GetLock(asker_, pathless), nullptr);
-}
-
-TEST_F(LockTest, UnknownHandlesAreRefusedSilently) {
+    EXPECT_FALSE(Refused(true, pathless));
+    // Unknown handles are refused silently and unlock nothing.
     const std::string text = holderName_;
     EXPECT_FALSE(holder_.LockDatabase(text.c_str(), "x"));
     EXPECT_EQ(TavloWriteLock::Create(holder_, text.c_str(), "x"), nullptr);
-    ASSERT_TRUE(holder_.LockDatabase(holderName_, "x"));
-    holder_.UnlockDatabase(text.c_str());  // nothing happens
-    EXPECT_NE(TavloWriteLock::GetLock(asker_, Shared()), nullptr);
+    holder_.UnlockDatabase(text.c_str());
+    EXPECT_TRUE(Refused(true, Shared()));
     EXPECT_TRUE(shown_.messages().empty());
 }
 
-TEST_F(LockTest, UnlockOneDatabaseKeepsTheOthers) {
-    const std::string otherPath = WriteDatabase("other.dbc");
-    const char* other = nullptr;
-    const char* askerOther = nullptr;
-    ASSERT_EQ(holder_.OpenDatabase(otherPath.c_str(), &other, 0), TAVLO_STATUS_OK);
-    ASSERT_EQ(asker_.OpenDatabase(otherPath.c_str(), &askerOther, 0), TAVLO_STATUS_OK);
-    ASSERT_TRUE(holder_.LockDatabase(holderName_, "h"));
-    ASSERT_TRUE(holder_.LockDatabase(holderName_, "h2"));  // several on one database
-    ASSERT_TRUE(holder_.LockDatabase(other, "h"));
-    holder_.UnlockDatabase(holderName_);
-    EXPECT_EQ(TavloWriteLock::GetLock(asker_, Shared()), nullptr);
-    EXPECT_NE(TavloWriteLock::GetLock(asker_, *asker_.GetDatabase(askerOther)), nullptr);
-}
-
 TEST_F(LockTest, LockAllStopsAtTheFirstRefusalAndFreesWhatItTook) {
-    const std::string firstPath = WriteDatabase("first.dbc");
-    const std::string thirdPath = WriteDatabase("third.dbc");
     TavloManager locker(static_cast<void*>(nullptr));
-    const char* first = nullptr;
-    const char* second = nullptr;
-    const char* third = nullptr;
-    ASSERT_EQ(locker.OpenDatabase(firstPath.c_str(), &first, 0), TAVLO_STATUS_OK);
-    ASSERT_EQ(locker.OpenDatabase(path_.c_str(), &second, 0), TAVLO_STATUS_OK);
-    ASSERT_EQ(locker.OpenDatabase(thirdPath.c_str(), &third, 0), TAVLO_STATUS_OK);
-    ASSERT_TRUE(Lock(holder_, holderName_, true, "holder"));
-
+    const char* names[] = {Open(locker, WriteDatabase("first.dbc")), Open(locker, path_),
+                           Open(locker, WriteDatabase("third.dbc"))};
+    ASSERT_NE(Lock(holder_, holderName_, true, "holder"), nullptr);
     EXPECT_FALSE(locker.LockAllDatabases("locker"));
     EXPECT_EQ(shown_.messages().size(), 1u);
     TavloManager probe(static_cast<void*>(nullptr));
-    for (const char* name : {first, second, third}) {
-        EXPECT_EQ(TavloWriteLock::GetLock(probe, *locker.GetDatabase(name)) != nullptr,
-                  name == second)
-            << name;  // only the holder's lock is left
-    }
-
+    const auto locked = [&](const char* name) {
+        return TavloWriteLock::GetLock(probe, *locker.GetDatabase(name)) != nullptr;
+    };
+    EXPECT_FALSE(locked(names[0]) || locked(names[2]));  // only the holder's lock is left
     holder_.UnlockDatabase(nullptr);
+    EXPECT_FALSE(locked(names[1]));
     EXPECT_TRUE(locker.LockAllDatabases("locker"));
-    for (const char* name : {first, second, third}) {
-        EXPECT_NE(TavloWriteLock::GetLock(probe, *locker.GetDatabase(name)), nullptr) << name;
-    }
-    TavloManager empty(static_cast<void*>(nullptr));
-    EXPECT_TRUE(empty.LockAllDatabases("nothing to lock"));
+    EXPECT_TRUE(locked(names[0]) && locked(names[1]) && locked(names[2]));
+    // Unlocking one database keeps the locks on the others.
+    locker.UnlockDatabase(names[1]);
+    EXPECT_TRUE(locked(names[0]) && !locked(names[1]) && locked(names[2]));
 }
 
-TEST_F(LockTest, ClosingOrDestroyingAManagerFreesItsLocks) {
-    ASSERT_TRUE(Lock(holder_, holderName_, true, "holder"));
+TEST_F(LockTest, ClosingOrDestroyingAManagerOrDeletingALockFreesIt) {
+    ASSERT_NE(Lock(holder_, holderName_, true, "holder"), nullptr);
+    ASSERT_NE(Lock(holder_, holderName_, true, "holder again"), nullptr);
     holder_.CloseDatabase(holderName_, true);
-    EXPECT_TRUE(asker_.LockDatabase(askerName_, "asker"));
-    asker_.UnlockDatabase(nullptr);
-
+    EXPECT_FALSE(Refused(true, Shared()));
     {
         TavloManager shortLived(static_cast<void*>(nullptr));
-        const char* name = nullptr;
-        ASSERT_EQ(shortLived.OpenDatabase(path_.c_str(), &name, 0), TAVLO_STATUS_OK);
-        ASSERT_TRUE(Lock(shortLived, name, true, "short"));
-        EXPECT_FALSE(asker_.LockDatabase(askerName_, "asker"));
+        ASSERT_NE(Lock(shortLived, Open(shortLived, path_), true, "short"), nullptr);
+        EXPECT_TRUE(Refused(false, Shared()));
     }
-    EXPECT_TRUE(asker_.LockDatabase(askerName_, "asker"));
+    EXPECT_FALSE(Refused(true, Shared()));
+    TavloLock* lock = Lock(asker_, askerName_, true, "asker");
+    ASSERT_NE(lock, nullptr);
+    delete lock;
+    EXPECT_EQ(TavloWriteLock::GetLock(holder_, Shared()), nullptr);
+    TavloLock::ListRemoveLock(Lock(asker_, askerName_, false, "asker"));
+    EXPECT_EQ(TavloWriteLock::GetLock(holder_, Shared()), nullptr);
 }
 
-TEST_F(LockTest, ALockDeletedDirectlyLeavesTheList) {
-    TavloLock* lock = TavloWriteLock::Create(holder_, holderName_, "holder");
-    ASSERT_NE(lock, nullptr);
-    EXPECT_TRUE(lock->IsWriteLock());
-    EXPECT_EQ(lock->mManager, &holder_);
-    EXPECT_EQ(lock->mDatabase, &Shared());
-    EXPECT_STREQ(lock->mUser, "holder");
-    delete lock;
-    EXPECT_EQ(TavloWriteLock::GetLock(asker_, Shared()), nullptr);
+// ---- Change notification ---------------------------------------------------------
 
-    TavloLock* read = TavloReadLock::Create(holder_, holderName_, "reader");
-    ASSERT_NE(read, nullptr);
-    EXPECT_FALSE(read->IsWriteLock());
-    TavloLock::ListRemoveLock(read);
-    EXPECT_EQ(TavloWriteLock::GetLock(asker_, Shared()), nullptr);
+HWND Window(std::uintptr_t n) {
+    return reinterpret_cast<HWND>(n);
+}
+
+void* Thread(std::uintptr_t n) {
+    return reinterpret_cast<void*>(n);
+}
+
+class NotifyTest : public ManagerTest {
+protected:
+    void SetUp() override {
+        ManagerTest::SetUp();
+        path_ = WriteDatabase("net.dbc");
+    }
+    // The posts of one notification: the broadcast, then per receiving entry
+    // one to its window or thread, wParam the sender's window or thread id,
+    // lParam the receiver's handle.
+    using Told = std::tuple<HWND, unsigned long, std::uintptr_t, const char*>;
+    void ExpectPosts(const TavloManager& sender, const TavloDatabase& db,
+                     const std::vector<Told>& told) {
+        const unsigned int message = TAVLO_REGISTER_WINDOW_MESSAGE(TAVLONOTIFICATIONMESSAGESTRING);
+        posts_.clear();
+        TavloManager::NotifyChanges(sender, db);
+        std::vector<PostedMessage> expected = {{HWND_BROADCAST, 0, message, 0, 0}};
+        for (const auto& [window, thread, wParam, handle] : told) {
+            expected.push_back({window, thread, message, wParam, reinterpret_cast<std::intptr_t>(handle)});
+        }
+        EXPECT_EQ(posts_.posts(), expected);
+    }
+
+    std::string path_;
+    PostCapture posts_;
+};
+
+TEST_F(NotifyTest, TheSenderFirstThenEveryOtherManagerWithTheFileFromTheNewestOn) {
+    TavloManager sender(Window(0x10));
+    TavloManager reader1(Window(0x20));
+    TavloManager without(Window(0x30));  // has another file only
+    TavloManager reader2(Window(0x40));
+    const char* senderName = Open(sender, path_);
+    const char* name1 = Open(reader1, path_, "First");
+    Open(without, WriteDatabase("other.dbc"));
+    const char* name2 = Open(reader2, path_);
+    ExpectPosts(sender, *sender.GetDatabase(senderName),
+                {{Window(0x10), 0, 0x10, senderName},
+                 {Window(0x40), 0, 0x10, name2},
+                 {Window(0x20), 0, 0x10, name1}});
+    // The handle in lParam works with the receiving manager.
+    const auto* received = reinterpret_cast<const char*>(posts_.posts()[3].lParam);
+    EXPECT_EQ(reader1.GetDatabase(received), reader1.GetDatabase(name1));
+
+    // Another object of the same file counts as the same database; the
+    // sender need not have the file open. A database without a file reaches
+    // only the broadcast.
+    const TavloDatabase privateCopy(*reader1.GetDatabase(name1));
+    ExpectPosts(without, privateCopy,
+                {{Window(0x40), 0, 0x30, name2}, {Window(0x20), 0, 0x30, name1},
+                 {Window(0x10), 0, 0x30, senderName}});
+    TavloDatabase& pathless = sender.AssignDatabase(nullptr);
+    sender.ListInsertDatabase(pathless, "New", 0);
+    ExpectPosts(sender, pathless, {});
+}
+
+TEST_F(NotifyTest, ThreadsGetThreadPostsWithTheSendersThreadId) {
+    TavloManager sender(Thread(7));
+    TavloManager reader(Thread(9));
+    TavloManager windowed(Window(0x20));
+    const char* senderName = Open(sender, path_);
+    const char* readerName = Open(reader, path_);
+    const char* windowedName = Open(windowed, path_);
+    // A sender without a window gives window receivers a null wParam.
+    ExpectPosts(sender, *sender.GetDatabase(senderName),
+                {{nullptr, 7, 7, senderName},
+                 {Window(0x20), 0, 0, windowedName},
+                 {nullptr, 9, 7, readerName}});
+    // SetHandle makes a manager told the other way.
+    const TavloDatabase& db = *reader.GetDatabase(readerName);
+    reader.SetHandle(Window(0x21));
+    windowed.SetHandle(Thread(33));
+    sender.SetHandle(Window(0x10));
+    ExpectPosts(sender, db,
+                {{Window(0x10), 0, 0x10, senderName},
+                 {nullptr, 33, 0, windowedName},
+                 {Window(0x21), 0, 0x10, readerName}});
+    // Neither window nor thread: not told.
+    for (TavloManager* mgr : {&windowed, &reader, &sender}) {
+        mgr->SetHandle(Thread(0));
+    }
+    ExpectPosts(sender, db, {});
 }
 
 }  // namespace
