@@ -13,6 +13,7 @@
 #include "query.h"
 #include "copy.h"
 #include "dbfile.h"
+#include "kept.h"
 #include "platform.h"
 #include "module.h"
 #include "exception.h"
