@@ -336,6 +336,19 @@ void Parser::user_attribute_sigtype() {
     SetValueOf(SigtypeRef(typeName), def, name, TAVLO_OBJ_SIGTYPE);
 }
 
+namespace {
+
+bool HasRelation(const rxblk* list, const symblk* node) {
+    for (; list != nullptr; list = list->next) {
+        if (list->symbol == node) {
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
 // The relation entry of a node in a relation list; a node that has none
 // gets one at the end of the list (counted in `count` when given).
 rxblk* Parser::RelationOf(rxblk** list, symblk* node, unsigned short* count) {
@@ -377,36 +390,78 @@ void Parser::user_attribute_rel() {
     ExpectName(&nodeName);
     symblk* node = NodeRef(nodeName);
     rxblk* entry = nullptr;
+    sigblk* signal = nullptr;
+    msgblk* message = nullptr;
+    env_var_blk* envvar = nullptr;
+    bool known = false;  // the node had its entry before
     if (kind == kTokNodeRxSigRel) {
         Expect(kTokUnterbotschaft);
-        msgblk* message = ExpectMessage();
+        message = ExpectMessage();
         Name signalName;
         ExpectName(&signalName);
-        sigblk* signal = SignalRef(message, signalName);
+        signal = SignalRef(message, signalName);
         CheckObjectType(def, name, objectType);
         rxblk* receivers = signal->receivers;
+        known = HasRelation(receivers, node);
         unsigned short count = signal->receiver_count;
         entry = RelationOf(&receivers, node, &count);
         signal->receivers = receivers;
         signal->receiver_count = count;
     } else if (kind == kTokNodeTxMsgRel) {
-        msgblk* message = ExpectMessage();
+        message = ExpectMessage();
         CheckObjectType(def, name, objectType);
         rxblk* transmitters = message->transmitters;
+        known = HasRelation(transmitters, node);
         entry = RelationOf(&transmitters, node, nullptr);
         message->transmitters = transmitters;
     } else {
         Name variableName;
         ExpectName(&variableName);
-        env_var_blk* envvar = EnvvarRef(variableName);
+        envvar = EnvvarRef(variableName);
         CheckObjectType(def, name, objectType);
         rxblk* accessNodes = envvar->access_nodes;
+        known = HasRelation(accessNodes, node);
         unsigned short count = envvar->access_node_count;
         entry = RelationOf(&accessNodes, node, &count);
         envvar->access_nodes = accessNodes;
         envvar->access_node_count = count;
     }
-    SetValueOf(entry, def, name, objectType);
+    try {
+        SetValueOf(entry, def, name, objectType);
+    } catch (...) {
+        if (tolerant_ && !known) {  // the entry made for the value goes again
+            DropRelation(signal, message, envvar, entry);
+        }
+        throw;
+    }
+}
+
+// Unlinks and releases the relation entry of a signal's receivers, else of
+// a message's transmitters, else of a variable's access nodes.
+void Parser::DropRelation(sigblk* signal, msgblk* message, env_var_blk* envvar, rxblk* entry) {
+    rxblk* list = signal != nullptr    ? signal->receivers
+                  : envvar != nullptr ? envvar->access_nodes
+                                      : message->transmitters;
+    if (list == entry) {
+        list = entry->next;
+    } else {
+        rxblk* before = list;
+        while (before->next != entry) {
+            before = before->next;
+        }
+        before->next = entry->next;
+    }
+    entry->next = nullptr;
+    model::ReleaseRelations(entry);
+    if (signal != nullptr) {
+        signal->receivers = list;
+        signal->receiver_count = static_cast<unsigned short>(signal->receiver_count - 1);
+    } else if (envvar != nullptr) {
+        envvar->access_nodes = list;
+        envvar->access_node_count = static_cast<unsigned short>(envvar->access_node_count - 1);
+    } else {
+        message->transmitters = list;
+    }
 }
 
 }  // namespace tavlo::dbfile

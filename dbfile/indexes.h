@@ -108,6 +108,7 @@ public:
     }
     std::uint32_t size() const { return static_cast<std::uint32_t>(entries_.size()); }
     void Add(sigblk* signal) { entries_.push_back(Entry{Hash(signal->name), signal}); }
+    void DropLast() { entries_.pop_back(); }  // a signal a tolerant read gave up
     sigblk* Find(const SignalRun& run, const char* name) const {
         const std::uint32_t hash = Hash(name);
         const Entry* entry = entries_.data() + run.first;

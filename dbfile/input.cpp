@@ -10,14 +10,16 @@ namespace {
 
 std::string gBytes;
 bool gOpen = false;
+bool gHeld = false;
+bool gCarriageReturns = false;
 
 // The file is text: as a text-mode read on Windows does, a carriage return
 // directly before a line feed is dropped, so line ends read the same from
 // files written on either platform (comments keep no stray returns).
-void DropCarriageReturns(std::string& bytes) {
+bool DropCarriageReturns(std::string& bytes) {
     std::size_t from = bytes.find('\r');
     if (from == std::string::npos) {
-        return;
+        return false;
     }
     std::size_t to = from;
     for (; from < bytes.size(); ++from) {
@@ -27,13 +29,18 @@ void DropCarriageReturns(std::string& bytes) {
         }
         bytes[to++] = c;
     }
+    const bool dropped = to != bytes.size();
     bytes.resize(to);
+    return dropped;
 }
 
 }  // namespace
 
 bool OpenInput(const char* path) {
+    const bool held = gHeld;
+    gHeld = false;
     CloseInput();
+    gHeld = held;
     if (path == nullptr) {
         return false;
     }
@@ -64,7 +71,7 @@ bool OpenInput(const char* path) {
     if (failed) {
         return false;
     }
-    DropCarriageReturns(bytes);
+    gCarriageReturns = DropCarriageReturns(bytes);
     gBytes.swap(bytes);
     gOpen = true;
     return true;
@@ -83,8 +90,19 @@ std::size_t InputSize() {
 }
 
 void CloseInput() {
+    if (gHeld) {
+        return;
+    }
     std::string().swap(gBytes);
     gOpen = false;
+}
+
+void HoldInput(bool hold) {
+    gHeld = hold;
+}
+
+bool InputHadCarriageReturns() {
+    return gOpen && gCarriageReturns;
 }
 
 }  // namespace tavlo::dbfile

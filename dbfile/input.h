@@ -22,8 +22,16 @@ bool IsInputOpen();
 const unsigned char* InputData();
 std::size_t InputSize();
 
-// Releases the input if one is open and forgets it.
+// Releases the input if one is open and forgets it; does nothing while the
+// input is held.
 void CloseInput();
+
+// Holds the input open through the error paths of a read (a read with a
+// session goes on after them, or gives places in the file), or lets it go.
+void HoldInput(bool hold);
+
+// Whether the open input dropped carriage returns before line feeds.
+bool InputHadCarriageReturns();
 
 }  // namespace tavlo::dbfile
 

@@ -16,6 +16,7 @@
 #include "dbfile/keywords.h"
 #include "dbfile/report.h"
 #include "dbfile/scanner.h"
+#include "dbfile/session.h"
 #include "model/model.h"
 #include "tavloms/records.h"
 
@@ -33,22 +34,6 @@ struct Name {
     int line;
     std::string_view view() const { return std::string_view(text); }
     bool Is(const char* other) const { return std::strcmp(text, other) == 0; }
-};
-
-// The items of the database being read.
-struct Lists {
-    symblk** nodes;
-    msgblk** messages;
-    env_var_blk** envvars;
-    btlblk** bitTimings;
-    attr_def** attrDefs;
-    attr** dbAttrs;
-    cat** categories;
-    filter_t* filter;
-    char** comment;
-    char** version;
-    sigtype** sigTypes;
-    valtable** valueTables;
 };
 
 // Copies a text of known length into a name field as CopyName would: at
@@ -111,6 +96,19 @@ public:
         }
         last_ = record;
     }
+    T* last() const { return last_; }
+    // Unlinks the records after `last` (all of them for null) and returns
+    // them as a list.
+    T* CutAfter(T* last) {
+        T* cut = last != nullptr ? last->next : *head_;
+        if (last != nullptr) {
+            last->next = nullptr;
+        } else {
+            *head_ = nullptr;
+        }
+        last_ = last;
+        return cut;
+    }
 
 private:
     T** head_ = nullptr;
@@ -119,12 +117,15 @@ private:
 
 class Parser {
 public:
-    explicit Parser(const Lists& lists);
+    Parser(const Lists& lists, ReadSession* session);
     void Run();
 
 private:
     // Tokens.
-    void Advance() { tok_ = NextToken(); }
+    void Advance() {
+        lastEnd_ = ScanPosition();
+        tok_ = NextToken();
+    }
     bool Accept(int token);
     void Expect(int token);
     [[noreturn]] void SyntaxError();
@@ -201,9 +202,35 @@ private:
     void signal_valtype();
     void signaltype_valtype();
 
+    // Tolerance (tolerance.cpp): a tolerant read skips a faulty statement,
+    // releasing what it made, and goes on.
+    struct Mark {
+        symblk* node;
+        valtable* table;
+        ::sigtype* type;
+        env_var_blk* envvar;
+        cat* category;
+        filtercatblk* filterCategory;
+        rxblk* filterNode;
+    };
+    Mark MarkLists() const;
+    void Rollback(const Mark& mark);
+    void Place();
+    void Note(unsigned int code, const char* context);
+    void Recovered();
+    void StatementTolerantly();
+    void SignalTolerantly(msgblk* message, Tail<sigblk>* signals, SignalRun* run);
+    bool HeaderStatement();
+    void UnknownStatement();
+    bool Resync(const unsigned char* start, bool signals);
+    bool StartsStatement(bool signals) const;
+    bool AtLineStart() const;
+    void KeepStatement(const unsigned char* start, int line);
+
     void ReplaceText(char** slot);
     static void SetAttr(attr** list, attr* value);
     static rxblk* RelationOf(rxblk** list, symblk* node, unsigned short* count);
+    void DropRelation(sigblk* signal, msgblk* message, env_var_blk* envvar, rxblk* entry);
 
     const Lists lists_;
     int tok_ = kTokEnd;
@@ -224,6 +251,11 @@ private:
     std::unordered_map<std::string_view, env_var_blk*> envvarIndex_;
     std::unordered_map<std::string_view, attr_def*> attrDefIndex_;
     bool newSymbolKeyword_[kTokUminus + 1] = {};
+
+    ReadSession* const session_;  // null in TAVLO_READ
+    const bool tolerant_;
+    const unsigned char* lastEnd_ = nullptr;  // after the token before the current one
+    int headerRank_ = 0;  // of the last header statement; past them after any other
 };
 
 // A zero-filled record; running out of memory ends the read.

@@ -16,6 +16,7 @@
 #include "dbfile/report.h"
 #include "model/model.h"
 #include "tavloms/dbfile.h"
+#include "tavloms/exception.h"
 #include "tavloms/lifecycle.h"
 
 namespace tavlo::dbfile {
@@ -30,7 +31,8 @@ constexpr unsigned int kAccessNodeBit = 0x2;  // set by every access node
 
 }  // namespace
 
-Parser::Parser(const Lists& lists) : lists_(lists) {
+Parser::Parser(const Lists& lists, ReadSession* session)
+    : lists_(lists), session_(session), tolerant_(session != nullptr && session->tolerant()) {
     nodes_.Reset(lists.nodes);
     messages_.Reset(lists.messages);
     envvars_.Reset(lists.envvars);
@@ -338,11 +340,22 @@ cat* Parser::CategoryRef(long long number, int line, bool noneForZero) {
 
 void Parser::Run() {
     Advance();
+    if (tolerant_) {  // the header statements are statements like the others
+        while (tok_ != kTokEnd) {
+            StatementTolerantly();
+        }
+        return;
+    }
+    Place();
     version();
+    Place();
     new_symbols();
+    Place();
     segm_table();
+    Place();
     device_decl();
     while (tok_ != kTokEnd) {
+        Place();
         statement();
     }
 }
@@ -444,13 +457,24 @@ void Parser::statement() {
     case kTokSignalGroup: signal_group(); break;
     case kTokSignalValtype: signal_valtype(); break;
     case kTokSignalTypeValtype: signaltype_valtype(); break;
-    case kTokNewSymbolDesc:
+    case kTokNewSymbolDesc: {
+        const TokenValue start = CurrentToken();
         Advance();
         SkipStatement();
+        KeepStatement(start.start, start.line);
         break;
+    }
     default:
+        if (tolerant_ && HeaderStatement()) {
+            return;
+        }
+        if (tolerant_ && tok_ == kTokSymbol) {
+            UnknownStatement();
+            break;
+        }
         SyntaxError();
     }
+    headerRank_ = 5;
 }
 
 // valtable -> VAL_TABLE_ name (value STRING)* ';'
@@ -522,8 +546,24 @@ void Parser::msg() {
     sigblk* head = nullptr;
     signals.Reset(&head);
     SignalRun run{signals_.size(), 0};
-    while (tok_ == kTokUnterbotschaft) {
-        sg(message, &signals, &run);
+    for (;;) {
+        if (tok_ == ';' && tolerant_) {  // a ';' the signal before should not have
+            Place();
+            Advance();
+            if (tok_ != kTokUnterbotschaft) {
+                break;
+            }
+            Note(kDiagStraySemicolon, nullptr);
+        }
+        if (tok_ != kTokUnterbotschaft) {
+            break;
+        }
+        if (tolerant_) {
+            SignalTolerantly(message, &signals, &run);
+        } else {
+            Place();
+            sg(message, &signals, &run);
+        }
         message->signal_count = static_cast<unsigned short>(run.count);
     }
     messageIndex_.Find(id)->signals = run;
@@ -554,7 +594,19 @@ void Parser::sg(msgblk* message, Tail<sigblk>* signals, SignalRun* run) {
     if (tok_ == kTokSymbol) {
         Name text;
         ExpectName(&text);
-        mode(text, signal);
+        if (!tolerant_) {
+            mode(text, signal);
+        } else {  // a form not known here: the signal is read as a plain one
+            try {
+                mode(text, signal);
+            } catch (const TavloException&) {
+                Recovered();
+            }
+            while (tok_ == kTokSymbol) {
+                Note(kMsgIllegalMode, CurrentToken().text);
+                Advance();
+            }
+        }
     }
     if (tok_ != ':') {
         SyntaxError();
@@ -681,15 +733,31 @@ void Parser::msg_tx_node() {
     msgblk* message = entry->message;
     Expect(':');
     rxblk* last = TailOf(message->transmitters);
-    while (!Accept(';')) {
-        Accept(',');
-        Name name;
-        ExpectName(&name);
-        rxblk* entry = NewRelation(name, &TAVLO_CREATE_TX);
-        if (entry == nullptr) {
-            continue;  // "Corvan__XXX"
+    rxblk* const before = last;
+    try {
+        while (!Accept(';')) {
+            Accept(',');
+            Name name;
+            ExpectName(&name);
+            rxblk* entry = NewRelation(name, &TAVLO_CREATE_TX);
+            if (entry == nullptr) {
+                continue;  // "Corvan__XXX"
+            }
+            Link(&last, entry, [&](auto* first) { message->transmitters = first; });
         }
-        Link(&last, entry, [&](auto* first) { message->transmitters = first; });
+    } catch (...) {
+        if (tolerant_) {  // the statement is dropped whole
+            rxblk* cut = nullptr;
+            if (before != nullptr) {
+                cut = before->next;
+                before->next = nullptr;
+            } else {
+                cut = message->transmitters;
+                message->transmitters = nullptr;
+            }
+            model::ReleaseRelations(cut);
+        }
+        throw;
     }
 }
 
@@ -824,11 +892,13 @@ void Parser::signal_type() {
 // Read for compatibility; a signal type keeps no value descriptions of its
 // own, so the entries are dropped.
 void Parser::sigtype_values() {
+    const TokenValue start = CurrentToken();
     Advance();
     Name name;
     ExpectName(&name);
     SigtypeRef(name);
     model::ReleaseValueDescriptions(value_descriptions());
+    KeepStatement(start.start, start.line);
 }
 
 // Replaces a text of the database (version, file comment) by the string
@@ -896,6 +966,10 @@ void Parser::comment() {
     default:
         SyntaxError();
     }
+    if (tolerant_ && tok_ != ';' && StartsStatement(false) && AtLineStart()) {
+        Note(kDiagMissingSemicolon, nullptr);  // the comment is taken as ended
+        return;
+    }
     Expect(';');
 }
 
@@ -907,6 +981,12 @@ void Parser::sig_values() {
         Name name;
         ExpectName(&name);
         env_var_blk* envvar = EnvvarRef(name);
+        if (tolerant_) {  // a faulty list leaves the one before in place
+            val* list = value_descriptions();
+            model::ReleaseValueDescriptions(envvar->value_descriptions);
+            envvar->value_descriptions = list;
+            return;
+        }
         model::ReleaseValueDescriptions(envvar->value_descriptions);
         envvar->value_descriptions = nullptr;
         envvar->value_descriptions = value_descriptions();
@@ -916,6 +996,12 @@ void Parser::sig_values() {
     Name name;
     ExpectName(&name);
     sigblk* signal = SignalRef(message, name);
+    if (tolerant_) {
+        val* list = value_descriptions();
+        model::ReleaseValueDescriptions(signal->value_descriptions);
+        signal->value_descriptions = list;
+        return;
+    }
     model::ReleaseValueDescriptions(signal->value_descriptions);
     signal->value_descriptions = nullptr;
     signal->value_descriptions = value_descriptions();
@@ -1045,14 +1131,21 @@ void Parser::signal_group() {
     model::AppendTail(&groups, group);
     message->signal_groups = groups;
     siglistblk* last = nullptr;
-    while (!Accept(';')) {
-        if (last != nullptr) {
-            Accept(',');
+    try {
+        while (!Accept(';')) {
+            if (last != nullptr) {
+                Accept(',');
+            }
+            Name member;
+            ExpectName(&member);
+            siglistblk* entry = TAVLO_CREATE_SIGLIST(SignalRef(message, member));
+            Link(&last, entry, [&](auto* first) { group->signals = first; });
         }
-        Name member;
-        ExpectName(&member);
-        siglistblk* entry = TAVLO_CREATE_SIGLIST(SignalRef(message, member));
-        Link(&last, entry, [&](auto* first) { group->signals = first; });
+    } catch (...) {
+        if (tolerant_) {
+            CAN_DELETE_SIGGROUP(message, group);
+        }
+        throw;
     }
 }
 
@@ -1090,31 +1183,8 @@ extern "C" unsigned int TAVLO_READ(const char* file, symblk** nodes, msgblk** me
                                    filter_t* filter, char** comment, char** version,
                                    sigtype** sigTypes, valtable** valueTables) {
     using namespace tavlo::dbfile;
-    FreeNewSymbols();  // left behind by a read that ended by an error
-    if (*version == nullptr) {
-        *version = tavlo::model::DuplicateText("");
-    }
-    ClearErrorReported();
-    if (file == nullptr) {
-        return 0;
-    }
-    if (!OpenInput(file)) {
-        ReportReadError(kMsgNotFound, -1, file);
-        return kMsgNotFound;
-    }
-    StartScanner();
-    unsigned int result = 0;
-    try {
-        Parser parser(Lists{nodes, messages, envvars, bitTimings, attrDefs, dbAttrs, categories,
-                            filter, comment, version, sigTypes, valueTables});
-        parser.Run();
-    } catch (const ParseStopped& stopped) {
-        if (!stopped.warning) {
-            ReportReadError(kMsgIllegalSegmentation, CurrentLine(), nullptr);
-        }
-        result = kMsgFormatError;
-    }
-    CloseInput();
-    FreeNewSymbols();
-    return result;
+    return ReadWith(file,
+                    Lists{nodes, messages, envvars, bitTimings, attrDefs, dbAttrs, categories,
+                          filter, comment, version, sigTypes, valueTables},
+                    nullptr);
 }

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "dbfile/input.h"
+#include "dbfile/session.h"
 #include "model/model.h"
 #include "platform/platform.h"
 #include "tavloms/exception.h"
@@ -103,12 +104,27 @@ const char* ComposeMessage(unsigned int code, int line, const char* context) {
     return gMessage;
 }
 
-void ShowWarning(unsigned int code, int line, const char* context) {
+namespace {
+
+// A read with a session that captures its messages takes them as
+// diagnostics; every other message is shown.
+void Show(bool error, unsigned int code, int line, const char* context) {
+    ReadSession* session = CurrentSession();
+    if (session != nullptr && session->capture()) {
+        session->Add(error, code, context);
+        return;
+    }
     platform::ShowMessageBox(ComposeMessage(code, line, context), nullptr, MB_ICONHAND);
 }
 
+}  // namespace
+
+void ShowWarning(unsigned int code, int line, const char* context) {
+    Show(false, code, line, context);
+}
+
 void RaiseError(unsigned int code, int line, const char* context) {
-    ShowWarning(code, line, context);
+    Show(true, code, line, context);
     gErrorReported = true;
     throw TavloException(1);
 }

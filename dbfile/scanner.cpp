@@ -14,6 +14,7 @@
 
 #include "dbfile/input.h"
 #include "dbfile/report.h"
+#include "dbfile/session.h"
 
 namespace tavlo::dbfile {
 
@@ -227,9 +228,15 @@ int Identifier(int c, bool* skipped) {
     }
     if (NewSymbols() != nullptr) {
         if (const NewSymbol* symbol = FindNewSymbol(gText)) {
+            ReadSession* session = CurrentSession();
+            if (session != nullptr) {
+                session->SetPlace(gToken.start, gToken.line);
+            }
             ShowWarning(kMsgNewSymbolNotSupported, gLine, symbol->self);
             *skipped = true;
-            SkipPast(';');
+            if (SkipPast(';') && session != nullptr) {
+                session->Keep(gToken.start, gPos, gToken.line);
+            }
             return kTokError;
         }
     }
@@ -548,13 +555,19 @@ int CurrentLine() {
     return gLine;
 }
 
+const unsigned char* ScanPosition() {
+    return gPos;
+}
+
 const TokenValue& CurrentToken() {
     return gToken;
 }
 
 void ReportSyntaxError(const char* text) {
     CloseInput();
-    gPos = gEnd = nullptr;
+    if (!IsInputOpen()) {  // held open by a read that goes on
+        gPos = gEnd = nullptr;
+    }
     ReportReadError(kMsgSyntax, gLine, text);
 }
 
@@ -577,6 +590,7 @@ int NextToken() {
                 return kTokEnd;
             }
             gToken.line = gLine;
+            gToken.start = p;
             if ((classes & (kPunct | kIdentStart | kDigit)) != 0) {
                 gPos = p + 1;
                 if ((classes & kPunct) != 0) {
@@ -611,6 +625,7 @@ int NextToken() {
             continue;
         }
         gToken.line = gLine;
+        gToken.start = gPos - 1;
         if (Is(c, kIdentStart)) {
             bool skipped = false;
             const int token = Identifier(c, &skipped);

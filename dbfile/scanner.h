@@ -23,6 +23,7 @@ struct TokenValue {
     const char* text;       // SYMBOL and STRING: the scanner's own copy, valid
     std::size_t length;     //   until the next token
     int line;               // line counter when the token began
+    const unsigned char* start;  // where it began in the input
 };
 
 // Empties the push-back stack and sets the line counter to 0; the scanner
@@ -40,6 +41,10 @@ const TokenValue& CurrentToken();
 
 // The number of line feeds read from the file so far.
 int CurrentLine();
+
+// The read position in the input: after the last token, unless characters
+// were pushed back.
+const unsigned char* ScanPosition();
 
 // The character machinery under NextToken: ReadChar takes the top of the
 // push-back stack, else the next byte of the file (-1 at its end); only a

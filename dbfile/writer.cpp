@@ -7,6 +7,9 @@
 // backslash.
 #include "dbfile/writer.h"
 
+#include <algorithm>
+#include <string>
+
 #include <vector>
 
 #include "dbfile/keywords.h"
@@ -308,8 +311,9 @@ bool NeedsNewSymbolList(const tavlo_root_t& db) {
            db.attr_defs != nullptr || db.categories != nullptr || db.sig_types != nullptr;
 }
 
-// The keywords after "NS_" and the new symbols of the current read.
-void WriteNewSymbols(OutputText& out) {
+// The keywords after "NS_", the new symbols of the current read and those
+// of the statements written after the database.
+void WriteNewSymbols(OutputText& out, const std::vector<std::string>& keptSymbols) {
     out.Put("\nNS_ : \n");
     for (int row = kNewSymbolRow + 1; row < kKeywordCount; ++row) {
         out.Put('\t');
@@ -319,6 +323,11 @@ void WriteNewSymbols(OutputText& out) {
     for (const NewSymbol* symbol = NewSymbols(); symbol != nullptr; symbol = symbol->next) {
         out.Put('\t');
         out.Put(symbol->name);
+        out.Put('\n');
+    }
+    for (const std::string& symbol : keptSymbols) {
+        out.Put('\t');
+        out.Put(symbol.c_str(), symbol.size());
         out.Put('\n');
     }
     out.Put('\n');
@@ -821,11 +830,12 @@ void WriteSigTypeValueTypes(OutputText& out, const sigtype* types) {
     }
 }
 
-void WriteDatabase(OutputText& out, const tavlo_root_t& db) {
+void WriteDatabase(OutputText& out, const tavlo_root_t& db,
+                   const std::vector<std::string>& keptSymbols) {
     const Rows rows = FlattenMessages(db.messages);
     WriteVersion(out, db.version);
-    if (NeedsNewSymbolList(db)) {
-        WriteNewSymbols(out);
+    if (NeedsNewSymbolList(db) || !keptSymbols.empty()) {
+        WriteNewSymbols(out, keptSymbols);
     }
     WriteBitTimings(out, db.bit_timings);
     WriteNodes(out, db.nodes);
@@ -849,6 +859,44 @@ void WriteDatabase(OutputText& out, const tavlo_root_t& db) {
 }
 
 }  // namespace
+
+unsigned int WriteWithKept(const char* file, const tavlo_root_t& db, const tavlo_kept_t* kept,
+                           std::size_t keptCount) {
+    // The first symbol of each kept statement that is no keyword, once.
+    std::vector<std::string> symbols;
+    for (std::size_t i = 0; i < keptCount; ++i) {
+        const char* text = kept[i].text != nullptr ? kept[i].text : "";
+        std::size_t length = 0;
+        while (text[length] != '\0' && text[length] != ':' && text[length] != ';' &&
+               static_cast<unsigned char>(text[length]) > ' ') {
+            ++length;
+        }
+        int token = 0;
+        std::string symbol(text, length);
+        if (length == 0 || length >= TAVLO_NAME_SIZE || LookupKeyword(symbol.c_str(), &token) ||
+            std::find(symbols.begin(), symbols.end(), symbol) != symbols.end()) {
+            continue;
+        }
+        symbols.push_back(std::move(symbol));
+    }
+    std::FILE* stream = file != nullptr ? std::fopen(file, "w") : nullptr;
+    if (stream == nullptr) {
+        return kMsgCouldNotWrite;
+    }
+    {
+        OutputText out(stream);
+        WriteDatabase(out, db, symbols);
+        for (std::size_t i = 0; i < keptCount; ++i) {
+            if (kept[i].text != nullptr) {
+                out.Put(kept[i].text);
+                out.Put('\n');
+            }
+        }
+    }
+    const bool failed = std::ferror(stream) != 0;
+    const bool closed = std::fclose(stream) == 0;
+    return closed && !failed ? 0u : static_cast<unsigned int>(kMsgCouldNotWrite);
+}
 
 void WriteValueType(OutputText& out, const attr_def* attr) {
     TAVLO_ASSERT(attr, kModule);
@@ -902,7 +950,7 @@ extern "C" unsigned int TAVLO_WRITE(const char* file, symblk* nodes, msgblk* mes
                           categories, filter,   comment, version,    sigTypes, valueTables};
     {
         tavlo::dbfile::OutputText out(stream);
-        tavlo::dbfile::WriteDatabase(out, db);
+        tavlo::dbfile::WriteDatabase(out, db, {});
     }
     std::fclose(stream);
     return 0;

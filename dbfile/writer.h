@@ -12,6 +12,7 @@
 #include <memory>
 
 #include "dbfile/number.h"
+#include "tavloms/kept.h"
 #include "tavloms/records.h"
 
 namespace tavlo::dbfile {
@@ -70,6 +71,13 @@ private:
 // enumeration texts ("INT 0 10", "STRING ", "ENUM  \"a\",\"b\""). A null
 // definition is an assertion failure.
 void WriteValueType(OutputText& out, const attr_def* attr);
+
+// Writes the database as TAVLO_WRITE does, then the kept statements, each on
+// its own; the "NS_" list declares the first symbol of each that is no
+// keyword, so that the file reads back to the same records and statements.
+// Returns 0, or kMsgCouldNotWrite.
+unsigned int WriteWithKept(const char* file, const tavlo_root_t& db, const tavlo_kept_t* kept,
+                           std::size_t keptCount);
 
 // Writes the "NS_DESC_ :" statement: every keyword with its description.
 // TAVLO_WRITE does not write it.

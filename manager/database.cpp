@@ -5,7 +5,9 @@
 #include <new>
 #include <string>
 
+#include "dbfile/session.h"
 #include "manager/frame.h"
+#include "manager/kept.h"
 #include "manager/lists.h"
 #include "manager/names.h"
 #include "model/model.h"
@@ -163,14 +165,17 @@ void TavloDatabase::Adopt(const tavlo_root_t& root) {
 // left what it read so far linked in; the object keeps that. Of the file's
 // view filter the object takes the categories only: its node list and
 // filter word stay empty and zero.
+// The statements the read kept are kept beside the object.
 void TavloDatabase::ReadFile() {
     filter_t filter{};
-    try {
-        TAVLO_READ(mDbPath, &mNodes, &mMessages, &mEnvvars, &mBitTimings, &mAttrDefs,
-                   &mDbAttrs, &mCategories, &filter, &mComment, &mUserData, &mSigTypes,
-                   &mValueTables);
-    } catch (const TavloException&) {
-    }
+    tavlo::dbfile::ReadSession session(false, false);  // messages shown as TAVLO_READ shows them
+    tavlo::dbfile::ReadWith(mDbPath,
+                            tavlo::dbfile::Lists{&mNodes, &mMessages, &mEnvvars, &mBitTimings,
+                                                 &mAttrDefs, &mDbAttrs, &mCategories, &filter,
+                                                 &mComment, &mUserData, &mSigTypes,
+                                                 &mValueTables},
+                            &session);
+    tavlo::manager::SetKeptStatements(this, session.kept());
     mFilter.categories = filter.categories;
     tavlo::model::ReleaseFilterNodes(filter.nodes);
 }
@@ -251,6 +256,7 @@ unsigned int TavloDatabase::ReopenDatabaseFile() {
 }
 
 void TavloDatabase::Clear() {
+    tavlo::manager::ForgetKeptStatements(this);
     tavlo_root_t root = Root();
     TAVLO_FREE_ROOT(&root);
     Adopt(tavlo_root_t{});

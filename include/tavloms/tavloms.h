@@ -14,6 +14,7 @@
 #include "copy.h"
 #include "dbfile.h"
 #include "kept.h"
+#include "load.h"
 #include "platform.h"
 #include "module.h"
 #include "exception.h"

@@ -120,6 +120,56 @@ TEST_P(Corpus, ReadsAsExpectedAndRoundTrips) {
     EXPECT_EQ(WriteAndRead(second.root, &third), written);
 }
 
+std::vector<std::string> Texts(const std::vector<tavlo_kept_t>& kept) {
+    std::vector<std::string> texts;
+    for (const tavlo_kept_t& statement : kept) {
+        texts.push_back(std::to_string(statement.line) + ":" + statement.text);
+    }
+    return texts;
+}
+
+// The loading entry: strict loading gives TAVLO_READ's records, with its
+// warnings and its one error as diagnostics; tolerant loading gives the same
+// records from a file TAVLO_READ reads, and the statements it keeps come back
+// from a write with them.
+TEST_P(Corpus, LoadsAsTheReaderReads) {
+    const Expectation& expected = GetParam();
+    const std::string path = CorpusPath(expected.file);
+    Database legacy;
+    const ReadOutcome outcome = ReadDatabase(path, &legacy.root);
+    tavlo::Loaded strict(path.c_str(), TAVLO_LOAD_STRICT);
+    EXPECT_EQ(strict.ok(), !outcome.raised);
+    EXPECT_EQ(DescribeDatabase(strict.root()), DescribeDatabase(legacy.root));
+    std::size_t counts[2] = {0, 0};  // errors, warnings
+    for (const tavlo_diagnostic_t& diagnostic : strict.diagnostics()) {
+        ++counts[diagnostic.severity];
+        EXPECT_GT(diagnostic.line * diagnostic.column, 0u) << diagnostic.text;
+    }
+    EXPECT_EQ(counts[TAVLO_SEVERITY_ERROR], outcome.raised ? 1u : 0u);
+    EXPECT_EQ(counts[TAVLO_SEVERITY_WARNING], expected.warnings);
+    if (outcome.raised) {
+        return;
+    }
+    tavlo::Loaded tolerant(path.c_str(), TAVLO_LOAD_TOLERANT);
+    EXPECT_TRUE(tolerant.ok());
+    EXPECT_EQ(DescribeDatabase(tolerant.root()), DescribeDatabase(legacy.root));
+    EXPECT_EQ(Texts(tolerant.kept()), Texts(strict.kept()));
+    const std::string copy = tavlo::test::TestFilePath(".dbc");
+    ASSERT_EQ(tolerant.Write(copy.c_str()), 0u);
+    tavlo::Loaded back(copy.c_str(), TAVLO_LOAD_STRICT);
+    std::remove(copy.c_str());
+    EXPECT_TRUE(back.ok());
+    std::vector<std::string> texts;
+    for (const tavlo_kept_t& statement : back.kept()) {
+        texts.push_back(statement.text);
+    }
+    std::vector<std::string> original;
+    for (const tavlo_kept_t& statement : tolerant.kept()) {
+        original.push_back(statement.text);
+    }
+    EXPECT_EQ(texts, original);
+}
+
 std::string RowName(const ::testing::TestParamInfo<Expectation>& info) {
     return tavlo::test::TestName(info.param.file);
 }
