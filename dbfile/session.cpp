@@ -16,6 +16,26 @@ namespace {
 
 ReadSession* gSession = nullptr;
 
+// Texts of the diagnostics of tolerance; keep in the order of DiagnosticCode.
+const char* const kDiagnosticTexts[] = {
+    "unknown statement kept",
+    "comment without ';' taken as ended",
+    "stray ';' between signals ignored",
+    "header statement out of place",
+};
+
+std::string TextOf(unsigned int code, const char* context) {
+    if (code < kDiagUnknownStatement || code > kDiagLateHeader) {
+        return ComposeMessage(code, -1, context);
+    }
+    std::string text = kDiagnosticTexts[code - kDiagUnknownStatement];
+    if (context != nullptr && context[0] != '\0') {
+        text += ", ";
+        text += context;
+    }
+    return text;
+}
+
 // Sets the session for the time of one read.
 class SessionScope {
 public:
@@ -87,7 +107,7 @@ void ReadSession::Add(bool error, unsigned int code, const char* context) {
     if (quiet_) {
         return;
     }
-    Diagnostic diagnostic{error && !tolerant_, 0, 0, code, ComposeMessage(code, -1, context)};
+    Diagnostic diagnostic{error && !tolerant_, 0, 0, code, TextOf(code, context)};
     const unsigned char* begin = InputData();
     const unsigned char* end = begin + InputSize();
     if (placeLine_ >= 0 && place_ != nullptr && begin != nullptr && place_ >= begin &&
