@@ -13,10 +13,26 @@ struct Shown {
     std::string key;   // the text without its line number
     std::string text;  // the first one shown
     unsigned int count;
+    bool placed;  // text begins with "<line>:<column>: "
 };
 
 std::string gFile;
 std::vector<Shown> gShown;
+bool gStrict = false;
+
+// The reader's warning for a statement it keeps (tavlo_load's code 26).
+constexpr unsigned int kNewSymbolNotSupported = 26;
+
+// Shows a message once; the same key again counts as one more like it.
+void Collect(const std::string& key, const std::string& text, bool placed) {
+    for (Shown& shown : gShown) {
+        if (shown.key == key) {
+            ++shown.count;
+            return;
+        }
+    }
+    gShown.push_back({key, text, 1, placed});
+}
 
 // A message without its ", line N": the same warning on many lines is one.
 std::string WithoutLine(const std::string& text) {
@@ -31,29 +47,11 @@ std::string WithoutLine(const std::string& text) {
     return text.substr(0, at) + text.substr(end);
 }
 
-std::string FullName(attr* values, const char* name, const char* longNameAttribute) {
-    if (TAVLO_IS_ATTRIBUTE_DEFINED(values, longNameAttribute)) {
-        tavlo_attr_value_t value{};
-        TAVLO_GET_ATTRVAL(value.bytes, values, longNameAttribute);
-        if (value.text != nullptr && value.text[0] != '\0') {
-            return value.text;
-        }
-    }
-    return name;
-}
-
 }  // namespace
 
 int CollectMessage(const char* text, const char* /*caption*/, unsigned int /*style*/) {
     const std::string message = text != nullptr ? text : "";
-    const std::string key = WithoutLine(message);
-    for (Shown& shown : gShown) {
-        if (shown.key == key) {
-            ++shown.count;
-            return 1;
-        }
-    }
-    gShown.push_back({key, message, 1});
+    Collect(WithoutLine(message), message, false);
     return 1;
 }
 
@@ -64,7 +62,8 @@ void SetMessageFile(const std::string& path) { gFile = path; }
 
 std::size_t FlushMessages() {
     for (const Shown& shown : gShown) {
-        std::fprintf(stderr, "%s: %s", gFile.c_str(), shown.text.c_str());
+        std::fprintf(stderr, shown.placed ? "%s:%s" : "%s: %s", gFile.c_str(),
+                     shown.text.c_str());
         if (shown.count > 1) {
             std::fprintf(stderr, " (and %u more like it)", shown.count - 1);
         }
@@ -77,35 +76,75 @@ std::size_t FlushMessages() {
 
 void DropMessages() { gShown.clear(); }
 
-bool Read(const std::string& path, tavlo_root_t& root) {
+void SetStrict(bool strict) { gStrict = strict; }
+
+bool Strict() { return gStrict; }
+
+bool Read(const std::string& path, tavlo_root_t& root, bool strict, bool listAll,
+          std::vector<tavlo_kept_t>* kept, std::vector<std::string>* keptTexts, bool* repaired) {
     SetMessageFile(path);
-    bool read = true;
-    try {
-        const unsigned int result =
-            TAVLO_READ(path.c_str(), &root.nodes, &root.messages, &root.envvars,
-                       &root.bit_timings, &root.attr_defs, &root.db_attrs, &root.categories,
-                       &root.filter, &root.comment, &root.version, &root.sig_types,
-                       &root.value_tables);
-        read = result == 0;
-    } catch (const TavloException&) {
-        read = false;
+    tavlo_load_result_t* result = nullptr;
+    const unsigned int status =
+        tavlo_load(path.c_str(), strict ? TAVLO_LOAD_STRICT : TAVLO_LOAD_TOLERANT, &root, &result);
+    std::size_t count = 0;
+    const tavlo_diagnostic_t* diagnostics = tavlo_load_diagnostics(result, &count);
+    for (std::size_t i = 0; i < count; ++i) {
+        const tavlo_diagnostic_t& diagnostic = diagnostics[i];
+        const std::string text = diagnostic.text;
+        if (repaired != nullptr && diagnostic.code != kNewSymbolNotSupported) {
+            *repaired = true;  // anything else stops a strict load
+        }
+        if (diagnostic.line == 0) {
+            Collect(text, text, false);
+            continue;
+        }
+        const std::string place =
+            std::to_string(diagnostic.line) + ":" + std::to_string(diagnostic.column) + ": ";
+        // One line per kind (code), or per diagnostic with `listAll`.
+        Collect(listAll ? place + text : "#" + std::to_string(diagnostic.code), place + text, true);
     }
+    if (keptTexts != nullptr) {
+        std::size_t keptCount = 0;
+        const tavlo_kept_t* statements = tavlo_load_kept(result, &keptCount);
+        keptTexts->assign(keptCount, std::string());
+        for (std::size_t i = 0; i < keptCount; ++i) {
+            (*keptTexts)[i] = statements[i].text;
+        }
+        for (std::size_t i = 0; kept != nullptr && i < keptCount; ++i) {
+            kept->push_back(tavlo_kept_t{(*keptTexts)[i].c_str(), statements[i].line});
+        }
+    }
+    tavlo_load_release(result);
     FlushMessages();
-    return read;
+    return status == TAVLO_LOAD_OK;
 }
 
 // A manager keeps what a failed read left without saying so, so the file is
-// read once on its own first to learn whether it reads cleanly; its messages
-// are shown then, not a second time.
+// loaded once on its own first to learn whether it loads; its messages are
+// shown then, not a second time. A file that loads only tolerantly is
+// written as it loaded, with its kept statements, and that copy is opened.
 bool OpenChecked(const std::string& path, TavloManager& manager, const char*& db) {
     tavlo_root_t check{};
-    const bool readable = Read(path, check);
+    std::vector<tavlo_kept_t> kept;
+    std::vector<std::string> keptTexts;
+    bool repaired = false;
+    const bool readable = Read(path, check, Strict(), false, &kept, &keptTexts, &repaired);
+    std::string open = path;
+    if (readable && repaired) {
+        open = path + ".tavlo-repaired.tmp";
+        if (tavlo_write_kept(open.c_str(), &check, kept.data(), kept.size()) != 0) {
+            open = path;
+        }
+    }
     TAVLO_FREE_ROOT(&check);
     if (!readable) {
         return false;
     }
-    const unsigned int status = manager.OpenDatabase(path.c_str(), &db, "Opened", 0);
+    const unsigned int status = manager.OpenDatabase(open.c_str(), &db, "Opened", 0);
     DropMessages();
+    if (open != path) {
+        std::remove(open.c_str());
+    }
     if (status != TAVLO_STATUS_OK) {
         std::fprintf(stderr, "%s: cannot be opened\n", path.c_str());
         return false;
@@ -114,11 +153,11 @@ bool OpenChecked(const std::string& path, TavloManager& manager, const char*& db
 }
 
 std::string MessageName(const msgblk& message) {
-    return FullName(message.attributes, message.name, "SystemMessageLongSymbol");
+    return tavlo::FullName(TAVLO_OBJ_MESSAGE, &message);
 }
 
 std::string SignalName(const sigblk& signal) {
-    return FullName(signal.attributes, signal.name, "SystemSignalLongSymbol");
+    return tavlo::FullName(TAVLO_OBJ_SIGNAL, &signal);
 }
 
 std::string Identifier(unsigned int id) {

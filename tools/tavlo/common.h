@@ -42,12 +42,27 @@ std::size_t FlushMessages();
 // Drops the collected messages unprinted.
 void DropMessages();
 
-// Reads path into root; false when the read failed (its message shown).
-// The caller frees root with TAVLO_FREE_ROOT either way.
-bool Read(const std::string& path, tavlo_root_t& root);
+// How database files are loaded: tolerantly unless the command line asks
+// for --strict (see tavlo_load).
+void SetStrict(bool strict);
+bool Strict();
+
+// Loads path into root; false when the load failed. Its diagnostics are
+// shown as "<file>:<line>:<column>: <text>", each kind once with its count
+// (every one with `listAll`). The caller frees root with TAVLO_FREE_ROOT
+// either way. `kept` receives the kept statements (their texts held in
+// `keptTexts`); `repaired` is set when the load skipped or repaired a
+// statement, which a strict load would have failed on.
+bool Read(const std::string& path, tavlo_root_t& root, bool strict, bool listAll = false,
+          std::vector<tavlo_kept_t>* kept = nullptr, std::vector<std::string>* keptTexts = nullptr,
+          bool* repaired = nullptr);
+inline bool Read(const std::string& path, tavlo_root_t& root) {
+    return Read(path, root, Strict());
+}
 
 // Opens a database file in a manager; false (with the reason shown) when it
-// does not read cleanly or cannot be opened.
+// does not load or cannot be opened. A file that loads only tolerantly is
+// opened as it loaded (from a repaired copy).
 bool OpenChecked(const std::string& path, TavloManager& manager, const char*& db);
 
 template <class T>

@@ -13,11 +13,22 @@ namespace tavlo::tool {
 namespace {
 
 const char kCheckHelp[] =
-    "usage: tavlo check DB...\n"
-    "Reads each database file and reports the first error of each, as the\n"
-    "library composes it, after the file name. Exit status 1 if any failed.\n";
+    "usage: tavlo check [--tolerant] DB...\n"
+    "Loads each database file strictly and reports its error and warnings as\n"
+    "FILE:LINE:COLUMN: message (each warning once, with how many more there\n"
+    "are). With --tolerant, loads as the other subcommands do and lists every\n"
+    "statement it had to skip or repair. Exit status 1 if any failed.\n";
 
-int Check(const Arguments& args) {
+int Check(const Arguments& given) {
+    bool tolerant = false;
+    Arguments args;
+    for (const std::string& arg : given) {
+        if (arg == "--tolerant") {
+            tolerant = true;
+        } else {
+            args.push_back(arg);
+        }
+    }
     if (args.empty()) {
         std::fputs(kCheckHelp, stderr);
         return kUsage;
@@ -25,7 +36,7 @@ int Check(const Arguments& args) {
     int status = kOk;
     for (const std::string& path : args) {
         tavlo_root_t root{};
-        const bool read = Read(path, root);
+        const bool read = Read(path, root, !tolerant, tolerant);
         TAVLO_FREE_ROOT(&root);
         if (read) {
             std::printf("%s: OK\n", path.c_str());
@@ -87,7 +98,8 @@ int Info(const Arguments& args) {
 const char kFormatHelp[] =
     "usage: tavlo format IN [OUT]\n"
     "       tavlo format --in-place IN\n"
-    "Reads a database file and writes it in canonical form: to OUT, to\n"
+    "Reads a database file and writes it in canonical form, followed by the\n"
+    "statements the library keeps as text (such as SG_MUL_VAL_): to OUT, to\n"
     "standard output without OUT, or back to IN with --in-place.\n";
 
 bool CopyToStdout(const std::string& path) {
@@ -125,17 +137,16 @@ int Format(const Arguments& args) {
         return kUsage;
     }
     tavlo_root_t root{};
-    if (!Read(in, root)) {
+    std::vector<tavlo_kept_t> kept;
+    std::vector<std::string> keptTexts;
+    if (!Read(in, root, Strict(), false, &kept, &keptTexts)) {
         TAVLO_FREE_ROOT(&root);
         return kFailed;
     }
     const bool toStdout = files.size() == 1 && !inPlace;
     const std::string out = inPlace ? in : toStdout ? in + ".tavlo-format.tmp" : files[1];
     SetMessageFile(out);
-    const unsigned int written =
-        TAVLO_WRITE(out.c_str(), root.nodes, root.messages, root.envvars, root.bit_timings,
-                    root.attr_defs, root.db_attrs, root.categories, root.filter, root.comment,
-                    root.version, root.sig_types, root.value_tables);
+    const unsigned int written = tavlo_write_kept(out.c_str(), &root, kept.data(), kept.size());
     FlushMessages();
     TAVLO_FREE_ROOT(&root);
     if (written != 0) {

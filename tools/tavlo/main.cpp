@@ -54,11 +54,17 @@ int main(int argc, char** argv) {
         if (name != subcommand->name) {
             continue;
         }
-        const Arguments args(argv + 2, argv + argc);
-        for (const std::string& arg : args) {
+        Arguments args;
+        for (int i = 2; i < argc; ++i) {
+            const std::string arg = argv[i];
             if (arg == "--help" || arg == "-h") {
                 std::fputs(subcommand->help, stdout);
                 return kOk;
+            }
+            if (arg == "--strict") {  // database files load tolerantly otherwise
+                SetStrict(true);
+            } else {
+                args.push_back(arg);
             }
         }
         return subcommand->run(args);
