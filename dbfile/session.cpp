@@ -26,7 +26,9 @@ const char* const kDiagnosticTexts[] = {
 
 std::string TextOf(unsigned int code, const char* context) {
     if (code < kDiagUnknownStatement || code > kDiagLateHeader) {
-        return ComposeMessage(code, -1, context);
+        // A syntax error's text is its context alone.
+        return MessageText(code)[0] == '\0' && context != nullptr ? context
+                                                                   : ComposeMessage(code, -1, context);
     }
     std::string text = kDiagnosticTexts[code - kDiagUnknownStatement];
     if (context != nullptr && context[0] != '\0') {
