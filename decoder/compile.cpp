@@ -136,15 +136,14 @@ Plan MakePlan(const sigblk& signal) {
         return plan;
     }
     plan.length = static_cast<std::uint8_t>(length);
-    plan.mask = length == 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << length) - 1;
-    plan.signBit = plan.kind == TAVLO_DEC_SIGNED ? std::uint64_t{1} << (length - 1) : 0;
+    plan.exactAsSigned = plan.kind == TAVLO_DEC_SIGNED || (plan.kind == TAVLO_DEC_UNSIGNED && length < 64);
     const unsigned int start = signal.start_bit;
     unsigned int lastByte;
     if (plan.motorola == 0) {
         lastByte = (start + length - 1) / 8;
         plan.byte = static_cast<std::uint8_t>(std::min(start / 8, 63u));
-        plan.shift = static_cast<std::uint8_t>(start % 8);
         plan.spill = start % 8 + length > 64 ? 1 : 0;
+        plan.shift = static_cast<std::uint8_t>(plan.spill != 0 ? start % 8 : 64 - start % 8 - length);
     } else {
         const unsigned int msb = start / 8 * 8 + 7 - start % 8;
         const unsigned int lsb = msb + length - 1;
@@ -152,7 +151,7 @@ Plan MakePlan(const sigblk& signal) {
         plan.byte = static_cast<std::uint8_t>(std::min(msb / 8, 63u));
         const unsigned int last = msb % 8 + length - 1;  // in the loaded word, from its top
         if (last <= 63) {
-            plan.shift = static_cast<std::uint8_t>(63 - last);
+            plan.shift = static_cast<std::uint8_t>(msb % 8);
         } else {
             plan.spill = static_cast<std::uint8_t>(last - 63);
         }
@@ -344,9 +343,12 @@ private:
         }
         std::stable_sort(muxes.begin(), muxes.end(),
                          [&](std::size_t a, std::size_t b) { return depth[a] < depth[b]; });
-        std::vector<std::int32_t> slot(n, kNoSelector);
+        std::vector<std::int16_t> slot(n, kNoSelector);
+        // A selector is 16 bits: signals under any multiplexer past 32766 are
+        // never decoded (no real message has that many).
+        muxes.resize(std::min<std::size_t>(muxes.size(), 0x7FFF));
         for (std::size_t k = 0; k < muxes.size(); ++k) {
-            slot[muxes[k]] = static_cast<std::int32_t>(k);
+            slot[muxes[k]] = static_cast<std::int16_t>(k);
             d_.muxSignals.push_back(code.firstPlan + static_cast<std::uint32_t>(muxes[k]));
         }
         code.muxCount = static_cast<std::uint32_t>(muxes.size());
@@ -368,12 +370,17 @@ private:
                 plan.need = kNever;
             } else if (depth[i] > 0) {
                 plan.selector = slot[static_cast<std::size_t>(selection.multiplexer)];
+                if (plan.selector == kNoSelector) {
+                    plan.need = kNever;
+                }
                 s.multiplexer = selection.multiplexer;
             }
             if (selection.multiplexer >= 0) {
                 plan.firstRange = static_cast<std::uint32_t>(d_.ranges.size());
-                plan.rangeCount = static_cast<std::uint32_t>(selection.ranges.size());
-                d_.ranges.insert(d_.ranges.end(), selection.ranges.begin(), selection.ranges.end());
+                // (More than 65535 ranges of one signal: the first 65535.)
+                plan.rangeCount = static_cast<std::uint16_t>(std::min<std::size_t>(selection.ranges.size(), 0xFFFF));
+                d_.ranges.insert(d_.ranges.end(), selection.ranges.begin(),
+                                 selection.ranges.begin() + plan.rangeCount);
                 s.multiplexer = selection.multiplexer;
             }
             s.name = Text(RecordText(signal.name));

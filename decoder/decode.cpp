@@ -16,10 +16,12 @@ constexpr std::size_t kMultiplexersOnStack = 64;
 
 // Calls sink(signal, raw, physical, present) for every signal of message
 // number m in a frame of length bytes: first the message's multiplexers are
-// read, each after the one selecting it, then every signal in order.
+// read, each after the one selecting it, then every signal in order. The
+// sink is taken and given back by value, so that what it carries stays in
+// registers.
 template <class Sink>
-void Walk(const tavlo_decoder_t& d, std::uint32_t m, const unsigned char* data, std::size_t length,
-          Sink&& sink) {
+Sink Walk(const tavlo_decoder_t& d, std::uint32_t m, const unsigned char* data, std::size_t length,
+          Sink sink) {
     unsigned char padded[kPadded];
     std::memset(padded, 0, sizeof padded);
     if (length == 8) {
@@ -32,17 +34,15 @@ void Walk(const tavlo_decoder_t& d, std::uint32_t m, const unsigned char* data, 
     const tavlo_dec_range_t* ranges = d.ranges.data();
 
     std::uint64_t stackValues[kMultiplexersOnStack];
-    std::unique_ptr<std::uint64_t[]> heapValues;  // a message of very many multiplexers only
-    std::uint64_t* muxValue = stackValues;
-    if (code.muxCount > kMultiplexersOnStack) {
-        heapValues.reset(new std::uint64_t[code.muxCount]);
-        muxValue = heapValues.get();
-    }
     bool stackPresent[kMultiplexersOnStack];
+    std::unique_ptr<std::uint64_t[]> heapValues;  // a message of very many multiplexers only
     std::unique_ptr<bool[]> heapPresent;
+    std::uint64_t* muxValue = stackValues;
     bool* muxPresent = stackPresent;
     if (code.muxCount > kMultiplexersOnStack) {
+        heapValues.reset(new std::uint64_t[code.muxCount]);
         heapPresent.reset(new bool[code.muxCount]);
+        muxValue = heapValues.get();
         muxPresent = heapPresent.get();
     }
     const auto selected = [&](const Plan& plan) {
@@ -65,14 +65,10 @@ void Walk(const tavlo_decoder_t& d, std::uint32_t m, const unsigned char* data, 
         }
         return false;
     };
-    const auto raw = [&](const Plan& plan) {
-        const std::uint64_t bits = Extract(plan, padded);
-        return (bits ^ plan.signBit) - plan.signBit;  // sign-extended when signed
-    };
     for (std::uint32_t k = 0; k < code.muxCount; ++k) {
         const Plan& plan = d.plans[d.muxSignals[code.firstMux + k]];
         muxPresent[k] = selected(plan);
-        muxValue[k] = muxPresent[k] ? raw(plan) : 0;
+        muxValue[k] = muxPresent[k] ? Extract(plan, padded) : 0;
     }
     for (std::uint32_t i = 0; i < code.planCount; ++i) {
         const Plan& plan = plans[i];
@@ -80,26 +76,53 @@ void Walk(const tavlo_decoder_t& d, std::uint32_t m, const unsigned char* data, 
             sink(i, std::uint64_t{0}, 0.0, false);
             continue;
         }
-        const std::uint64_t value = raw(plan);
-        const double number = plan.kind <= TAVLO_DEC_SIGNED
-                                  ? (plan.kind == TAVLO_DEC_SIGNED
-                                         ? static_cast<double>(static_cast<std::int64_t>(value))
-                                         : static_cast<double>(value))
-                                  : RawNumber(plan, value);
+        const std::uint64_t value = Extract(plan, padded);
+        double number = static_cast<double>(static_cast<std::int64_t>(value));
+        if (plan.exactAsSigned == 0) {
+            number = RawNumber(plan, value);
+        }
         sink(i, value, number * plan.factor + plan.offset, true);
     }
+    return sink;
 }
 
+// The values of the signals present, one after the other.
+struct Appender {
+    tavlo_dec_value_t* out;
+
+    void operator()(std::uint32_t signal, std::uint64_t raw, double physical, bool present) {
+        if (present) {
+            out->raw = raw;
+            out->physical = physical;
+            out->signal = signal;
+            ++out;
+        }
+    }
+};
+
 }  // namespace
+
+std::uint64_t ExtractSpilled(const Plan& plan, const unsigned char* padded) {
+    const std::uint64_t word = Load64(padded + plan.byte);
+    const std::uint64_t next = padded[plan.byte + 8];
+    const std::uint64_t bits = (plan.motorola == 0
+                                    ? (word >> plan.shift) | (next << (64 - plan.shift))
+                                    : (Swap64(word) << plan.spill) | (next >> (8 - plan.spill))) &
+                               plan.Mask();
+    const std::uint64_t sign = plan.SignBit();
+    return (bits ^ sign) - sign;
+}
 
 void Insert(const Plan& plan, std::uint64_t value, unsigned char* padded) {
     unsigned char* at = padded + plan.byte;
     std::uint64_t word = Load64(at);
+    // Without spill, the field's right shift in the (swapped) word.
+    const unsigned int down = plan.spill != 0 ? plan.shift : 64u - plan.shift - plan.length;
     if (plan.motorola == 0) {
-        word = (word & ~(plan.mask << plan.shift)) | (value << plan.shift);
+        word = (word & ~(plan.Mask() << down)) | (value << down);
         if (plan.spill != 0) {
             const unsigned int up = 64u - plan.shift;
-            const auto keep = static_cast<unsigned char>(~(plan.mask >> up));
+            const auto keep = static_cast<unsigned char>(~(plan.Mask() >> up));
             at[8] = static_cast<unsigned char>((at[8] & keep) | (value >> up));
         }
         Store64(at, word);
@@ -107,7 +130,7 @@ void Insert(const Plan& plan, std::uint64_t value, unsigned char* padded) {
     }
     word = Swap64(word);
     if (plan.spill == 0) {
-        word = (word & ~(plan.mask << plan.shift)) | (value << plan.shift);
+        word = (word & ~(plan.Mask() << down)) | (value << down);
     } else {
         // The low `spill` bits go to the top of the ninth byte, the rest to
         // the bottom of the word.
@@ -116,7 +139,7 @@ void Insert(const Plan& plan, std::uint64_t value, unsigned char* padded) {
         const unsigned int at8 = 8 - low;
         at[8] = static_cast<unsigned char>((at[8] & ~(lowMask << at8)) |
                                            ((static_cast<unsigned int>(value) & lowMask) << at8));
-        word = (word & ~(plan.mask >> low)) | (value >> low);
+        word = (word & ~(plan.Mask() >> low)) | (value >> low);
     }
     Store64(at, Swap64(word));
 }
@@ -124,6 +147,7 @@ void Insert(const Plan& plan, std::uint64_t value, unsigned char* padded) {
 }  // namespace tavlo::decoder
 
 using tavlo::decoder::kEmpty;
+using tavlo::decoder::Appender;
 using tavlo::decoder::Walk;
 
 int tavlo_decoder_decode_message(const tavlo_decoder_t* decoder, size_t index,
@@ -141,17 +165,9 @@ int tavlo_decoder_decode_message(const tavlo_decoder_t* decoder, size_t index,
     if (capacity < decoder->code[index].planCount || (values == nullptr && capacity != 0)) {
         return TAVLO_DEC_BAD_ARGUMENT;
     }
-    std::size_t n = 0;
-    Walk(*decoder, static_cast<std::uint32_t>(index), data, length,
-         [&](std::uint32_t signal, std::uint64_t raw, double physical, bool present) {
-             if (present) {
-                 values[n].raw = raw;
-                 values[n].physical = physical;
-                 values[n].signal = signal;
-                 ++n;
-             }
-         });
-    *count = n;
+    const Appender end = Walk(*decoder, static_cast<std::uint32_t>(index), data, length,
+                              Appender{values});
+    *count = static_cast<std::size_t>(end.out - values);
     return TAVLO_DEC_OK;
 }
 
@@ -263,7 +279,8 @@ int tavlo_decoder_decode_columns(const tavlo_decoder_t* decoder, size_t frames, 
         double** physical = column.physical;
         std::uint64_t** raw = column.raw;
         Walk(*decoder, m, data + i * stride, length,
-             [&](std::uint32_t signal, std::uint64_t value, double number, bool present) {
+             [physical, raw, row](std::uint32_t signal, std::uint64_t value, double number,
+                                  bool present) {
                  if (physical != nullptr && physical[signal] != nullptr) {
                      physical[signal][row] = present ? number : kAbsent;
                  }

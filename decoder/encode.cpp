@@ -50,7 +50,7 @@ public:
                 return Fail(TAVLO_DEC_DOES_NOT_FIT, "%s lies beyond the message's %u bytes",
                             Name(s), message_.length);
             }
-            Insert(plans_[s], value_[s] & plans_[s].mask, padded);
+            Insert(plans_[s], value_[s] & plans_[s].Mask(), padded);
         }
         std::memcpy(data, padded, message_.length);
         return outOfRange_;
@@ -168,10 +168,10 @@ private:
     // Whether raw (sign-extended for a signed signal) lies in the field.
     static bool Fits(const Plan& plan, std::uint64_t raw) {
         if (plan.kind == TAVLO_DEC_SIGNED) {
-            const std::uint64_t top = raw & ~(plan.mask >> 1);
-            return top == 0 || top == ~(plan.mask >> 1);
+            const std::uint64_t top = raw & ~(plan.Mask() >> 1);
+            return top == 0 || top == ~(plan.Mask() >> 1);
         }
-        return (raw & ~plan.mask) == 0;
+        return (raw & ~plan.Mask()) == 0;
     }
 
     // Physical to raw: integers rounded half away from zero, floating-point
