@@ -322,15 +322,15 @@ int tavlo_decoder_encode(const tavlo_decoder_t* decoder, size_t index,
     }
     if (index >= decoder->messages.size()) {
         if (error != nullptr && error_size > 0) {
-            std::snprintf(error, error_size, "no message number %zu", index);
+            std::snprintf(error, error_size, "no message number %lu", static_cast<unsigned long>(index));
         }
         return TAVLO_DEC_UNKNOWN_MESSAGE;
     }
     const tavlo_dec_message_t& message = decoder->messages[index];
     if (capacity < message.length) {
         if (error != nullptr && error_size > 0) {
-            std::snprintf(error, error_size, "%s needs %u bytes, the buffer holds %zu",
-                          message.name, message.length, capacity);
+            std::snprintf(error, error_size, "%s needs %u bytes, the buffer holds %lu",
+                          message.name, message.length, static_cast<unsigned long>(capacity));
         }
         return TAVLO_DEC_BAD_ARGUMENT;
     }
