@@ -2,8 +2,9 @@
  *
  * Everything the library offers its clients: the records of a database, their
  * creation and release, the flat queries, deep copies, reading and writing
- * database files, the platform hooks, the module's own exports and, for C++,
- * the exception of a failed read. Compiles as C99 and C++17. */
+ * database files, the platform hooks, the module's own exports, the compiled
+ * frame decoder and, for C++, the exception of a failed read. Compiles as C99
+ * and C++17. */
 #ifndef TAVLOMS_TAVLOMS_H
 #define TAVLOMS_TAVLOMS_H
 
@@ -21,5 +22,6 @@
 #include "manager.h"
 #include "writemanager.h"
 #include "convert.h"
+#include "decoder.h"
 
 #endif /* TAVLOMS_TAVLOMS_H */

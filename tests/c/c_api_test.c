@@ -107,6 +107,74 @@ static void module(void) {
     CHECK(strcmp(version, "Tavloms Version 2.53") == 0 && TAVLOMSGETMODULEPARAMETERS(NULL, 0, NULL, 0, 251) == 0);
 }
 
+/* A decoder compiled from records and kept statements, decoding and
+ * encoding a frame whose Gear the Mode selects with 2 and 3. */
+static void decoder(void) {
+    tavlo_root_t db;
+    msgblk* message = TAVLO_CREATE_MSGBLK();
+    sigblk* speed = TAVLO_CREATE_SIGBLK();
+    sigblk* mode = TAVLO_CREATE_SIGBLK();
+    sigblk* gear = TAVLO_CREATE_SIGBLK();
+    const tavlo_kept_t kept[3] = {{"SG_MUL_VAL_ 2147484672 Gear Mode 2-3;", 9},
+                                  {"SG_MUL_VAL_ 2147484672 Nope Mode 1-1;", 10},
+                                  {"BA_ \"Other\" 1;", 11}};
+    const unsigned char selected[3] = {0x10, 0x27, 0x32};
+    const unsigned char other[3] = {0x10, 0x27, 0x31};
+    tavlo_dec_setting_t settings[2];
+    tavlo_dec_value_t values[3];
+    unsigned char frame[64];
+    char error[128];
+    const unsigned int* lines = NULL;
+    size_t count = 0;
+    tavlo_decoder_t* compiled;
+
+    memset(&db, 0, sizeof db);
+    strcpy(message->name, "Drive");
+    message->id = 0x80000400u;
+    message->dlc = 3;
+    strcpy(speed->name, "Speed");
+    speed->length = 16;
+    speed->factor = 0.01;
+    strcpy(mode->name, "Mode");
+    mode->start_bit = 16;
+    mode->length = 4;
+    mode->flags = TAVLO_SIG_MODE;
+    strcpy(gear->name, "Gear");
+    gear->start_bit = 20;
+    gear->length = 4;
+    gear->flags = TAVLO_SIG_MULTIPLEXED;
+    CAN_INSERT_SIG(message, speed, 0);
+    CAN_INSERT_SIG(message, mode, 1);
+    CAN_INSERT_SIG(message, gear, 2);
+    CAN_INSERT_MSG(&db.messages, message, 0);
+    compiled = tavlo_decoder_compile(&db, kept, 3);
+    TAVLO_FREE_ROOT(&db); /* the decoder keeps what it needs */
+    CHECK(compiled != NULL && tavlo_decoder_skipped(compiled, &lines) == 1 && lines[0] == 10);
+    CHECK(tavlo_decoder_find_name(compiled, "Drive") == 0 && tavlo_decoder_find_signal(compiled, 0, "Gear") == 2);
+
+    CHECK(tavlo_decoder_decode(compiled, 0x80000400u, selected, 3, values, 3, &count) == TAVLO_DEC_OK);
+    CHECK(count == 3 && values[0].physical == 100.0 && values[2].signal == 2 && values[2].raw == 3);
+    CHECK(tavlo_decoder_decode(compiled, 0x80000400u, other, 3, values, 3, &count) == TAVLO_DEC_OK && count == 2);
+    CHECK(tavlo_decoder_decode(compiled, 0x400u, other, 3, values, 3, &count) == TAVLO_DEC_UNKNOWN_MESSAGE);
+
+    memset(settings, 0, sizeof settings);
+    settings[0].signal = "Gear";
+    settings[0].how = TAVLO_DEC_SET_RAW;
+    settings[0].raw = 3;
+    settings[1].signal = "Speed";
+    settings[1].how = TAVLO_DEC_SET_PHYSICAL;
+    settings[1].physical = 100.0;
+    CHECK(tavlo_decoder_encode(compiled, 0, settings, 2, frame, sizeof frame, &count, error, sizeof error) ==
+          TAVLO_DEC_OK);
+    CHECK(count == 3 && memcmp(frame, selected, 3) == 0);
+    settings[0].how = TAVLO_DEC_SET_TEXT;
+    settings[0].text = "Reverse";
+    CHECK(tavlo_decoder_encode(compiled, 0, settings, 1, frame, sizeof frame, &count, error, sizeof error) ==
+          TAVLO_DEC_NO_DESCRIPTION);
+    CHECK(strcmp(error, "Gear=Reverse: neither a number nor a value description") == 0);
+    tavlo_decoder_free(compiled);
+}
+
 int main(void) {
     tavlo_root_t db;
     tavlo_root_t copy;
@@ -119,6 +187,7 @@ int main(void) {
     TAVLO_FREE_ROOT(&copy);
     CHECK(copy.nodes == NULL);
     module();
+    decoder();
     printf("%d passed, %d failed\n", passed, failed);
     return failed == 0 ? 0 : 1;
 }

@@ -1,13 +1,14 @@
 // tools/tavlo/decode.cpp: the decode subcommand, candump logs printed frame
 // by frame with every signal present as physical value, unit and value
-// description. Names and the fixed parts of each output line are prepared
-// once per message, so a frame costs its signal decoding and the number
-// formatting, and output leaves in large blocks.
-#include <array>
-#include <unordered_map>
+// description, through the compiled decoder (64-bit values exact, FD
+// frames, extended multiplexing). Names and the fixed parts of each output
+// line are prepared once per message, so a frame costs its signal decoding
+// and the number formatting, and output leaves in large blocks.
+#include <algorithm>
 #include <vector>
 
 #include "commands.h"
+#include "decoding.h"
 #include "log.h"
 
 namespace tavlo::tool {
@@ -29,41 +30,29 @@ constexpr std::size_t kOutputBlock = 1 << 16;
 
 // What stays the same for a signal from frame to frame.
 struct SignalOutput {
-    const sigblk* signal;
-    bool multiplexed;       // present only for its multiplexer value
-    bool described;         // has value descriptions
-    unsigned int bytes;     // data bytes a frame needs to carry it
     std::string beforeValue;  // "  Name=" or ",{"name":"Name","value":"
     std::string afterValue;   // " unit" or ","unit":"unit""
 };
 
 struct MessageOutput {
-    const msgblk* message;
     std::string name;  // text, or a JSON string
     std::vector<SignalOutput> signals;
-    unsigned int multiplexerBytes;  // data bytes a frame needs to carry the multiplexer
 };
 
 class Decoder {
 public:
-    Decoder(const TavloManager& manager, const char* db, bool json)
-        : manager_(manager), json_(json) {
-        for (auto it = manager.GetMessageIterator(db); !it.AtEnd(); ++it) {
-            const unsigned int id = (*it)->id;
-            if (byId_.count(id) == 0) {  // the first of a duplicated identifier
-                byId_.emplace(id, Prepare(**it));
-            }
+    Decoder(const DecodedDatabase& db, bool json) : db_(db), json_(json) {
+        std::size_t most = 0;
+        for (std::size_t m = 0; m < db.records.size(); ++m) {
+            messages_.push_back(Prepare(*db.records[m]));
+            most = std::max(most, db.decoder.Message(m)->signal_count);
         }
-        standard_.fill(nullptr);
-        for (const auto& [id, message] : byId_) {
-            if (id < standard_.size()) {
-                standard_[id] = &message;
-            }
-        }
+        values_.resize(most);
     }
 
-    void Append(const Frame& frame, std::string& out) const {
-        const MessageOutput* message = Find(frame.id);
+    void Append(const Frame& frame, std::string& out) {
+        const long index = db_.decoder.FindId(frame.id);
+        const MessageOutput* message = index >= 0 ? &messages_[static_cast<std::size_t>(index)] : nullptr;
         if (json_) {
             out += "{\"time\":";
             out += frame.time.empty() ? std::string_view("null") : frame.time;
@@ -97,26 +86,29 @@ public:
         if (json_) {
             out += ",\"signals\":[";
         }
-        bool first = true;
-        for (const SignalOutput& output : message->signals) {
-            const sigblk& signal = *output.signal;
-            if (output.bytes > frame.length ||
-                (output.multiplexed &&
-                 (message->multiplexerBytes > frame.length ||
-                  !manager_.CheckSignalModeValue(frame.data, signal, *message->message)))) {
-                continue;
-            }
-            double physical = 0;
-            manager_.GetSignalPhysicalValue(frame.data, signal, *message->message, physical);
-            if (json_ && !first) {
+        const auto m = static_cast<std::size_t>(index);
+        const tavlo_dec_message_t& compiled = *db_.decoder.Message(m);
+        std::size_t count = 0;
+        tavlo_decoder_decode_message(db_.decoder.get(), m, frame.data, frame.length, values_.data(),
+                                     values_.size(), &count);
+        for (std::size_t i = 0; i < count; ++i) {
+            const tavlo_dec_value_t& value = values_[i];
+            const SignalOutput& output = message->signals[value.signal];
+            if (json_ && i > 0) {
                 out += ',';
             }
-            first = false;
             out += output.beforeValue;
-            AppendNumber(out, physical);
+            AppendValue(out, compiled.signals[value.signal], value);
             out += output.afterValue;
-            if (output.described) {
-                AppendDescription(frame, output, *message->message, out);
+            if (const char* description = db_.decoder.Describe(m, value.signal, value.raw)) {
+                if (json_) {
+                    out += ",\"description\":";
+                    AppendJsonText(out, description);
+                } else {
+                    out += " \"";
+                    out += description;
+                    out += '"';
+                }
             }
             if (json_) {
                 out += '}';
@@ -126,24 +118,10 @@ public:
     }
 
 private:
-    const MessageOutput* Find(unsigned int id) const {
-        if (id < standard_.size()) {
-            return standard_[id];
-        }
-        const auto found = byId_.find(id);
-        return found != byId_.end() ? &found->second : nullptr;
-    }
-
     MessageOutput Prepare(const msgblk& message) const {
-        MessageOutput prepared{&message, json_ ? JsonText(MessageName(message)) : MessageName(message),
-                               {}, 0};
+        MessageOutput prepared{json_ ? JsonText(MessageName(message)) : MessageName(message), {}};
         for (const sigblk* s = message.signals; s != nullptr; s = s->next) {
-            const unsigned int flags = s->flags;
-            if ((flags & TAVLO_SIG_MODE) != 0) {
-                prepared.multiplexerBytes = BytesNeeded(*s);
-            }
-            SignalOutput output{s, (flags & TAVLO_SIG_MULTIPLEXED) != 0,
-                                s->value_descriptions != nullptr, BytesNeeded(*s), {}, {}};
+            SignalOutput output;
             if (json_) {
                 output.beforeValue = "{\"name\":" + JsonText(SignalName(*s)) + ",\"value\":";
                 output.afterValue = ",\"unit\":" + JsonText(s->unit);
@@ -158,27 +136,6 @@ private:
         return prepared;
     }
 
-    void AppendDescription(const Frame& frame, const SignalOutput& output, const msgblk& message,
-                           std::string& out) const {
-        unsigned int raw = 0;
-        manager_.GetSignalRawValue(frame.data, *output.signal, message, raw);
-        // Descriptions are kept under the low 32 bits of the raw value, read
-        // as a signed number.
-        const char* description =
-            manager_.GetValueDescription(*output.signal, static_cast<long>(static_cast<int>(raw)));
-        if (description == nullptr) {
-            return;
-        }
-        if (json_) {
-            out += ",\"description\":";
-            AppendJsonText(out, description);
-        } else {
-            out += " \"";
-            out += description;
-            out += '"';
-        }
-    }
-
     static void AppendHex(const Frame& frame, std::string& out) {
         static const char kHex[] = "0123456789ABCDEF";
         for (unsigned int i = 0; i < frame.length; ++i) {
@@ -187,10 +144,10 @@ private:
         }
     }
 
-    const TavloManager& manager_;
+    const DecodedDatabase& db_;
     bool json_;
-    std::unordered_map<unsigned int, MessageOutput> byId_;
-    std::array<const MessageOutput*, 0x800> standard_;  // standard identifiers, directly
+    std::vector<MessageOutput> messages_;  // by the decoder's message index
+    std::vector<tavlo_dec_value_t> values_;
 };
 
 int Decode(const Arguments& args) {
@@ -212,12 +169,11 @@ int Decode(const Arguments& args) {
         std::fputs(kDecodeHelp, stderr);
         return kUsage;
     }
-    TavloManager manager(static_cast<void*>(nullptr));
-    const char* db = nullptr;
-    if (!OpenChecked(files[0], manager, db)) {
+    DecodedDatabase db;
+    if (!LoadDecoder(files[0], db)) {
         return kFailed;
     }
-    const Decoder decoder(manager, db, json);
+    Decoder decoder(db, json);
     std::string out;
     out.reserve(2 * kOutputBlock);
     const auto flush = [&out] {

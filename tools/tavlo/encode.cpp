@@ -1,11 +1,13 @@
 // tools/tavlo/encode.cpp: the encode subcommand, a frame built from
-// physical values or value description texts and printed in candump form.
+// physical values or value description texts and printed in candump form,
+// through the compiled decoder (FD frames, 64-bit values, multiplexers set).
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
 
 #include "commands.h"
+#include "decoding.h"
 
 namespace tavlo::tool {
 namespace {
@@ -13,9 +15,10 @@ namespace {
 const char kEncodeHelp[] =
     "usage: tavlo encode DB MESSAGE NAME=VALUE...\n"
     "Builds the frame of a message from physical values (or value description\n"
-    "texts) of its signals and prints it in candump form (ID#DATA). Signals\n"
-    "not given are 0. A value out of a signal's range is reported; the frame\n"
-    "is printed all the same and the exit status is 1.\n";
+    "texts) of its signals and prints it in candump form (ID#DATA; ID##0DATA\n"
+    "for an FD frame of more than 8 bytes). Signals not given are 0, but the\n"
+    "multiplexers of those given select them. A value out of a signal's range\n"
+    "is reported; the frame is printed all the same and the exit status is 1.\n";
 
 int Encode(const Arguments& args) {
     if (args.size() < 2) {
@@ -23,28 +26,29 @@ int Encode(const Arguments& args) {
         return kUsage;
     }
     const std::string& path = args[0];
-    TavloManager manager(static_cast<void*>(nullptr));
-    const char* db = nullptr;
-    if (!OpenChecked(path, manager, db)) {
+    DecodedDatabase db;
+    if (!LoadDecoder(path, db)) {
         return kFailed;
     }
-    const msgblk* message = manager.GetMessage(args[1].c_str(), db);
-    if (message == nullptr) {
+    long message = db.decoder.FindName(args[1].c_str());
+    if (message < 0) {
         char* end = nullptr;
         const unsigned long id = std::strtoul(args[1].c_str(), &end, 0);
         if (end != nullptr && *end == '\0' && end != args[1].c_str()) {
-            message = manager.GetMessage(id, db);
-            if (message == nullptr) {
-                message = manager.GetMessage(id | kExtendedFlag, db);
+            message = db.decoder.FindId(static_cast<unsigned int>(id));
+            if (message < 0) {
+                message = db.decoder.FindId(static_cast<unsigned int>(id) | kExtendedFlag);
             }
         }
     }
-    if (message == nullptr) {
+    if (message < 0) {
         std::fprintf(stderr, "%s: no message %s\n", path.c_str(), args[1].c_str());
         return kFailed;
     }
-    unsigned char data[64] = {};
-    int status = kOk;
+    // Each value as text: a value description or a number, told apart by
+    // the decoder.
+    std::vector<std::string> names;
+    std::vector<std::string> texts;
     for (std::size_t i = 2; i < args.size(); ++i) {
         const std::string& assignment = args[i];
         const std::size_t equals = assignment.find('=');
@@ -52,52 +56,35 @@ int Encode(const Arguments& args) {
             std::fprintf(stderr, "tavlo encode: '%s' is not NAME=VALUE\n", assignment.c_str());
             return kUsage;
         }
-        const std::string name = assignment.substr(0, equals);
-        const std::string text = assignment.substr(equals + 1);
-        const sigblk* signal = manager.GetSignal(*message, name.c_str());
-        if (signal == nullptr) {
-            std::fprintf(stderr, "%s: message %s has no signal %s\n", path.c_str(),
-                         message->name, name.c_str());
+        names.push_back(assignment.substr(0, equals));
+        texts.push_back(assignment.substr(equals + 1));
+    }
+    std::vector<tavlo_dec_setting_t> settings;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        settings.push_back({names[i].c_str(), TAVLO_DEC_SET_TEXT, 0, 0, texts[i].c_str()});
+    }
+    std::vector<unsigned char> frame;
+    std::string error;
+    const int result = db.decoder.Encode(static_cast<std::size_t>(message), settings, frame, error);
+    if (result != TAVLO_DEC_OK) {
+        std::fprintf(stderr, "%s: %s\n", path.c_str(), error.c_str());
+        if (result != TAVLO_DEC_OUT_OF_RANGE) {
             return kFailed;
         }
-        char* end = nullptr;
-        double physical = std::strtod(text.c_str(), &end);
-        if (text.empty() || end == nullptr || *end != '\0') {
-            // A value description text stands for its raw value.
-            const long raw = manager.GetDescriptionValue(*signal, text.c_str());
-            if (manager.GetStatus() != TAVLO_STATUS_OK) {
-                std::fprintf(stderr, "%s: %s=%s: neither a number nor a value description\n",
-                             path.c_str(), name.c_str(), text.c_str());
-                return kFailed;
-            }
-            manager.RawToPhysicalValue(static_cast<unsigned int>(raw), *signal, physical);
-        }
-        const unsigned int result = manager.SetSignalPhysicalValue(data, *signal, *message, physical);
-        if (result == TAVLO_SIGNAL_OUT_OF_RANGE) {
-            const double minimum = signal->minimum;
-            const double maximum = signal->maximum;
-            std::fprintf(stderr, "%s: %s=%s is out of range [%.10g .. %.10g]\n", path.c_str(),
-                         name.c_str(), text.c_str(), minimum, maximum);
-            status = kFailed;
-        } else if (result != TAVLO_SIGNAL_OK && result != TAVLO_SIGNAL_NOT_PRESENT) {
-            std::fprintf(stderr, "%s: %s=%s cannot be encoded (code %u)\n", path.c_str(),
-                         name.c_str(), text.c_str(), result);
-            status = kFailed;
-        }
     }
-    const unsigned int id = message->id;
-    const unsigned int dlc = message->dlc;
-    const unsigned int bytes = dlc <= sizeof data ? dlc : sizeof data;
+    const unsigned int id = db.decoder.Message(static_cast<std::size_t>(message))->id;
+    // Frames longer than 8 bytes are FD frames: "##" and a flags digit.
+    const char* separator = frame.size() > 8 ? "##0" : "#";
     if ((id & kExtendedFlag) != 0) {
-        std::printf("%08X#", id & ~kExtendedFlag);
+        std::printf("%08X%s", id & ~kExtendedFlag, separator);
     } else {
-        std::printf("%03X#", id);
+        std::printf("%03X%s", id, separator);
     }
-    for (unsigned int i = 0; i < bytes; ++i) {
-        std::printf("%02X", data[i]);
+    for (const unsigned char byte : frame) {
+        std::printf("%02X", byte);
     }
     std::printf("\n");
-    return status;
+    return result == TAVLO_DEC_OK ? kOk : kFailed;
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "commands.h"
+#include "decoding.h"
 #include "log.h"
 #include "system.h"
 
@@ -69,8 +70,8 @@ struct Series {
     const msgblk* message;
     const sigblk* signal;
     std::string name;  // Message.Signal
-    bool multiplexed;
-    unsigned int bytes;  // the frame length the signal (and its multiplexer) needs
+    std::size_t messageIndex;  // the decoder's
+    std::size_t signalIndex;
     std::vector<Sample> samples;
 };
 
@@ -84,28 +85,23 @@ bool Named(const sigblk& signal, const std::string& name) {
 
 // The signal a command line names, NAME or MESSAGE.NAME, by the records'
 // names or their long names; false with the reason shown.
-bool FindSignal(const TavloManager& manager, const char* db, const std::string& path,
-                const std::string& text, Series& found) {
+bool FindSignal(const DecodedDatabase& db, const std::string& path, const std::string& text,
+                Series& found) {
     const std::size_t dot = text.find('.');
     const std::string messageName = dot == std::string::npos ? "" : text.substr(0, dot);
     const std::string signalName = dot == std::string::npos ? text : text.substr(dot + 1);
     std::vector<Series> matches;
-    for (auto it = manager.GetMessageIterator(db); !it.AtEnd(); ++it) {
-        const msgblk& message = **it;
+    for (std::size_t m = 0; m < db.records.size(); ++m) {
+        const msgblk& message = *db.records[m];
         if (dot != std::string::npos && !Named(message, messageName)) {
             continue;
         }
-        for (const sigblk* s = message.signals; s != nullptr; s = s->next) {
-            if (!Named(*s, signalName)) {
-                continue;
+        std::size_t index = 0;
+        for (const sigblk* s = message.signals; s != nullptr; s = s->next, ++index) {
+            if (Named(*s, signalName)) {
+                matches.push_back({&message, s, MessageName(message) + "." + SignalName(*s), m,
+                                   index, {}});
             }
-            const unsigned int flags = s->flags;
-            const bool multiplexed = (flags & TAVLO_SIG_MULTIPLEXED) != 0;
-            const sigblk* mode = multiplexed ? manager.GetModeSignal(message) : nullptr;
-            const unsigned int bytes =
-                std::max(BytesNeeded(*s), mode != nullptr ? BytesNeeded(*mode) : 0u);
-            matches.push_back({&message, s, MessageName(message) + "." + SignalName(*s),
-                               multiplexed, bytes, {}});
         }
     }
     if (matches.empty()) {
@@ -129,11 +125,13 @@ bool FindSignal(const TavloManager& manager, const char* db, const std::string& 
 // the log frame by frame.
 class Collector {
 public:
-    Collector(const TavloManager& manager, std::vector<Series>& series)
-        : manager_(manager), series_(series) {
+    Collector(const tavlo::Decoder& decoder, std::vector<Series>& series)
+        : decoder_(decoder), series_(series) {
         for (std::size_t i = 0; i < series.size(); ++i) {
             const unsigned int id = series[i].message->id;
             byId_[id].push_back(i);
+            values_.resize(std::max(values_.size(),
+                                    decoder.Message(series[i].messageIndex)->signal_count));
         }
     }
 
@@ -143,22 +141,22 @@ public:
             AddTime(frame.time);
         }
         const auto found = byId_.find(frame.id);
-        if (found == byId_.end()) {
+        if (found == byId_.end() || frame.remote) {
             return;
         }
+        const long message = decoder_.FindId(frame.id);
+        std::size_t count = 0;
+        tavlo_decoder_decode_message(decoder_.get(), static_cast<std::size_t>(message), frame.data,
+                                     frame.length, values_.data(), values_.size(), &count);
         for (const std::size_t index : found->second) {
             Series& series = series_[index];
-            if (frame.length < series.bytes ||
-                (series.multiplexed &&
-                 !manager_.CheckSignalModeValue(frame.data, *series.signal, *series.message))) {
-                continue;
+            if (series.messageIndex != static_cast<std::size_t>(message)) {
+                continue;  // a second message of the same identifier
             }
-            double physical = 0;
-            const unsigned int result = manager_.GetSignalPhysicalValue(
-                frame.data, *series.signal, *series.message, physical);
-            if ((result == TAVLO_SIGNAL_OK || result == TAVLO_SIGNAL_OUT_OF_RANGE) &&
-                std::isfinite(physical)) {
-                series.samples.push_back({number, physical});
+            for (std::size_t i = 0; i < count; ++i) {
+                if (values_[i].signal == series.signalIndex && std::isfinite(values_[i].physical)) {
+                    series.samples.push_back({number, values_[i].physical});
+                }
             }
         }
     }
@@ -186,8 +184,9 @@ private:
         times_.push_back(time);
     }
 
-    const TavloManager& manager_;
+    const tavlo::Decoder& decoder_;
     std::vector<Series>& series_;
+    std::vector<tavlo_dec_value_t> values_;
     std::unordered_map<unsigned int, std::vector<std::size_t>> byId_;
     std::size_t frames_ = 0;
     bool timed_ = true;
@@ -544,14 +543,13 @@ int Plot(const Arguments& args) {
     }
     const std::string& path = positional[0];
     const std::string& log = positional[1];
-    TavloManager manager(static_cast<void*>(nullptr));
-    const char* db = nullptr;
-    if (!OpenChecked(path, manager, db)) {
+    DecodedDatabase db;
+    if (!LoadDecoder(path, db)) {
         return kFailed;
     }
     std::vector<Series> series(positional.size() - 2);
     for (std::size_t i = 2; i < positional.size(); ++i) {
-        if (!FindSignal(manager, db, path, positional[i], series[i - 2])) {
+        if (!FindSignal(db, path, positional[i], series[i - 2])) {
             return kFailed;
         }
     }
@@ -564,7 +562,7 @@ int Plot(const Arguments& args) {
         std::fprintf(stderr, "%s: cannot be written: %s\n", output.c_str(), std::strerror(errno));
         return kFailed;
     }
-    Collector collector(manager, series);
+    Collector collector(db.decoder, series);
     int status = ReadFrames({log}, [&collector](const Frame& frame) { collector.Add(frame); });
     for (const Series& each : series) {
         if (each.samples.empty()) {

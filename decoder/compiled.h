@@ -1,0 +1,188 @@
+// decoder/compiled.h: what a compiled decoder holds, and reading and writing
+// one signal's bits with its plan. The decoder's own helpers; not part of the
+// public interface (include/tavloms/decoder.h is).
+#ifndef TAVLOMS_DECODER_COMPILED_H
+#define TAVLOMS_DECODER_COMPILED_H
+
+#include <cstdint>
+#include <cstring>
+#include <deque>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "tavloms/decoder.h"
+
+namespace tavlo::decoder {
+
+// Frames are copied into a zeroed buffer of this size before their signals
+// are read: a field's plan loads 8 bytes from its first byte (at most 63)
+// and one more, so no read leaves the buffer, and bytes past the frame's
+// length read as zero.
+constexpr std::size_t kPadded = 72;
+
+// Plan::need of a signal no frame carries: too long, beyond 64 bytes, or
+// selected through a cycle of multiplexers.
+constexpr std::uint8_t kNever = 255;
+constexpr std::int16_t kNoSelector = -1;
+
+// How to take one signal out of a padded frame, precomputed; 32 bytes, so
+// that a message's plans take few cache lines.
+struct Plan {
+    double factor;
+    double offset;
+    std::uint32_t firstRange;
+    std::int16_t selector;  // its multiplexer's slot in the message's order, or kNoSelector
+    std::uint16_t rangeCount;
+    std::uint8_t byte;      // the 8 bytes loaded start here
+    std::uint8_t shift;     // without spill: the left shift that puts the field's top bit
+                            // at bit 63 of the (byte-swapped for Motorola) word; with
+                            // spill (Intel): the field's right shift
+    std::uint8_t spill;     // 0, or the bits the field takes from byte + 8
+    std::uint8_t motorola;
+    std::uint8_t kind;      // TAVLO_DEC_*
+    std::uint8_t need;      // bytes a frame needs to carry it, or kNever
+    std::uint8_t length;    // bits, 0 to 64
+    std::uint8_t exactAsSigned;  // the raw value converts to double as an int64_t
+
+    std::uint64_t Mask() const { return length == 0 ? 0 : ~std::uint64_t{0} >> (64 - length); }
+    // SIGNED: the field's top bit, else 0.
+    std::uint64_t SignBit() const {
+        return length == 0 ? 0 : std::uint64_t{kind == TAVLO_DEC_SIGNED} << (length - 1);
+    }
+};
+
+inline std::uint64_t Load64(const unsigned char* p) {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    std::uint64_t word;
+    std::memcpy(&word, p, sizeof word);
+    return word;
+#else
+    std::uint64_t word = 0;
+    for (int i = 7; i >= 0; --i) {
+        word = (word << 8) | p[i];
+    }
+    return word;
+#endif
+}
+
+inline void Store64(unsigned char* p, std::uint64_t word) {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    std::memcpy(p, &word, sizeof word);
+#else
+    for (int i = 0; i < 8; ++i) {
+        p[i] = static_cast<unsigned char>(word >> (8 * i));
+    }
+#endif
+}
+
+inline std::uint64_t Swap64(std::uint64_t word) {
+#if defined(__GNUC__) || defined(__clang__)
+    return __builtin_bswap64(word);
+#else
+    std::uint64_t swapped = 0;
+    for (int i = 0; i < 8; ++i) {
+        swapped = (swapped << 8) | ((word >> (8 * i)) & 0xFF);
+    }
+    return swapped;
+#endif
+}
+
+// The field's raw value: right-aligned, sign-extended when signed. An Intel
+// field is taken from the little-endian word at its low byte, a Motorola
+// field from the big-endian word at its most significant byte: shifted left
+// so that the field's top bit is bit 63, then right, arithmetically for a
+// signed field. Byte order and sign are chosen without a branch, as a
+// message's signals mix them in no pattern a branch predictor could learn.
+// A field that reaches into a ninth byte (rare) takes the slow way.
+std::uint64_t ExtractSpilled(const Plan& plan, const unsigned char* padded);
+
+inline std::uint64_t Extract(const Plan& plan, const unsigned char* padded) {
+    if (plan.spill != 0) {
+        return ExtractSpilled(plan, padded);
+    }
+    const std::uint64_t word = Load64(padded + plan.byte);
+    const std::uint64_t motorola = std::uint64_t{0} - plan.motorola;  // all ones or zero
+    const std::uint64_t top = ((Swap64(word) & motorola) | (word & ~motorola)) << plan.shift;
+    const unsigned int down = 64u - plan.length;
+    const std::uint64_t unsignedValue = top >> down;
+    const auto signedValue = static_cast<std::uint64_t>(static_cast<std::int64_t>(top) >> down);
+    const std::uint64_t isSigned = std::uint64_t{0} - (plan.kind == TAVLO_DEC_SIGNED);
+    return unsignedValue ^ ((unsignedValue ^ signedValue) & isSigned);
+}
+
+// Writes the field's bits (value holds no bits above the field) into a
+// padded frame, leaving every other bit as it was.
+void Insert(const Plan& plan, std::uint64_t value, unsigned char* padded);
+
+// Of the kinds of the records: a raw value as the number it stands for.
+inline double RawNumber(const Plan& plan, std::uint64_t raw) {
+    switch (plan.kind) {
+    case TAVLO_DEC_SIGNED:
+        return static_cast<double>(static_cast<std::int64_t>(raw));
+    case TAVLO_DEC_FLOAT: {
+        const auto bits = static_cast<std::uint32_t>(raw);
+        float value;
+        std::memcpy(&value, &bits, sizeof value);
+        return value;
+    }
+    case TAVLO_DEC_DOUBLE: {
+        double value;
+        std::memcpy(&value, &raw, sizeof value);
+        return value;
+    }
+    default:
+        return static_cast<double>(raw);
+    }
+}
+
+// A message's place in the decoder's arrays.
+struct MessageCode {
+    std::uint32_t firstPlan;   // its signals' plans, in the records' order
+    std::uint32_t planCount;
+    std::uint32_t firstMux;    // its multiplexers, each after the one selecting it
+    std::uint32_t muxCount;
+};
+
+// An entry of the identifier table (open addressing, linear probing).
+struct Slot {
+    std::uint32_t id;
+    std::uint32_t message;  // kEmpty: a free slot
+};
+constexpr std::uint32_t kEmpty = 0xFFFFFFFFu;
+
+inline std::uint32_t SlotOf(std::uint32_t id, std::uint32_t mask) {
+    return (id * 0x9E3779B1u) >> 7 & mask;
+}
+
+}  // namespace tavlo::decoder
+
+struct tavlo_decoder_t {
+    std::vector<tavlo::decoder::Plan> plans;
+    std::vector<tavlo::decoder::MessageCode> code;
+    std::vector<std::uint32_t> muxSignals;  // plan index of each multiplexer slot
+    std::vector<tavlo_dec_range_t> ranges;
+    std::vector<tavlo::decoder::Slot> table;
+    std::uint32_t tableMask = 0;
+    std::size_t mostMultiplexers = 0;
+
+    // Introspection; the texts live in `texts`.
+    std::vector<tavlo_dec_message_t> messages;
+    std::vector<tavlo_dec_signal_t> signals;
+    std::vector<tavlo_dec_description_t> descriptions;
+    std::deque<std::string> texts;
+    std::unordered_map<std::string, std::uint32_t> byName;
+    std::vector<unsigned int> skipped;
+
+    // The message of an identifier, or kEmpty.
+    std::uint32_t Find(std::uint32_t id) const {
+        for (std::uint32_t at = tavlo::decoder::SlotOf(id, tableMask);; at = (at + 1) & tableMask) {
+            const tavlo::decoder::Slot& slot = table[at];
+            if (slot.id == id || slot.message == tavlo::decoder::kEmpty) {
+                return slot.message;
+            }
+        }
+    }
+};
+
+#endif  // TAVLOMS_DECODER_COMPILED_H

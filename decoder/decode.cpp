@@ -1,0 +1,391 @@
+// decoder/decode.cpp: frames decoded with a compiled decoder, one at a time
+// into values or many at once into columns, and value descriptions looked
+// up. Nothing here allocates per frame or writes to the decoder.
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <new>
+
+#include "decoder/compiled.h"
+
+namespace tavlo::decoder {
+namespace {
+
+constexpr std::size_t kMultiplexersOnStack = 64;
+
+// Calls sink(signal, raw, physical, present) for every signal of message
+// number m in a frame of length bytes: first the message's multiplexers are
+// read, each after the one selecting it, then every signal in order. The
+// sink is taken and given back by value, so that what it carries stays in
+// registers.
+template <class Sink>
+Sink Walk(const tavlo_decoder_t& d, std::uint32_t m, const unsigned char* data, std::size_t length,
+          Sink sink) {
+    unsigned char padded[kPadded];
+    std::memset(padded, 0, sizeof padded);
+    if (length == 8) {
+        std::memcpy(padded, data, 8);
+    } else if (length > 0) {
+        std::memcpy(padded, data, length);
+    }
+    const MessageCode& code = d.code[m];
+    const Plan* plans = d.plans.data() + code.firstPlan;
+    const tavlo_dec_range_t* ranges = d.ranges.data();
+
+    std::uint64_t stackValues[kMultiplexersOnStack];
+    bool stackPresent[kMultiplexersOnStack];
+    std::unique_ptr<std::uint64_t[]> heapValues;  // a message of very many multiplexers only
+    std::unique_ptr<bool[]> heapPresent;
+    std::uint64_t* muxValue = stackValues;
+    bool* muxPresent = stackPresent;
+    if (code.muxCount > kMultiplexersOnStack) {
+        heapValues.reset(new std::uint64_t[code.muxCount]);
+        heapPresent.reset(new bool[code.muxCount]);
+        muxValue = heapValues.get();
+        muxPresent = heapPresent.get();
+    }
+    const auto selected = [&](const Plan& plan) {
+        if (length < plan.need) {
+            return false;
+        }
+        if (plan.selector == kNoSelector) {
+            return true;
+        }
+        const auto slot = static_cast<std::size_t>(plan.selector);
+        if (!muxPresent[slot]) {
+            return false;
+        }
+        const std::uint64_t value = muxValue[slot];
+        for (std::uint32_t r = 0; r < plan.rangeCount; ++r) {
+            const tavlo_dec_range_t& range = ranges[plan.firstRange + r];
+            if (value >= range.low && value <= range.high) {
+                return true;
+            }
+        }
+        return false;
+    };
+    for (std::uint32_t k = 0; k < code.muxCount; ++k) {
+        const Plan& plan = d.plans[d.muxSignals[code.firstMux + k]];
+        muxPresent[k] = selected(plan);
+        muxValue[k] = muxPresent[k] ? Extract(plan, padded) : 0;
+    }
+    for (std::uint32_t i = 0; i < code.planCount; ++i) {
+        const Plan& plan = plans[i];
+        if (!selected(plan)) {
+            sink(i, std::uint64_t{0}, 0.0, false);
+            continue;
+        }
+        const std::uint64_t value = Extract(plan, padded);
+        double number = static_cast<double>(static_cast<std::int64_t>(value));
+        if (plan.exactAsSigned == 0) {
+            number = RawNumber(plan, value);
+        }
+        sink(i, value, number * plan.factor + plan.offset, true);
+    }
+    return sink;
+}
+
+// The values of the signals present, one after the other.
+struct Appender {
+    tavlo_dec_value_t* out;
+
+    void operator()(std::uint32_t signal, std::uint64_t raw, double physical, bool present) {
+        if (present) {
+            out->raw = raw;
+            out->physical = physical;
+            out->signal = signal;
+            ++out;
+        }
+    }
+};
+
+}  // namespace
+
+std::uint64_t ExtractSpilled(const Plan& plan, const unsigned char* padded) {
+    const std::uint64_t word = Load64(padded + plan.byte);
+    const std::uint64_t next = padded[plan.byte + 8];
+    const std::uint64_t bits = (plan.motorola == 0
+                                    ? (word >> plan.shift) | (next << (64 - plan.shift))
+                                    : (Swap64(word) << plan.spill) | (next >> (8 - plan.spill))) &
+                               plan.Mask();
+    const std::uint64_t sign = plan.SignBit();
+    return (bits ^ sign) - sign;
+}
+
+void Insert(const Plan& plan, std::uint64_t value, unsigned char* padded) {
+    unsigned char* at = padded + plan.byte;
+    std::uint64_t word = Load64(at);
+    // Without spill, the field's right shift in the (swapped) word.
+    const unsigned int down = plan.spill != 0 ? plan.shift : 64u - plan.shift - plan.length;
+    if (plan.motorola == 0) {
+        word = (word & ~(plan.Mask() << down)) | (value << down);
+        if (plan.spill != 0) {
+            const unsigned int up = 64u - plan.shift;
+            const auto keep = static_cast<unsigned char>(~(plan.Mask() >> up));
+            at[8] = static_cast<unsigned char>((at[8] & keep) | (value >> up));
+        }
+        Store64(at, word);
+        return;
+    }
+    word = Swap64(word);
+    if (plan.spill == 0) {
+        word = (word & ~(plan.Mask() << down)) | (value << down);
+    } else {
+        // The low `spill` bits go to the top of the ninth byte, the rest to
+        // the bottom of the word.
+        const unsigned int low = plan.spill;
+        const unsigned int lowMask = (1u << low) - 1;
+        const unsigned int at8 = 8 - low;
+        at[8] = static_cast<unsigned char>((at[8] & ~(lowMask << at8)) |
+                                           ((static_cast<unsigned int>(value) & lowMask) << at8));
+        word = (word & ~(plan.Mask() >> low)) | (value >> low);
+    }
+    Store64(at, Swap64(word));
+}
+
+}  // namespace tavlo::decoder
+
+using tavlo::decoder::kEmpty;
+using tavlo::decoder::Appender;
+using tavlo::decoder::Walk;
+
+int tavlo_decoder_decode_message(const tavlo_decoder_t* decoder, size_t index,
+                                 const unsigned char* data, size_t length,
+                                 tavlo_dec_value_t* values, size_t capacity, size_t* count) {
+    if (count != nullptr) {
+        *count = 0;
+    }
+    if (decoder == nullptr || count == nullptr || (data == nullptr && length != 0) || length > 64) {
+        return TAVLO_DEC_BAD_ARGUMENT;
+    }
+    if (index >= decoder->code.size()) {
+        return TAVLO_DEC_UNKNOWN_MESSAGE;
+    }
+    if (capacity < decoder->code[index].planCount || (values == nullptr && capacity != 0)) {
+        return TAVLO_DEC_BAD_ARGUMENT;
+    }
+    const Appender end = Walk(*decoder, static_cast<std::uint32_t>(index), data, length,
+                              Appender{values});
+    *count = static_cast<std::size_t>(end.out - values);
+    return TAVLO_DEC_OK;
+}
+
+int tavlo_decoder_decode(const tavlo_decoder_t* decoder, unsigned int id, const unsigned char* data,
+                         size_t length, tavlo_dec_value_t* values, size_t capacity, size_t* count) {
+    if (decoder == nullptr) {
+        return TAVLO_DEC_BAD_ARGUMENT;
+    }
+    const std::uint32_t m = decoder->Find(id);
+    if (m == kEmpty) {
+        if (count != nullptr) {
+            *count = 0;
+        }
+        return TAVLO_DEC_UNKNOWN_MESSAGE;
+    }
+    return tavlo_decoder_decode_message(decoder, m, data, length, values, capacity, count);
+}
+
+const char* tavlo_decoder_describe(const tavlo_decoder_t* decoder, size_t message, size_t signal,
+                                   uint64_t raw) {
+    const tavlo_dec_message_t* m = tavlo_decoder_message(decoder, message);
+    if (m == nullptr || signal >= m->signal_count) {
+        return nullptr;
+    }
+    const tavlo_dec_signal_t& s = m->signals[signal];
+    if (s.description_count == 0) {
+        return nullptr;
+    }
+    std::int64_t key = 0;
+    if (s.kind == TAVLO_DEC_UNSIGNED) {
+        if (raw > 0xFFFFFFFFu) {
+            return nullptr;
+        }
+        key = static_cast<std::int64_t>(raw);
+    } else if (s.kind == TAVLO_DEC_SIGNED) {
+        key = static_cast<std::int64_t>(raw);
+        if (key < INT32_MIN || key > INT32_MAX) {
+            return nullptr;
+        }
+    } else {
+        const double number =
+            tavlo::decoder::RawNumber(decoder->plans[decoder->code[message].firstPlan + signal], raw);
+        if (!(number >= INT32_MIN && number <= INT32_MAX) || number != std::floor(number)) {
+            return nullptr;
+        }
+        key = static_cast<std::int64_t>(number);
+    }
+    const tavlo_dec_description_t* end = s.descriptions + s.description_count;
+    const tavlo_dec_description_t* found = std::lower_bound(
+        s.descriptions, end, key,
+        [](const tavlo_dec_description_t& d, std::int64_t value) { return d.value < value; });
+    return found != end && found->value == key ? found->text : nullptr;
+}
+
+size_t tavlo_decoder_count(const tavlo_decoder_t* decoder, size_t frames, const unsigned int* ids,
+                           size_t* rows) {
+    if (decoder == nullptr || ids == nullptr || rows == nullptr) {
+        return frames;
+    }
+    std::size_t unknown = 0;
+    for (std::size_t i = 0; i < frames; ++i) {
+        const std::uint32_t m = decoder->Find(ids[i]);
+        if (m == kEmpty) {
+            ++unknown;
+        } else {
+            ++rows[m];
+        }
+    }
+    return unknown;
+}
+
+int tavlo_decoder_decode_columns(const tavlo_decoder_t* decoder, size_t frames, const double* times,
+                                 const unsigned int* ids, const unsigned char* lengths,
+                                 const unsigned char* data, size_t stride,
+                                 tavlo_dec_columns_t* columns, size_t* unknown) {
+    if (unknown != nullptr) {
+        *unknown = 0;
+    }
+    if (decoder == nullptr || columns == nullptr ||
+        (frames != 0 && (ids == nullptr || lengths == nullptr || data == nullptr))) {
+        return TAVLO_DEC_BAD_ARGUMENT;
+    }
+    int result = TAVLO_DEC_OK;
+    constexpr double kAbsent = std::numeric_limits<double>::quiet_NaN();
+    for (std::size_t i = 0; i < frames; ++i) {
+        const std::uint32_t m = decoder->Find(ids[i]);
+        if (m == kEmpty) {
+            if (unknown != nullptr) {
+                ++*unknown;
+            }
+            continue;
+        }
+        const std::size_t length = lengths[i];
+        if (length > 64 || length > stride) {
+            result = TAVLO_DEC_BAD_ARGUMENT;
+            continue;
+        }
+        tavlo_dec_columns_t& column = columns[m];
+        if (column.rows >= column.capacity) {
+            if (result == TAVLO_DEC_OK) {
+                result = TAVLO_DEC_NO_MEMORY;
+            }
+            continue;
+        }
+        const std::size_t row = column.rows++;
+        if (column.times != nullptr) {
+            column.times[row] = times != nullptr ? times[i] : kAbsent;
+        }
+        double** physical = column.physical;
+        std::uint64_t** raw = column.raw;
+        Walk(*decoder, m, data + i * stride, length,
+             [physical, raw, row](std::uint32_t signal, std::uint64_t value, double number,
+                                  bool present) {
+                 if (physical != nullptr && physical[signal] != nullptr) {
+                     physical[signal][row] = present ? number : kAbsent;
+                 }
+                 if (raw != nullptr && raw[signal] != nullptr) {
+                     raw[signal][row] = value;
+                 }
+             });
+    }
+    return result;
+}
+
+// Library-owned columns: one block per message holding its times, then its
+// physical columns, then its raw ones.
+struct tavlo_dec_batch_t {
+    const tavlo_decoder_t* decoder;
+    std::vector<std::unique_ptr<double[]>> blocks;        // times and physical, per message
+    std::vector<std::unique_ptr<std::uint64_t[]>> raws;   // raw, per message
+    std::vector<std::vector<double*>> physical;
+    std::vector<std::vector<std::uint64_t*>> raw;
+    std::vector<tavlo_dec_columns_t> columns;
+};
+
+tavlo_dec_batch_t* tavlo_dec_batch_new(const tavlo_decoder_t* decoder) {
+    if (decoder == nullptr) {
+        return nullptr;
+    }
+    try {
+        auto* batch = new tavlo_dec_batch_t();
+        batch->decoder = decoder;
+        const std::size_t messages = decoder->messages.size();
+        batch->blocks.resize(messages);
+        batch->raws.resize(messages);
+        batch->physical.resize(messages);
+        batch->raw.resize(messages);
+        batch->columns.assign(messages, tavlo_dec_columns_t{});
+        return batch;
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+void tavlo_dec_batch_free(tavlo_dec_batch_t* batch) { delete batch; }
+
+int tavlo_dec_batch_decode(tavlo_dec_batch_t* batch, size_t frames, const double* times,
+                           const unsigned int* ids, const unsigned char* lengths,
+                           const unsigned char* data, size_t stride) {
+    if (batch == nullptr || (frames != 0 && ids == nullptr)) {
+        return TAVLO_DEC_BAD_ARGUMENT;
+    }
+    const tavlo_decoder_t& d = *batch->decoder;
+    try {
+        std::vector<std::size_t> rows(d.messages.size(), 0);
+        tavlo_decoder_count(&d, frames, ids, rows.data());
+        for (std::size_t m = 0; m < rows.size(); ++m) {
+            const std::size_t signals = d.messages[m].signal_count;
+            tavlo_dec_columns_t& column = batch->columns[m];
+            column = tavlo_dec_columns_t{};
+            batch->blocks[m].reset();
+            batch->raws[m].reset();
+            if (rows[m] == 0) {
+                continue;
+            }
+            batch->blocks[m].reset(new double[rows[m] * (1 + signals)]);
+            batch->raws[m].reset(new std::uint64_t[rows[m] * std::max<std::size_t>(signals, 1)]);
+            batch->physical[m].resize(signals);
+            batch->raw[m].resize(signals);
+            for (std::size_t s = 0; s < signals; ++s) {
+                batch->physical[m][s] = batch->blocks[m].get() + rows[m] * (1 + s);
+                batch->raw[m][s] = batch->raws[m].get() + rows[m] * s;
+            }
+            column.capacity = rows[m];
+            column.times = batch->blocks[m].get();
+            column.physical = batch->physical[m].data();
+            column.raw = batch->raw[m].data();
+        }
+    } catch (const std::bad_alloc&) {
+        for (tavlo_dec_columns_t& column : batch->columns) {
+            column = tavlo_dec_columns_t{};
+        }
+        return TAVLO_DEC_NO_MEMORY;
+    }
+    return tavlo_decoder_decode_columns(&d, frames, times, ids, lengths, data, stride,
+                                        batch->columns.data(), nullptr);
+}
+
+size_t tavlo_dec_batch_rows(const tavlo_dec_batch_t* batch, size_t message) {
+    return batch != nullptr && message < batch->columns.size() ? batch->columns[message].rows : 0;
+}
+
+const double* tavlo_dec_batch_times(const tavlo_dec_batch_t* batch, size_t message) {
+    return tavlo_dec_batch_rows(batch, message) != 0 ? batch->columns[message].times : nullptr;
+}
+
+const double* tavlo_dec_batch_physical(const tavlo_dec_batch_t* batch, size_t message,
+                                       size_t signal) {
+    if (tavlo_dec_batch_rows(batch, message) == 0 || signal >= batch->physical[message].size()) {
+        return nullptr;
+    }
+    return batch->physical[message][signal];
+}
+
+const uint64_t* tavlo_dec_batch_raw(const tavlo_dec_batch_t* batch, size_t message,
+                                    size_t signal) {
+    if (tavlo_dec_batch_rows(batch, message) == 0 || signal >= batch->raw[message].size()) {
+        return nullptr;
+    }
+    return batch->raw[message][signal];
+}
