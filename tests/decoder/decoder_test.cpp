@@ -12,10 +12,10 @@
 #include "support/read_database.h"
 #include "tavloms/decoder.h"
 #include "tavloms/lifecycle.h"
+#include "tavloms/load.h"
 
 namespace {
 
-using tavlo::test::CollectMulVal;
 using tavlo::test::ReadDatabase;
 using tavlo::test::ReadText;
 
@@ -179,10 +179,9 @@ const MuxCase kMuxCases[] = {
 TEST_P(ExtendedMultiplexing, DecodesWhatTheMultiplexersSelect) {
     const MuxCase& c = GetParam();
     const std::string path = std::string(TAVLOMS_CORPUS_DIR) + "/" + c.file;
-    Root db;
-    ReadDatabase(path, &db.root);
-    const tavlo::test::KeptStatements statements = CollectMulVal(path);
-    const tavlo::Decoder decoder(db.root, statements.kept);
+    tavlo::Loaded db(path.c_str(), TAVLO_LOAD_STRICT);
+    ASSERT_TRUE(db.ok());
+    const tavlo::Decoder decoder(db.root(), db.kept());
     EXPECT_EQ(tavlo_decoder_skipped(decoder.get(), nullptr), 0u);
     EXPECT_EQ(Present(decoder, c.id, c.frame), c.present);
 }

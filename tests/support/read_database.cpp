@@ -33,30 +33,6 @@ ReadOutcome ReadDatabase(const std::string& path, tavlo_root_t* root) {
     return outcome;
 }
 
-KeptStatements CollectMulVal(const std::string& path) {
-    KeptStatements statements;
-    std::vector<unsigned int> lines;
-    std::istringstream in(FileContent(path));
-    std::string line;
-    for (unsigned int number = 1; std::getline(in, line); ++number) {
-        if (line.rfind("SG_MUL_VAL_", 0) != 0) {
-            continue;
-        }
-        const unsigned int first = number;
-        std::string text = line;
-        while (text.find(';') == std::string::npos && std::getline(in, line)) {
-            ++number;
-            text += "\n" + line;
-        }
-        statements.texts.push_back(text.substr(0, text.find(';') + 1));
-        lines.push_back(first);
-    }
-    for (std::size_t i = 0; i < lines.size(); ++i) {
-        statements.kept.push_back({statements.texts[i].c_str(), lines[i]});
-    }
-    return statements;
-}
-
 std::string TestName(const std::string& text) {
     std::string name;
     for (const char c : text) {

@@ -33,14 +33,6 @@ std::string TestFilePath(const std::string& suffix);
 // The whole content of a text file ("" when it cannot be read), line ends read as "\n".
 std::string FileContent(const std::string& path);
 
-// A file's statements that begin a line with "SG_MUL_VAL_", through their
-// ';', with their 1-based lines: what a read keeps of them, for the decoder.
-struct KeptStatements {
-    std::vector<std::string> texts;
-    std::vector<tavlo_kept_t> kept;  // pointing into texts
-};
-KeptStatements CollectMulVal(const std::string& path);
-
 // Writes `root` to `path` with TAVLO_WRITE and returns its result.
 unsigned int WriteDatabase(const std::string& path, const tavlo_root_t& root);
 

@@ -2,6 +2,7 @@
 // a database file, long names, and number and JSON text formatting for the
 // subcommands of the tavlo command.
 #include "common.h"
+#include "system.h"
 
 #include <algorithm>
 #include <charconv>
@@ -94,6 +95,9 @@ bool Read(const std::string& path, tavlo_root_t& root, bool strict, bool listAll
         if (repaired != nullptr && diagnostic.code != kNewSymbolNotSupported) {
             *repaired = true;  // anything else stops a strict load
         }
+        if (kept != nullptr && diagnostic.code == kNewSymbolNotSupported) {
+            continue;  // the caller takes the statement: nothing is lost
+        }
         if (diagnostic.line == 0) {
             Collect(text, text, false);
             continue;
@@ -129,21 +133,30 @@ bool OpenChecked(const std::string& path, TavloManager& manager, const char*& db
     std::vector<std::string> keptTexts;
     bool repaired = false;
     const bool readable = Read(path, check, Strict(), false, &kept, &keptTexts, &repaired);
+    // The copy goes to a directory of its own under the system's temporary
+    // one, by the file's own name (the database's name comes from it).
     std::string open = path;
+    std::string directory;
+    std::string copy;
     if (readable && repaired) {
-        open = path + ".tavlo-repaired.tmp";
-        if (tavlo_write_kept(open.c_str(), &check, kept.data(), kept.size()) != 0) {
-            open = path;
+        directory = MakeTemporaryDirectory();
+        const std::size_t slash = LastSeparator(path);
+        copy = JoinPath(directory, slash == std::string::npos ? path : path.substr(slash + 1));
+        if (!directory.empty() &&
+            tavlo_write_kept(copy.c_str(), &check, kept.data(), kept.size()) == 0) {
+            open = copy;
         }
     }
     TAVLO_FREE_ROOT(&check);
+    const unsigned int status =
+        readable ? manager.OpenDatabase(open.c_str(), &db, "Opened", 0) : TAVLO_STATUS_OK;
+    DropMessages();
+    if (!directory.empty()) {
+        std::remove(copy.c_str());
+        RemoveEmptyDirectory(directory);
+    }
     if (!readable) {
         return false;
-    }
-    const unsigned int status = manager.OpenDatabase(open.c_str(), &db, "Opened", 0);
-    DropMessages();
-    if (open != path) {
-        std::remove(open.c_str());
     }
     if (status != TAVLO_STATUS_OK) {
         std::fprintf(stderr, "%s: cannot be opened\n", path.c_str());
