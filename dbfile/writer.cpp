@@ -886,9 +886,15 @@ unsigned int WriteWithKept(const char* file, const tavlo_root_t& db, const tavlo
     {
         OutputText out(stream);
         WriteDatabase(out, db, symbols);
+        // A kept statement's line ends are the file's; written here, they are
+        // the stream's, as every other line of the file.
         for (std::size_t i = 0; i < keptCount; ++i) {
+            for (const char* c = kept[i].text; c != nullptr && *c != '\0'; ++c) {
+                if (*c != '\r' || c[1] != '\n') {
+                    out.Put(*c);
+                }
+            }
             if (kept[i].text != nullptr) {
-                out.Put(kept[i].text);
                 out.Put('\n');
             }
         }
