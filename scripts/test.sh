@@ -37,7 +37,7 @@ case "$mode" in
                  -DTAVLOMS_GTEST_FROM_SOURCE=ON -DTAVLOMS_BUILD_BENCH=OFF)
         ;;
     windows)
-        options=(-DCMAKE_TOOLCHAIN_FILE=cmake/mingw-i686.cmake -DCMAKE_BUILD_TYPE=Release
+        options=(-DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/mingw-i686.cmake" -DCMAKE_BUILD_TYPE=Release
                  -DTAVLOMS_GTEST_FROM_SOURCE=ON -DTAVLOMS_BUILD_BENCH=OFF)
         # A Wine of the build's own, started once for all tests and stopped
         # afterwards.
