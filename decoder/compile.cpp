@@ -420,6 +420,13 @@ private:
             d_.plans.push_back(plan);
             d_.signals.push_back(s);
         }
+        d_.quick.resize(d_.plans.size());
+        code.quick = 1;
+        for (std::size_t i = code.firstPlan; i < d_.plans.size(); ++i) {
+            if (!MakeQuick(d_.plans[i], d_.quick[i])) {
+                code.quick = 0;
+            }
+        }
         d_.code.push_back(code);
         d_.messages.push_back(info);
     }
