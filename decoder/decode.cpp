@@ -176,30 +176,32 @@ int tavlo_decoder_decode(const tavlo_decoder_t* decoder, unsigned int id, const 
     if (decoder == nullptr) {
         return TAVLO_DEC_BAD_ARGUMENT;
     }
-    const std::uint32_t m = decoder->Find(id);
+    const tavlo::decoder::Slot& slot = decoder->FindSlot(id);
+    const std::uint32_t m = slot.message;
     if (m == kEmpty) {
         if (count != nullptr) {
             *count = 0;
         }
         return TAVLO_DEC_UNKNOWN_MESSAGE;
     }
-    const tavlo::decoder::MessageCode& code = decoder->code[m];
     // The common case: a frame of at least 8 bytes of a message whose signals
     // all lie in them, none multiplexed. Every signal is present; the frame's
     // first 8 bytes are read once, in both byte orders, and each signal taken
     // from them without a check. Anything else takes the general way.
-    if (code.quick != 0 && length >= 8 && length <= 64 && data != nullptr && count != nullptr &&
-        values != nullptr && capacity >= code.planCount) {
-        const tavlo::decoder::Quick* quick = decoder->quick.data() + code.firstPlan;
+    const std::uint32_t n = slot.quickCount;
+    if (n != 0 && length >= 8 && length <= 64 && data != nullptr && count != nullptr &&
+        values != nullptr && capacity >= n) {
+        const tavlo::decoder::Quick* quick = decoder->quick.data() + slot.firstPlan;
+        const tavlo::decoder::Scale* scales = decoder->scales.data();
         const std::uint64_t word = tavlo::decoder::Load64(data);
         const std::uint64_t swapped = tavlo::decoder::Swap64(word);
-        const std::uint32_t n = code.planCount;
         for (std::uint32_t i = 0; i < n; ++i) {
             const tavlo::decoder::Quick& plan = quick[i];
+            const tavlo::decoder::Scale& scale = scales[plan.scale];
             const std::uint64_t raw = tavlo::decoder::ExtractQuick(plan, word, swapped);
             const double number = static_cast<double>(static_cast<std::int64_t>(raw));
             values[i].raw = raw;
-            values[i].physical = number * plan.factor + plan.offset;
+            values[i].physical = number * scale.factor + scale.offset;
             values[i].signal = i;
         }
         *count = n;
