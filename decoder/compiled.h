@@ -152,9 +152,11 @@ struct Quick {
     std::uint8_t shift;     // the left shift that puts the field's top bit at bit 63 of
                             // the frame's first 8 bytes as a little-endian (Intel) or
                             // big-endian (Motorola) word
-    std::uint8_t down;      // 64 - length: the right shift that then right-aligns it
-    std::uint8_t motorola;
-    std::uint8_t isSigned;
+    std::uint8_t down;      // 64 - length: the arithmetic right shift that then
+                            // right-aligns it
+    std::uint8_t motorola;  // which of the two words
+    std::uint8_t keep;      // the right shift of all ones that gives the bits the value
+                            // keeps: down when unsigned, 0 when signed
 };
 
 // The quick plan of a plan (but its scale), if its signal is one the quick
@@ -169,20 +171,18 @@ inline bool MakeQuick(const Plan& plan, Quick& quick) {
                                                                : plan.shift - 8 * plan.byte);
     quick.down = static_cast<std::uint8_t>(64 - plan.length);
     quick.motorola = plan.motorola;
-    quick.isSigned = plan.kind == TAVLO_DEC_SIGNED ? 1 : 0;
+    quick.keep = plan.kind == TAVLO_DEC_SIGNED ? 0 : quick.down;
     return true;
 }
 
-// Quick::shift and down applied to the frame's first 8 bytes, w as a
-// little-endian word and swapped its byte-swapped copy; without a branch on
-// byte order or sign, as in Extract.
-inline std::uint64_t ExtractQuick(const Quick& quick, std::uint64_t w, std::uint64_t swapped) {
-    const std::uint64_t motorola = std::uint64_t{0} - quick.motorola;
-    const std::uint64_t top = ((swapped & motorola) | (w & ~motorola)) << quick.shift;
-    const std::uint64_t unsignedValue = top >> quick.down;
-    const auto signedValue = static_cast<std::uint64_t>(static_cast<std::int64_t>(top) >> quick.down);
-    const std::uint64_t isSigned = std::uint64_t{0} - quick.isSigned;
-    return unsignedValue ^ ((unsignedValue ^ signedValue) & isSigned);
+// A quick plan's raw value from the frame's first 8 bytes, words[0] as a
+// little-endian word and words[1] as a big-endian one: no branch on byte
+// order or sign, and few operations (the field is shifted to the top, shifted
+// down with its sign, and an unsigned field's value masked).
+inline std::uint64_t ExtractQuick(const Quick& quick, const std::uint64_t* words) {
+    const std::uint64_t top = words[quick.motorola] << quick.shift;
+    const auto extended = static_cast<std::uint64_t>(static_cast<std::int64_t>(top) >> quick.down);
+    return extended & (~std::uint64_t{0} >> quick.keep);
 }
 
 // A message's place in the decoder's arrays.

@@ -193,12 +193,13 @@ int tavlo_decoder_decode(const tavlo_decoder_t* decoder, unsigned int id, const 
         values != nullptr && capacity >= n) {
         const tavlo::decoder::Quick* quick = decoder->quick.data() + slot.firstPlan;
         const tavlo::decoder::Scale* scales = decoder->scales.data();
-        const std::uint64_t word = tavlo::decoder::Load64(data);
-        const std::uint64_t swapped = tavlo::decoder::Swap64(word);
+        std::uint64_t words[2];
+        words[0] = tavlo::decoder::Load64(data);
+        words[1] = tavlo::decoder::Swap64(words[0]);
         for (std::uint32_t i = 0; i < n; ++i) {
             const tavlo::decoder::Quick& plan = quick[i];
             const tavlo::decoder::Scale& scale = scales[plan.scale];
-            const std::uint64_t raw = tavlo::decoder::ExtractQuick(plan, word, swapped);
+            const std::uint64_t raw = tavlo::decoder::ExtractQuick(plan, words);
             const double number = static_cast<double>(static_cast<std::int64_t>(raw));
             values[i].raw = raw;
             values[i].physical = number * scale.factor + scale.offset;
