@@ -441,7 +441,9 @@ private:
             }
             d_.quick[i].scale = found.first->second;
         }
-        quickCount_.push_back(quick ? static_cast<std::uint32_t>(n) : 0);
+        quickCount_.push_back(quick && code.muxCount == 0 ? static_cast<std::uint32_t>(n) : 0);
+        code.quickMultiplexed =
+            quick && code.muxCount != 0 && code.muxCount <= kQuickMultiplexers ? 1 : 0;
         d_.code.push_back(code);
         d_.messages.push_back(info);
     }

@@ -160,11 +160,11 @@ struct Quick {
 };
 
 // The quick plan of a plan (but its scale), if its signal is one the quick
-// loop can decode: present in every frame of 8 bytes, no ninth byte, its raw
-// value exact as an int64_t, not multiplexed.
+// loops can decode: in the first 8 bytes, no ninth byte, its raw value exact
+// as an int64_t. (Whether a multiplexed one is present the multiplexed loop
+// asks its plan.)
 inline bool MakeQuick(const Plan& plan, Quick& quick) {
-    if (plan.need > 8 || plan.spill != 0 || plan.exactAsSigned == 0 ||
-        plan.selector != kNoSelector || plan.length == 0) {
+    if (plan.need > 8 || plan.spill != 0 || plan.exactAsSigned == 0 || plan.length == 0) {
         return false;
     }
     quick.shift = static_cast<std::uint8_t>(plan.motorola != 0 ? plan.shift + 8 * plan.byte
@@ -191,7 +191,12 @@ struct MessageCode {
     std::uint32_t planCount;
     std::uint32_t firstMux;    // its multiplexers, each after the one selecting it
     std::uint32_t muxCount;
+    std::uint32_t quickMultiplexed;  // 1: every plan has a quick plan, and there are
+                                     // multiplexers, at most kQuickMultiplexers
 };
+
+// Multiplexers of a message the multiplexed quick loop decodes, at most.
+constexpr std::uint32_t kQuickMultiplexers = 16;
 
 // An entry of the identifier table (open addressing, linear probing). It
 // holds what decoding a frame of a quick message needs besides its plans,
@@ -200,9 +205,9 @@ struct Slot {
     std::uint32_t id;
     std::uint32_t message;     // kEmpty: a free slot
     std::uint32_t firstPlan;   // the message's
-    std::uint32_t quickCount;  // its plan count if every plan has a quick plan (a
-                               // frame of at least 8 bytes then decodes in one loop
-                               // without a check), else 0
+    std::uint32_t quickCount;  // its plan count if every plan has a quick plan and it
+                               // has no multiplexers (a frame of at least 8 bytes then
+                               // decodes in one loop without a check), else 0
 };
 constexpr std::uint32_t kEmpty = 0xFFFFFFFFu;
 

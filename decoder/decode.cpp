@@ -100,6 +100,60 @@ struct Appender {
     }
 };
 
+// A frame of at least 8 bytes of a message with multiplexers whose plans
+// all have quick plans: as Walk gives them to an Appender, but every signal
+// is taken from the frame's first 8 bytes, which it always has. Returns the
+// number of values.
+std::size_t DecodeQuickMultiplexed(const tavlo_decoder_t& d, const MessageCode& code,
+                                   const unsigned char* data, tavlo_dec_value_t* values) {
+    std::uint64_t words[2];
+    words[0] = Load64(data);
+    words[1] = Swap64(words[0]);
+    const Quick* quick = d.quick.data() + code.firstPlan;
+    const Plan* plans = d.plans.data() + code.firstPlan;
+    const Scale* scales = d.scales.data();
+    const tavlo_dec_range_t* ranges = d.ranges.data();
+    std::uint64_t muxValue[kQuickMultiplexers];
+    bool muxPresent[kQuickMultiplexers];
+    const auto selected = [&](const Plan& plan) {
+        if (plan.selector == kNoSelector) {
+            return true;
+        }
+        const auto slot = static_cast<std::size_t>(plan.selector);
+        if (!muxPresent[slot]) {
+            return false;
+        }
+        const std::uint64_t value = muxValue[slot];
+        for (std::uint32_t r = 0; r < plan.rangeCount; ++r) {
+            const tavlo_dec_range_t& range = ranges[plan.firstRange + r];
+            if (value >= range.low && value <= range.high) {
+                return true;
+            }
+        }
+        return false;
+    };
+    for (std::uint32_t k = 0; k < code.muxCount; ++k) {
+        const std::uint32_t at = d.muxSignals[code.firstMux + k];
+        muxPresent[k] = selected(d.plans[at]);
+        muxValue[k] = muxPresent[k] ? ExtractQuick(d.quick[at], words) : 0;
+    }
+    tavlo_dec_value_t* out = values;
+    for (std::uint32_t i = 0; i < code.planCount; ++i) {
+        if (!selected(plans[i])) {
+            continue;
+        }
+        const Quick& plan = quick[i];
+        const Scale& scale = scales[plan.scale];
+        const std::uint64_t raw = ExtractQuick(plan, words);
+        const double number = static_cast<double>(static_cast<std::int64_t>(raw));
+        out->raw = raw;
+        out->physical = number * scale.factor + scale.offset;
+        out->signal = i;
+        ++out;
+    }
+    return static_cast<std::size_t>(out - values);
+}
+
 }  // namespace
 
 std::uint64_t ExtractSpilled(const Plan& plan, const unsigned char* padded) {
@@ -207,6 +261,14 @@ int tavlo_decoder_decode(const tavlo_decoder_t* decoder, unsigned int id, const 
         }
         *count = n;
         return TAVLO_DEC_OK;
+    }
+    if (n == 0 && length >= 8 && length <= 64 && data != nullptr && count != nullptr &&
+        values != nullptr) {
+        const tavlo::decoder::MessageCode& code = decoder->code[m];
+        if (code.quickMultiplexed != 0 && capacity >= code.planCount) {
+            *count = tavlo::decoder::DecodeQuickMultiplexed(*decoder, code, data, values);
+            return TAVLO_DEC_OK;
+        }
     }
     return tavlo_decoder_decode_message(decoder, m, data, length, values, capacity, count);
 }
