@@ -144,9 +144,10 @@ struct Scale {
 };
 
 // The part of a plan that decoding a frame of at least 8 bytes reads, for a
-// message whose signals all lie in its first 8 bytes, none multiplexed (see
-// Slot::quickCount): 8 bytes, so that a message's plans take one cache line
-// and those of the messages a stream of frames touches stay in cache.
+// message whose signals all lie in its first 8 bytes (see Slot::quickCount
+// and MessageCode::quickMultiplexed): 8 bytes, so that a message's plans take
+// one cache line and those of the messages a stream of frames touches stay
+// in cache.
 struct Quick {
     std::uint32_t scale;    // in the decoder's scales
     std::uint8_t shift;     // the left shift that puts the field's top bit at bit 63 of

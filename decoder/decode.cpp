@@ -241,7 +241,8 @@ int tavlo_decoder_decode(const tavlo_decoder_t* decoder, unsigned int id, const 
     // The common case: a frame of at least 8 bytes of a message whose signals
     // all lie in them, none multiplexed. Every signal is present; the frame's
     // first 8 bytes are read once, in both byte orders, and each signal taken
-    // from them without a check. Anything else takes the general way.
+    // from them without a check. Such a frame of a multiplexed message takes
+    // the multiplexed quick loop; anything else the general way.
     const std::uint32_t n = slot.quickCount;
     if (n != 0 && length >= 8 && length <= 64 && data != nullptr && count != nullptr &&
         values != nullptr && capacity >= n) {
