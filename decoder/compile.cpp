@@ -4,7 +4,9 @@
 // and the introspection records. Also the look-ups by identifier and name.
 #include <algorithm>
 #include <cstring>
+#include <map>
 #include <new>
+#include <utility>
 
 #include "decoder/compiled.h"
 
@@ -251,7 +253,7 @@ private:
         while (size < 2 * records_.size()) {
             size *= 2;
         }
-        d_.table.assign(size, Slot{0, kEmpty});
+        d_.table.assign(size, Slot{0, kEmpty, 0, 0});
         d_.tableMask = size - 1;
         for (std::uint32_t i = 0; i < records_.size(); ++i) {
             const std::uint32_t id = records_[i]->id;
@@ -260,7 +262,7 @@ private:
                 at = (at + 1) & d_.tableMask;
             }
             if (d_.table[at].message == kEmpty) {  // of a repeated identifier, the first
-                d_.table[at] = Slot{id, i};
+                d_.table[at] = Slot{id, i, 0, 0};
             }
         }
     }
@@ -420,6 +422,28 @@ private:
             d_.plans.push_back(plan);
             d_.signals.push_back(s);
         }
+        d_.quick.resize(d_.plans.size());
+        bool quick = n != 0;
+        for (std::size_t i = code.firstPlan; i < d_.plans.size(); ++i) {
+            const Plan& plan = d_.plans[i];
+            if (!MakeQuick(plan, d_.quick[i])) {
+                quick = false;
+                continue;
+            }
+            // Scales by their bits, so that no two differ in anything.
+            std::uint64_t bits[2];
+            std::memcpy(&bits[0], &plan.factor, sizeof bits[0]);
+            std::memcpy(&bits[1], &plan.offset, sizeof bits[1]);
+            const auto found = scaleAt_.emplace(std::make_pair(bits[0], bits[1]),
+                                                static_cast<std::uint32_t>(d_.scales.size()));
+            if (found.second) {
+                d_.scales.push_back(Scale{plan.factor, plan.offset});
+            }
+            d_.quick[i].scale = found.first->second;
+        }
+        quickCount_.push_back(quick && code.muxCount == 0 ? static_cast<std::uint32_t>(n) : 0);
+        code.quickMultiplexed =
+            quick && code.muxCount != 0 && code.muxCount <= kQuickMultiplexers ? 1 : 0;
         d_.code.push_back(code);
         d_.messages.push_back(info);
     }
@@ -433,6 +457,12 @@ private:
             d_.signals[i].descriptions = d_.descriptions.data() + descriptionsAt_[i];
             d_.signals[i].ranges = d_.ranges.data() + d_.plans[i].firstRange;
         }
+        for (Slot& slot : d_.table) {
+            if (slot.message != kEmpty) {
+                slot.firstPlan = d_.code[slot.message].firstPlan;
+                slot.quickCount = quickCount_[slot.message];
+            }
+        }
     }
 
     const char* Text(std::string text) {
@@ -443,6 +473,8 @@ private:
     tavlo_decoder_t& d_;
     std::vector<const msgblk*> records_;
     std::vector<std::size_t> descriptionsAt_;
+    std::vector<std::uint32_t> quickCount_;  // by message, for its slot
+    std::map<std::pair<std::uint64_t, std::uint64_t>, std::uint32_t> scaleAt_;
 };
 
 }  // namespace

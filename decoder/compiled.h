@@ -136,18 +136,79 @@ inline double RawNumber(const Plan& plan, std::uint64_t raw) {
     }
 }
 
+// A factor and an offset. Quick plans share them: a database has few
+// distinct pairs, so the table of them stays in the nearest cache.
+struct Scale {
+    double factor;
+    double offset;
+};
+
+// The part of a plan that decoding a frame of at least 8 bytes reads, for a
+// message whose signals all lie in its first 8 bytes (see Slot::quickCount
+// and MessageCode::quickMultiplexed): 8 bytes, so that a message's plans take
+// one cache line and those of the messages a stream of frames touches stay
+// in cache.
+struct Quick {
+    std::uint32_t scale;    // in the decoder's scales
+    std::uint8_t shift;     // the left shift that puts the field's top bit at bit 63 of
+                            // the frame's first 8 bytes as a little-endian (Intel) or
+                            // big-endian (Motorola) word
+    std::uint8_t down;      // 64 - length: the arithmetic right shift that then
+                            // right-aligns it
+    std::uint8_t motorola;  // which of the two words
+    std::uint8_t keep;      // the right shift of all ones that gives the bits the value
+                            // keeps: down when unsigned, 0 when signed
+};
+
+// The quick plan of a plan (but its scale), if its signal is one the quick
+// loops can decode: in the first 8 bytes, no ninth byte, its raw value exact
+// as an int64_t. (Whether a multiplexed one is present the multiplexed loop
+// asks its plan.)
+inline bool MakeQuick(const Plan& plan, Quick& quick) {
+    if (plan.need > 8 || plan.spill != 0 || plan.exactAsSigned == 0 || plan.length == 0) {
+        return false;
+    }
+    quick.shift = static_cast<std::uint8_t>(plan.motorola != 0 ? plan.shift + 8 * plan.byte
+                                                               : plan.shift - 8 * plan.byte);
+    quick.down = static_cast<std::uint8_t>(64 - plan.length);
+    quick.motorola = plan.motorola;
+    quick.keep = plan.kind == TAVLO_DEC_SIGNED ? 0 : quick.down;
+    return true;
+}
+
+// A quick plan's raw value from the frame's first 8 bytes, words[0] as a
+// little-endian word and words[1] as a big-endian one: no branch on byte
+// order or sign, and few operations (the field is shifted to the top, shifted
+// down with its sign, and an unsigned field's value masked).
+inline std::uint64_t ExtractQuick(const Quick& quick, const std::uint64_t* words) {
+    const std::uint64_t top = words[quick.motorola] << quick.shift;
+    const auto extended = static_cast<std::uint64_t>(static_cast<std::int64_t>(top) >> quick.down);
+    return extended & (~std::uint64_t{0} >> quick.keep);
+}
+
 // A message's place in the decoder's arrays.
 struct MessageCode {
     std::uint32_t firstPlan;   // its signals' plans, in the records' order
     std::uint32_t planCount;
     std::uint32_t firstMux;    // its multiplexers, each after the one selecting it
     std::uint32_t muxCount;
+    std::uint32_t quickMultiplexed;  // 1: every plan has a quick plan, and there are
+                                     // multiplexers, at most kQuickMultiplexers
 };
 
-// An entry of the identifier table (open addressing, linear probing).
+// Multiplexers of a message the multiplexed quick loop decodes, at most.
+constexpr std::uint32_t kQuickMultiplexers = 16;
+
+// An entry of the identifier table (open addressing, linear probing). It
+// holds what decoding a frame of a quick message needs besides its plans,
+// so that a lookup is the only read before them.
 struct Slot {
     std::uint32_t id;
-    std::uint32_t message;  // kEmpty: a free slot
+    std::uint32_t message;     // kEmpty: a free slot
+    std::uint32_t firstPlan;   // the message's
+    std::uint32_t quickCount;  // its plan count if every plan has a quick plan and it
+                               // has no multiplexers (a frame of at least 8 bytes then
+                               // decodes in one loop without a check), else 0
 };
 constexpr std::uint32_t kEmpty = 0xFFFFFFFFu;
 
@@ -159,6 +220,8 @@ inline std::uint32_t SlotOf(std::uint32_t id, std::uint32_t mask) {
 
 struct tavlo_decoder_t {
     std::vector<tavlo::decoder::Plan> plans;
+    std::vector<tavlo::decoder::Quick> quick;  // by plan; of a quick message's plans only
+    std::vector<tavlo::decoder::Scale> scales;
     std::vector<tavlo::decoder::MessageCode> code;
     std::vector<std::uint32_t> muxSignals;  // plan index of each multiplexer slot
     std::vector<tavlo_dec_range_t> ranges;
@@ -174,15 +237,17 @@ struct tavlo_decoder_t {
     std::unordered_map<std::string, std::uint32_t> byName;
     std::vector<unsigned int> skipped;
 
-    // The message of an identifier, or kEmpty.
-    std::uint32_t Find(std::uint32_t id) const {
+    // The slot of an identifier, or a free one.
+    const tavlo::decoder::Slot& FindSlot(std::uint32_t id) const {
         for (std::uint32_t at = tavlo::decoder::SlotOf(id, tableMask);; at = (at + 1) & tableMask) {
             const tavlo::decoder::Slot& slot = table[at];
             if (slot.id == id || slot.message == tavlo::decoder::kEmpty) {
-                return slot.message;
+                return slot;
             }
         }
     }
+    // The message of an identifier, or kEmpty.
+    std::uint32_t Find(std::uint32_t id) const { return FindSlot(id).message; }
 };
 
 #endif  // TAVLOMS_DECODER_COMPILED_H
