@@ -11,6 +11,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "codec/bits.h"
 #include "tavloms/decoder.h"
 
 namespace tavlo::decoder {
@@ -52,41 +53,10 @@ struct Plan {
     }
 };
 
-inline std::uint64_t Load64(const unsigned char* p) {
-#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
-    std::uint64_t word;
-    std::memcpy(&word, p, sizeof word);
-    return word;
-#else
-    std::uint64_t word = 0;
-    for (int i = 7; i >= 0; --i) {
-        word = (word << 8) | p[i];
-    }
-    return word;
-#endif
-}
-
-inline void Store64(unsigned char* p, std::uint64_t word) {
-#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
-    std::memcpy(p, &word, sizeof word);
-#else
-    for (int i = 0; i < 8; ++i) {
-        p[i] = static_cast<unsigned char>(word >> (8 * i));
-    }
-#endif
-}
-
-inline std::uint64_t Swap64(std::uint64_t word) {
-#if defined(__GNUC__) || defined(__clang__)
-    return __builtin_bswap64(word);
-#else
-    std::uint64_t swapped = 0;
-    for (int i = 0; i < 8; ++i) {
-        swapped = (swapped << 8) | ((word >> (8 * i)) & 0xFF);
-    }
-    return swapped;
-#endif
-}
+// Frame words in either byte order, as the legacy codec reads them.
+using codec::Load64;
+using codec::Store64;
+using codec::Swap64;
 
 // The field's raw value: right-aligned, sign-extended when signed. An Intel
 // field is taken from the little-endian word at its low byte, a Motorola
