@@ -14,6 +14,27 @@ namespace {
 
 constexpr std::size_t kMultiplexersOnStack = 64;
 
+// Whether a signal is selected by its multiplexer: it has none, or that one
+// is present with a value in one of the signal's ranges.
+inline bool Selects(const Plan& plan, const bool* muxPresent, const std::uint64_t* muxValue,
+                    const tavlo_dec_range_t* ranges) {
+        if (plan.selector == kNoSelector) {
+            return true;
+        }
+        const auto slot = static_cast<std::size_t>(plan.selector);
+        if (!muxPresent[slot]) {
+            return false;
+        }
+        const std::uint64_t value = muxValue[slot];
+        for (std::uint32_t r = 0; r < plan.rangeCount; ++r) {
+            const tavlo_dec_range_t& range = ranges[plan.firstRange + r];
+            if (value >= range.low && value <= range.high) {
+                return true;
+            }
+        }
+        return false;
+}
+
 // Calls sink(signal, raw, physical, present) for every signal of message
 // number m in a frame of length bytes: first the message's multiplexers are
 // read, each after the one selecting it, then every signal in order. The
@@ -46,24 +67,7 @@ Sink Walk(const tavlo_decoder_t& d, std::uint32_t m, const unsigned char* data, 
         muxPresent = heapPresent.get();
     }
     const auto selected = [&](const Plan& plan) {
-        if (length < plan.need) {
-            return false;
-        }
-        if (plan.selector == kNoSelector) {
-            return true;
-        }
-        const auto slot = static_cast<std::size_t>(plan.selector);
-        if (!muxPresent[slot]) {
-            return false;
-        }
-        const std::uint64_t value = muxValue[slot];
-        for (std::uint32_t r = 0; r < plan.rangeCount; ++r) {
-            const tavlo_dec_range_t& range = ranges[plan.firstRange + r];
-            if (value >= range.low && value <= range.high) {
-                return true;
-            }
-        }
-        return false;
+        return length >= plan.need && Selects(plan, muxPresent, muxValue, ranges);
     };
     for (std::uint32_t k = 0; k < code.muxCount; ++k) {
         const Plan& plan = d.plans[d.muxSignals[code.firstMux + k]];
@@ -116,21 +120,7 @@ std::size_t DecodeQuickMultiplexed(const tavlo_decoder_t& d, const MessageCode& 
     std::uint64_t muxValue[kQuickMultiplexers];
     bool muxPresent[kQuickMultiplexers];
     const auto selected = [&](const Plan& plan) {
-        if (plan.selector == kNoSelector) {
-            return true;
-        }
-        const auto slot = static_cast<std::size_t>(plan.selector);
-        if (!muxPresent[slot]) {
-            return false;
-        }
-        const std::uint64_t value = muxValue[slot];
-        for (std::uint32_t r = 0; r < plan.rangeCount; ++r) {
-            const tavlo_dec_range_t& range = ranges[plan.firstRange + r];
-            if (value >= range.low && value <= range.high) {
-                return true;
-            }
-        }
-        return false;
+        return Selects(plan, muxPresent, muxValue, ranges);
     };
     for (std::uint32_t k = 0; k < code.muxCount; ++k) {
         const std::uint32_t at = d.muxSignals[code.firstMux + k];
