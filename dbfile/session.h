@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "tavloms/kept.h"
 #include "tavloms/records.h"
 
 namespace tavlo::dbfile {
@@ -34,6 +35,23 @@ struct Lists {
 struct KeptText {
     std::string text;
     unsigned int line;
+};
+
+// Kept statements as clients see them, over the texts they own (taken from
+// a session's KeptText, which is left empty).
+struct KeptStatements {
+    std::vector<std::string> texts;
+    std::vector<tavlo_kept_t> statements;  // pointing into texts
+
+    KeptStatements() = default;
+    explicit KeptStatements(std::vector<KeptText>& kept) {
+        texts.reserve(kept.size());  // no reallocation moves a text pointed to
+        for (KeptText& statement : kept) {
+            texts.push_back(std::move(statement.text));
+            statements.push_back(tavlo_kept_t{texts.back().c_str(), statement.line});
+        }
+        kept.clear();
+    }
 };
 
 // A message of a read: line and column count from 1 (0: no place in the

@@ -234,8 +234,9 @@ int tavlo_decoder_decode(const tavlo_decoder_t* decoder, unsigned int id, const 
     // from them without a check. Such a frame of a multiplexed message takes
     // the multiplexed quick loop; anything else the general way.
     const std::uint32_t n = slot.quickCount;
-    if (n != 0 && length >= 8 && length <= 64 && data != nullptr && count != nullptr &&
-        values != nullptr && capacity >= n) {
+    const bool quickFrame =
+        length >= 8 && length <= 64 && data != nullptr && count != nullptr && values != nullptr;
+    if (quickFrame && n != 0 && capacity >= n) {
         const tavlo::decoder::Quick* quick = decoder->quick.data() + slot.firstPlan;
         const tavlo::decoder::Scale* scales = decoder->scales.data();
         std::uint64_t words[2];
@@ -253,8 +254,7 @@ int tavlo_decoder_decode(const tavlo_decoder_t* decoder, unsigned int id, const 
         *count = n;
         return TAVLO_DEC_OK;
     }
-    if (n == 0 && length >= 8 && length <= 64 && data != nullptr && count != nullptr &&
-        values != nullptr) {
+    if (quickFrame && n == 0) {
         const tavlo::decoder::MessageCode& code = decoder->code[m];
         if (code.quickMultiplexed != 0 && capacity >= code.planCount) {
             *count = tavlo::decoder::DecodeQuickMultiplexed(*decoder, code, data, values);

@@ -9,9 +9,9 @@
 #include "tavloms/load.h"
 
 struct tavlo_load_result_t {
-    std::vector<std::string> texts;  // owns what the two views point to
+    std::vector<std::string> texts;  // of the diagnostics
     std::vector<tavlo_diagnostic_t> diagnostics;
-    std::vector<tavlo_kept_t> kept;
+    tavlo::dbfile::KeptStatements kept;
 };
 
 namespace {
@@ -21,18 +21,14 @@ using tavlo::dbfile::ReadSession;
 tavlo_load_result_t* ResultOf(ReadSession& session) {
     auto* result = new tavlo_load_result_t;
     auto& diagnostics = session.diagnostics();
-    auto& kept = session.kept();
-    result->texts.reserve(diagnostics.size() + kept.size());
+    result->texts.reserve(diagnostics.size());
     for (auto& diagnostic : diagnostics) {
         result->texts.push_back(std::move(diagnostic.text));
         result->diagnostics.push_back(tavlo_diagnostic_t{
             diagnostic.error ? TAVLO_SEVERITY_ERROR : TAVLO_SEVERITY_WARNING, diagnostic.line,
             diagnostic.column, diagnostic.code, result->texts.back().c_str()});
     }
-    for (auto& statement : kept) {
-        result->texts.push_back(std::move(statement.text));
-        result->kept.push_back(tavlo_kept_t{result->texts.back().c_str(), statement.line});
-    }
+    result->kept = tavlo::dbfile::KeptStatements(session.kept());
     return result;
 }
 
@@ -82,9 +78,9 @@ const tavlo_diagnostic_t* tavlo_load_diagnostics(const tavlo_load_result_t* resu
 
 const tavlo_kept_t* tavlo_load_kept(const tavlo_load_result_t* result, size_t* count) {
     if (count != nullptr) {
-        *count = result != nullptr ? result->kept.size() : 0;
+        *count = result != nullptr ? result->kept.statements.size() : 0;
     }
-    return result != nullptr ? result->kept.data() : nullptr;
+    return result != nullptr ? result->kept.statements.data() : nullptr;
 }
 
 void tavlo_load_release(tavlo_load_result_t* result) {

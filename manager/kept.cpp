@@ -4,8 +4,6 @@
 #include "manager/kept.h"
 
 #include <map>
-#include <mutex>
-#include <string>
 #include <vector>
 
 #include "tavloms/load.h"
@@ -15,13 +13,8 @@ namespace tavlo::manager {
 
 namespace {
 
-struct Kept {
-    std::vector<std::string> texts;
-    std::vector<tavlo_kept_t> statements;
-};
-
-std::map<const TavloDatabase*, Kept>& Table() {
-    static std::map<const TavloDatabase*, Kept> table;
+std::map<const TavloDatabase*, dbfile::KeptStatements>& Table() {
+    static std::map<const TavloDatabase*, dbfile::KeptStatements> table;
     return table;
 }
 
@@ -32,12 +25,7 @@ void SetKeptStatements(const TavloDatabase* db, std::vector<dbfile::KeptText>& k
     if (kept.empty()) {
         return;
     }
-    Kept& entry = Table()[db];
-    entry.texts.reserve(kept.size());
-    for (dbfile::KeptText& statement : kept) {
-        entry.texts.push_back(std::move(statement.text));
-        entry.statements.push_back(tavlo_kept_t{entry.texts.back().c_str(), statement.line});
-    }
+    Table().emplace(db, dbfile::KeptStatements(kept));
 }
 
 void ForgetKeptStatements(const TavloDatabase* db) {

@@ -82,7 +82,7 @@ void SetStrict(bool strict) { gStrict = strict; }
 bool Strict() { return gStrict; }
 
 bool Read(const std::string& path, tavlo_root_t& root, bool strict, bool listAll,
-          std::vector<tavlo_kept_t>* kept, std::vector<std::string>* keptTexts, bool* repaired) {
+          KeptStatements* kept, bool* repaired) {
     SetMessageFile(path);
     tavlo_load_result_t* result = nullptr;
     const unsigned int status =
@@ -107,15 +107,15 @@ bool Read(const std::string& path, tavlo_root_t& root, bool strict, bool listAll
         // One line per kind (code), or per diagnostic with `listAll`.
         Collect(listAll ? place + text : "#" + std::to_string(diagnostic.code), place + text, true);
     }
-    if (keptTexts != nullptr) {
-        std::size_t keptCount = 0;
-        const tavlo_kept_t* statements = tavlo_load_kept(result, &keptCount);
-        keptTexts->assign(keptCount, std::string());
-        for (std::size_t i = 0; i < keptCount; ++i) {
-            (*keptTexts)[i] = statements[i].text;
-        }
-        for (std::size_t i = 0; kept != nullptr && i < keptCount; ++i) {
-            kept->push_back(tavlo_kept_t{(*keptTexts)[i].c_str(), statements[i].line});
+    if (kept != nullptr) {
+        std::size_t count = 0;
+        const tavlo_kept_t* statements = tavlo_load_kept(result, &count);
+        kept->texts.clear();
+        kept->texts.reserve(count);  // no reallocation moves a text pointed to
+        kept->statements.clear();
+        for (std::size_t i = 0; i < count; ++i) {
+            kept->texts.emplace_back(statements[i].text);
+            kept->statements.push_back(tavlo_kept_t{kept->texts.back().c_str(), statements[i].line});
         }
     }
     tavlo_load_release(result);
@@ -129,10 +129,9 @@ bool Read(const std::string& path, tavlo_root_t& root, bool strict, bool listAll
 // written as it loaded, with its kept statements, and that copy is opened.
 bool OpenChecked(const std::string& path, TavloManager& manager, const char*& db) {
     tavlo_root_t check{};
-    std::vector<tavlo_kept_t> kept;
-    std::vector<std::string> keptTexts;
+    KeptStatements kept;
     bool repaired = false;
-    const bool readable = Read(path, check, Strict(), false, &kept, &keptTexts, &repaired);
+    const bool readable = Read(path, check, Strict(), false, &kept, &repaired);
     // The copy goes to a directory of its own under the system's temporary
     // one, by the file's own name (the database's name comes from it).
     std::string open = path;
@@ -143,7 +142,7 @@ bool OpenChecked(const std::string& path, TavloManager& manager, const char*& db
         const std::size_t slash = LastSeparator(path);
         copy = JoinPath(directory, slash == std::string::npos ? path : path.substr(slash + 1));
         if (!directory.empty() &&
-            tavlo_write_kept(copy.c_str(), &check, kept.data(), kept.size()) == 0) {
+            tavlo_write_kept(copy.c_str(), &check, kept.statements.data(), kept.statements.size()) == 0) {
             open = copy;
         }
     }

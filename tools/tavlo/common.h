@@ -47,16 +47,21 @@ void DropMessages();
 void SetStrict(bool strict);
 bool Strict();
 
+// Statements a load kept, over texts of their own.
+struct KeptStatements {
+    std::vector<std::string> texts;
+    std::vector<tavlo_kept_t> statements;  // pointing into texts
+};
+
 // Loads path into root; false when the load failed. Its diagnostics are
 // shown as "<file>:<line>:<column>: <text>", each kind once with its count
 // (every one with `listAll`). The caller frees root with TAVLO_FREE_ROOT
-// either way. `kept` receives the kept statements (their texts held in
-// `keptTexts`); the warnings of statements kept for lack of support are then
-// not shown, as the caller takes them. `repaired` is set when the load
+// either way. `kept` receives the kept statements; the warnings of
+// statements kept for lack of support are then not shown, as the caller
+// takes them. `repaired` is set when the load
 // skipped or repaired a statement, which a strict load would have failed on.
 bool Read(const std::string& path, tavlo_root_t& root, bool strict, bool listAll = false,
-          std::vector<tavlo_kept_t>* kept = nullptr, std::vector<std::string>* keptTexts = nullptr,
-          bool* repaired = nullptr);
+          KeptStatements* kept = nullptr, bool* repaired = nullptr);
 inline bool Read(const std::string& path, tavlo_root_t& root) {
     return Read(path, root, Strict());
 }

@@ -8,15 +8,14 @@
 namespace tavlo::tool {
 
 bool LoadDecoder(const std::string& path, DecodedDatabase& db) {
-    std::vector<tavlo_kept_t> kept;
-    std::vector<std::string> keptTexts;
-    if (!Read(path, db.root, Strict(), false, &kept, &keptTexts)) {
+    KeptStatements kept;
+    if (!Read(path, db.root, Strict(), false, &kept)) {
         return false;
     }
     for (const msgblk* m = db.root.messages; m != nullptr; m = m->next) {
         db.records.push_back(m);
     }
-    db.decoder = tavlo::Decoder(db.root, kept);
+    db.decoder = tavlo::Decoder(db.root, kept.statements);
     if (!db.decoder) {
         std::fprintf(stderr, "%s: out of memory\n", path.c_str());
         return false;

@@ -137,16 +137,15 @@ int Format(const Arguments& args) {
         return kUsage;
     }
     tavlo_root_t root{};
-    std::vector<tavlo_kept_t> kept;
-    std::vector<std::string> keptTexts;
-    if (!Read(in, root, Strict(), false, &kept, &keptTexts)) {
+    KeptStatements kept;
+    if (!Read(in, root, Strict(), false, &kept)) {
         TAVLO_FREE_ROOT(&root);
         return kFailed;
     }
     const bool toStdout = files.size() == 1 && !inPlace;
     const std::string out = inPlace ? in : toStdout ? in + ".tavlo-format.tmp" : files[1];
     SetMessageFile(out);
-    const unsigned int written = tavlo_write_kept(out.c_str(), &root, kept.data(), kept.size());
+    const unsigned int written = tavlo_write_kept(out.c_str(), &root, kept.statements.data(), kept.statements.size());
     FlushMessages();
     TAVLO_FREE_ROOT(&root);
     if (written != 0) {
