@@ -6,6 +6,7 @@
 #include <cstring>
 #include <map>
 #include <new>
+#include <unordered_map>
 #include <utility>
 
 #include "decoder/compiled.h"
@@ -248,23 +249,91 @@ private:
         return -1;
     }
 
+    // The identifier table: buckets of about four identifiers, taken
+    // largest first, each displaced by the first value that puts all its
+    // identifiers in free places; with a fresh multiplier and more room
+    // when some bucket finds none. Of a repeated identifier, the first
+    // message has it.
     void BuildTable() {
-        std::uint32_t size = 8;
-        while (size < 2 * records_.size()) {
-            size *= 2;
-        }
-        d_.table.assign(size, Slot{0, kEmpty, 0, 0});
-        d_.tableMask = size - 1;
+        std::vector<std::uint32_t> ids;
+        std::unordered_map<std::uint32_t, std::uint32_t> first;
+        places_.assign(records_.size(), kEmpty);
         for (std::uint32_t i = 0; i < records_.size(); ++i) {
-            const std::uint32_t id = records_[i]->id;
-            std::uint32_t at = SlotOf(id, d_.tableMask);
-            while (d_.table[at].message != kEmpty && d_.table[at].id != id) {
-                at = (at + 1) & d_.tableMask;
-            }
-            if (d_.table[at].message == kEmpty) {  // of a repeated identifier, the first
-                d_.table[at] = Slot{id, i, 0, 0};
+            if (first.emplace(records_[i]->id, i).second) {
+                ids.push_back(records_[i]->id);
             }
         }
+        IdTable& table = d_.table;
+        std::size_t room = ids.size() + ids.size() / 4 + 1;
+        for (std::uint64_t attempt = 0;; ++attempt) {
+            table.multiplier = 0x9E3779B97F4A7C15u + 2 * attempt * 0x632BE59BD9B4E019u;
+            table.bucketShift = 63;
+            while ((std::size_t{1} << (64 - table.bucketShift)) * 4 < ids.size()) {
+                --table.bucketShift;
+            }
+            table.displacement.assign(std::size_t{1} << (64 - table.bucketShift), 0);
+            table.heads.assign(room, Head{0, kEmpty, 0, 0, {}});
+            table.room = room;
+            if (Displace(ids)) {
+                break;
+            }
+            room += room / 8 + 1;
+        }
+        for (std::uint32_t place = 0; place < table.heads.size(); ++place) {
+            Head& head = table.heads[place];
+            if (head.message != kEmpty) {
+                head.message = first[head.id];
+                places_[head.message] = place;  // a repeated identifier's others have none
+            }
+        }
+    }
+
+    // Places the identifiers (each head's message not yet its own); false
+    // when some bucket found no displacement.
+    bool Displace(const std::vector<std::uint32_t>& ids) {
+        IdTable& table = d_.table;
+        std::vector<std::vector<std::uint32_t>> buckets(table.displacement.size());
+        for (const std::uint32_t id : ids) {
+            buckets[table.Bucket(id * table.multiplier)].push_back(id);
+        }
+        std::vector<std::uint32_t> order(buckets.size());
+        for (std::uint32_t b = 0; b < order.size(); ++b) {
+            order[b] = b;
+        }
+        std::stable_sort(order.begin(), order.end(), [&](std::uint32_t a, std::uint32_t b) {
+            return buckets[a].size() > buckets[b].size();
+        });
+        std::vector<std::uint32_t> places;
+        const auto fits = [&](const std::vector<std::uint32_t>& bucket, std::uint32_t displaced) {
+            places.clear();
+            for (const std::uint32_t id : bucket) {
+                const std::uint32_t place = table.Place(id * table.multiplier, displaced);
+                if (table.heads[place].message != kEmpty ||
+                    std::find(places.begin(), places.end(), place) != places.end()) {
+                    return false;
+                }
+                places.push_back(place);
+            }
+            return true;
+        };
+        for (const std::uint32_t b : order) {
+            if (buckets[b].empty()) {
+                break;
+            }
+            std::uint32_t k = 0;
+            while (k < 4096 && !fits(buckets[b], k * 0x9E3779B1u)) {
+                ++k;
+            }
+            if (k == 4096) {
+                return false;
+            }
+            table.displacement[b] = k * 0x9E3779B1u;
+            for (std::size_t i = 0; i < places.size(); ++i) {
+                table.heads[places[i]].id = buckets[b][i];
+                table.heads[places[i]].message = 0;
+            }
+        }
+        return true;
     }
 
     // Plain multiplexing where no statement decides: the message's first
@@ -441,11 +510,111 @@ private:
             }
             d_.quick[i].scale = found.first->second;
         }
-        quickCount_.push_back(quick && code.muxCount == 0 ? static_cast<std::uint32_t>(n) : 0);
+        Head head{};
+        head.first = code.firstPlan;
+        const bool laned = lanes_ && quick && d_.scales.size() <= 0x10000u &&
+                           std::all_of(d_.plans.begin() + code.firstPlan, d_.plans.end(), CanBeLane);
+        if (quick && code.muxCount == 0 && n <= kQuickCount) {
+            head.quick = static_cast<std::uint32_t>(n);
+            if (laned) {
+                head.quick |= kLaned;
+                head.first = AddLanes(head, n);
+            }
+        } else if (laned && n <= kMostGated && Gateable(code)) {
+            head.quick = static_cast<std::uint32_t>(n) | kLaned | kGated;
+            const std::uint32_t more = AddLanes(head, n);
+            head.first = AddGates(code, muxes, depth, more);
+        }
+        const std::uint32_t place = places_[d_.code.size()];
+        if (place != kEmpty) {
+            Head& placed = d_.table.heads[place];
+            head.id = placed.id;
+            head.message = placed.message;
+            placed = head;
+        }
         code.quickMultiplexed =
             quick && code.muxCount != 0 && code.muxCount <= kQuickMultiplexers ? 1 : 0;
         d_.code.push_back(code);
         d_.messages.push_back(info);
+    }
+
+    // Whether each signal of a multiplexed message that its multiplexer
+    // selects is selected by one range of values below 2^32.
+    bool Gateable(const MessageCode& code) const {
+        for (std::size_t i = 0; i < code.planCount; ++i) {
+            const Plan& plan = d_.plans[code.firstPlan + i];
+            if (plan.selector == kNoSelector) {
+                continue;
+            }
+            const tavlo_dec_range_t& range = d_.ranges[plan.firstRange];
+            if (plan.rangeCount != 1 || range.high > 0xFFFFFFFFu) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    // The gate block of a gateable message; returns its index.
+    std::uint32_t AddGates(const MessageCode& code, const std::vector<std::size_t>& muxes,
+                           const std::vector<long>& depth, std::uint32_t more) {
+        const std::size_t n = code.planCount;
+        std::vector<std::size_t> order(n);
+        for (std::size_t i = 0; i < n; ++i) {
+            order[i] = i;
+        }
+        std::stable_sort(order.begin(), order.end(),
+                         [&](std::size_t a, std::size_t b) { return depth[a] < depth[b]; });
+        std::vector<char> multiplexer(n, 0);
+        for (const std::size_t mux : muxes) {
+            multiplexer[mux] = 1;
+        }
+        const auto at = static_cast<std::uint32_t>(d_.gates.size());
+        d_.gates.push_back(more);
+        for (const std::size_t i : order) {
+            const Plan& plan = d_.plans[code.firstPlan + i];
+            std::uint32_t low = 0;
+            std::uint32_t span = 0xFFFFFFFFu;
+            std::size_t mux = n;
+            if (plan.selector != kNoSelector) {
+                const tavlo_dec_range_t& range = d_.ranges[plan.firstRange];
+                low = static_cast<std::uint32_t>(range.low);
+                span = static_cast<std::uint32_t>(range.high - range.low);
+                mux = muxes[static_cast<std::size_t>(plan.selector)];
+            }
+            d_.gates.push_back(low);
+            d_.gates.push_back(span);
+            d_.gates.push_back(GateWords::Pack(i, mux, multiplexer[i] != 0));
+        }
+        return at;
+    }
+
+    // The lanes of a quick message's n plans in groups of four, the first
+    // in its head.
+    std::uint32_t AddLanes(Head& head, std::size_t n) {
+        const auto more = static_cast<std::uint32_t>(d_.lanes.size());
+        for (std::size_t group = 0; group * 4 < n; ++group) {
+            LaneGroup lanes{};
+            for (std::size_t k = 0; k < 4; ++k) {
+                const std::size_t i = group * 4 + k;
+                if (i >= n) {
+                    break;
+                }
+                const Plan& plan = d_.plans[head.first + i];
+                const Quick& quick = d_.quick[head.first + i];
+                lanes.shift[k] = quick.shift;
+                lanes.down[k] = quick.down;
+                lanes.sign[k] = static_cast<std::uint8_t>(
+                    plan.kind == TAVLO_DEC_SIGNED ? plan.length - 1 : 64);
+                lanes.motorola[k] = plan.motorola != 0 ? 0xFF : 0;
+                lanes.scale[k] = static_cast<std::uint16_t>(quick.scale);
+            }
+            if (group < kHeadGroups) {
+                head.groups[group] = lanes;
+            } else {
+                d_.lanes.push_back(lanes);
+            }
+        }
+        return more;
     }
 
     // Array positions into pointers.
@@ -457,12 +626,6 @@ private:
             d_.signals[i].descriptions = d_.descriptions.data() + descriptionsAt_[i];
             d_.signals[i].ranges = d_.ranges.data() + d_.plans[i].firstRange;
         }
-        for (Slot& slot : d_.table) {
-            if (slot.message != kEmpty) {
-                slot.firstPlan = d_.code[slot.message].firstPlan;
-                slot.quickCount = quickCount_[slot.message];
-            }
-        }
     }
 
     const char* Text(std::string text) {
@@ -473,7 +636,8 @@ private:
     tavlo_decoder_t& d_;
     std::vector<const msgblk*> records_;
     std::vector<std::size_t> descriptionsAt_;
-    std::vector<std::uint32_t> quickCount_;  // by message, for its slot
+    std::vector<std::uint32_t> places_;  // by message: its place in the table, or kEmpty
+    const bool lanes_ = LanesSupported();
     std::map<std::pair<std::uint64_t, std::uint64_t>, std::uint32_t> scaleAt_;
 };
 

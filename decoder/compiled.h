@@ -114,7 +114,7 @@ struct Scale {
 };
 
 // The part of a plan that decoding a frame of at least 8 bytes reads, for a
-// message whose signals all lie in its first 8 bytes (see Slot::quickCount
+// message whose signals all lie in its first 8 bytes (see Head::quick
 // and MessageCode::quickMultiplexed): 8 bytes, so that a message's plans take
 // one cache line and those of the messages a stream of frames touches stay
 // in cache.
@@ -169,22 +169,85 @@ struct MessageCode {
 // Multiplexers of a message the multiplexed quick loop decodes, at most.
 constexpr std::uint32_t kQuickMultiplexers = 16;
 
-// An entry of the identifier table (open addressing, linear probing). It
-// holds what decoding a frame of a quick message needs besides its plans,
-// so that a lookup is the only read before them.
-struct Slot {
-    std::uint32_t id;
-    std::uint32_t message;     // kEmpty: a free slot
-    std::uint32_t firstPlan;   // the message's
-    std::uint32_t quickCount;  // its plan count if every plan has a quick plan and it
-                               // has no multiplexers (a frame of at least 8 bytes then
-                               // decodes in one loop without a check), else 0
+// Four signals of a quick message laid out to be decoded side by side, the
+// frame's two words shifted by vector instructions where the processor has
+// them. The lanes of a last, partial group are decoded but not written.
+struct LaneGroup {
+    std::uint8_t shift[4];     // as Quick::shift
+    std::uint8_t down[4];      // 64 - length: the logical right shift that right-aligns it
+    std::uint8_t sign[4];      // signed: length - 1, the place of its sign bit; else 64
+    std::uint8_t motorola[4];  // 0xFF: from the big-endian word
+    std::uint16_t scale[4];    // in the decoder's scales
 };
+
+// Whether a quick plan can be a lane: its raw value is exact through the
+// vector conversion to double, which adds it to 2^52 + 2^51.
+inline bool CanBeLane(const Plan& plan) {
+    return plan.length <= (plan.kind == TAVLO_DEC_SIGNED ? 52 : 51);
+}
+
+// A message's place in the identifier table, which holds what decoding a
+// frame of it needs first, in one cache line: how it is decoded and, for a
+// message decoded in lanes, its first groups (a message of eight signals
+// has no others).
+constexpr std::size_t kHeadGroups = 2;
+struct alignas(64) Head {
+    std::uint32_t id;
+    std::uint32_t message;     // kEmpty: a free place
+    std::uint32_t quick;       // its plan count if every plan has a quick plan and it has no
+                               // multiplexers (a frame of at least 8 bytes then decodes in
+                               // one loop without a check), else 0; with kLaned when it
+                               // decodes in lanes
+    std::uint32_t first;       // decoded in lanes: its groups in the decoder's lanes after
+                               // those here, or gated its block in the gates; else its
+                               // first plan
+    LaneGroup groups[kHeadGroups];
+};
+constexpr std::uint32_t kLaned = 0x10000u;
+constexpr std::uint32_t kGated = 0x20000u;  // with kLaned: multiplexed, see GateWords
+constexpr std::uint32_t kQuickCount = 0xFFFFu;
+
+// A multiplexed message decoded in lanes (kGated) has a block in the
+// decoder's gates: the index of its lane groups after those in its head,
+// then a gate per signal, three words each, in an order where each
+// multiplexer comes before the signals it selects. A signal is present
+// when its multiplexer (or none: the message's signal count, which reads
+// as present with value 0) is present and that one's value minus low is at
+// most span. Such a message has at most kMostGated signals.
+struct GateWords {
+    static constexpr std::uint32_t kMultiplexer = 1u << 16;
+    static std::uint32_t Pack(std::size_t signal, std::size_t mux, bool multiplexer) {
+        return static_cast<std::uint32_t>(signal | mux << 8) | (multiplexer ? kMultiplexer : 0);
+    }
+};
+constexpr std::size_t kMostGated = 64;
 constexpr std::uint32_t kEmpty = 0xFFFFFFFFu;
 
-inline std::uint32_t SlotOf(std::uint32_t id, std::uint32_t mask) {
-    return (id * 0x9E3779B1u) >> 7 & mask;
-}
+// The identifier table is a perfect hash: an identifier's hash picks a
+// bucket, whose displacement (chosen when compiling so that no two
+// identifiers meet) moves it to its place. A look-up reads a small array
+// and one line, without probing.
+struct IdTable {
+    std::uint64_t multiplier = 1;
+    unsigned int bucketShift = 63;            // 64 - log2 of the bucket count
+    std::uint64_t room = 1;                   // heads.size()
+    std::vector<std::uint32_t> displacement;  // by bucket, a power of two of them
+    std::vector<Head> heads;                  // by place
+
+    std::uint32_t Bucket(std::uint64_t hash) const {
+        return static_cast<std::uint32_t>(hash >> bucketShift);
+    }
+    std::uint32_t Place(std::uint64_t hash, std::uint32_t displaced) const {
+        return static_cast<std::uint32_t>(((hash ^ displaced) & 0xFFFFFFFFu) * room >> 32);
+    }
+    const Head& Find(std::uint32_t id) const {
+        const std::uint64_t hash = id * multiplier;
+        return heads[Place(hash, displacement[Bucket(hash)])];
+    }
+};
+
+// Whether this processor decodes quick messages in lanes.
+bool LanesSupported();
 
 }  // namespace tavlo::decoder
 
@@ -192,11 +255,12 @@ struct tavlo_decoder_t {
     std::vector<tavlo::decoder::Plan> plans;
     std::vector<tavlo::decoder::Quick> quick;  // by plan; of a quick message's plans only
     std::vector<tavlo::decoder::Scale> scales;
+    std::vector<tavlo::decoder::LaneGroup> lanes;  // groups after those in the heads
+    std::vector<std::uint32_t> gates;
     std::vector<tavlo::decoder::MessageCode> code;
     std::vector<std::uint32_t> muxSignals;  // plan index of each multiplexer slot
     std::vector<tavlo_dec_range_t> ranges;
-    std::vector<tavlo::decoder::Slot> table;
-    std::uint32_t tableMask = 0;
+    tavlo::decoder::IdTable table;
     std::size_t mostMultiplexers = 0;
 
     // Introspection; the texts live in `texts`.
@@ -207,17 +271,16 @@ struct tavlo_decoder_t {
     std::unordered_map<std::string, std::uint32_t> byName;
     std::vector<unsigned int> skipped;
 
-    // The slot of an identifier, or a free one.
-    const tavlo::decoder::Slot& FindSlot(std::uint32_t id) const {
-        for (std::uint32_t at = tavlo::decoder::SlotOf(id, tableMask);; at = (at + 1) & tableMask) {
-            const tavlo::decoder::Slot& slot = table[at];
-            if (slot.id == id || slot.message == tavlo::decoder::kEmpty) {
-                return slot;
-            }
-        }
+    // The head of an identifier's message, or null.
+    const tavlo::decoder::Head* FindHead(std::uint32_t id) const {
+        const tavlo::decoder::Head& head = table.Find(id);
+        return head.id == id && head.message != tavlo::decoder::kEmpty ? &head : nullptr;
     }
     // The message of an identifier, or kEmpty.
-    std::uint32_t Find(std::uint32_t id) const { return FindSlot(id).message; }
+    std::uint32_t Find(std::uint32_t id) const {
+        const tavlo::decoder::Head* head = FindHead(id);
+        return head != nullptr ? head->message : tavlo::decoder::kEmpty;
+    }
 };
 
 #endif  // TAVLOMS_DECODER_COMPILED_H

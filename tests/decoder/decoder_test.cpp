@@ -50,12 +50,13 @@ std::vector<unsigned char> Bytes(const std::string& hex) {
 void ExpectSameById(const tavlo::Decoder& decoder, unsigned int id,
                     const std::vector<tavlo_dec_value_t>& expected, const unsigned char* data,
                     std::size_t length) {
-    std::vector<tavlo_dec_value_t> values(64);
+    std::vector<tavlo_dec_value_t> values(64, tavlo_dec_value_t{1, 2, 3});
     std::size_t count = 99;
     ASSERT_EQ(tavlo_decoder_decode(decoder.get(), id, data, length, values.data(), values.size(),
                                    &count),
               TAVLO_DEC_OK);
     ASSERT_EQ(count, expected.size());
+    EXPECT_EQ(values[count].raw + values[count].signal, 4u) << "written beyond the values";
     for (std::size_t i = 0; i < count; ++i) {
         EXPECT_EQ(values[i].signal, expected[i].signal);
         EXPECT_EQ(values[i].raw, expected[i].raw);
@@ -87,79 +88,99 @@ TEST(Decoder, MatchesTheBitModelForRandomLayouts) {
     std::printf("seed %u\n", seed);
     std::mt19937_64 random(seed);
     Root db;
-    struct Case {
+    struct Field {
         unsigned int start, length;
         bool motorola, isSigned;
+        double factor, offset;
         std::vector<unsigned int> bits;
     };
-    std::vector<Case> cases;
+    const double kFactors[] = {0.5, 1, -0.25, 3, 1e-3};
+    // Messages of one to nine fields; every other one has them all in the
+    // first 8 bytes, the frames most decode by the quickest way.
+    std::vector<std::vector<Field>> cases;
     for (unsigned int m = 0; m < 3000; ++m) {
-        Case c{};
-        c.length = 1 + random() % 64;
-        c.motorola = random() % 2 == 1;
-        c.isSigned = random() % 2 == 1;
-        do {
-            c.start = random() % 512;
-            c.bits = FieldBits(c.start, c.length, c.motorola);
-        } while (*std::max_element(c.bits.begin(), c.bits.end()) >= 512);
+        const bool classic = m % 2 == 1;
+        const unsigned int limit = classic ? 64 : 512;
         msgblk* message = TAVLO_CREATE_MSGBLK();
         message->id = m;
         message->dlc = 64;
-        sigblk* signal = TAVLO_CREATE_SIGBLK();
-        std::strcpy(signal->name, "S");
-        signal->start_bit = static_cast<unsigned short>(c.start);
-        signal->length = static_cast<unsigned short>(c.length);
-        signal->flags = (c.motorola ? TAVLO_SIG_MOTOROLA : 0) | (c.isSigned ? TAVLO_SIG_SIGNED : 0);
-        signal->factor = 0.5;
-        signal->offset = -3;
-        CAN_INSERT_SIG(message, signal, 0);
+        std::vector<Field> fields(1 + random() % 9);
+        for (std::size_t k = 0; k < fields.size(); ++k) {
+            Field& c = fields[k];
+            c.length = 1 + random() % (classic ? 56 : 64);
+            c.motorola = random() % 2 == 1;
+            c.isSigned = random() % 2 == 1;
+            c.factor = kFactors[random() % 5];
+            c.offset = static_cast<double>(random() % 7) - 3;
+            do {
+                c.start = random() % limit;
+                c.bits = FieldBits(c.start, c.length, c.motorola);
+            } while (*std::max_element(c.bits.begin(), c.bits.end()) >= limit);
+            sigblk* signal = TAVLO_CREATE_SIGBLK();
+            std::snprintf(signal->name, sizeof signal->name, "S%zu", k);
+            signal->start_bit = static_cast<unsigned short>(c.start);
+            signal->length = static_cast<unsigned short>(c.length);
+            signal->flags = (c.motorola ? TAVLO_SIG_MOTOROLA : 0) | (c.isSigned ? TAVLO_SIG_SIGNED : 0);
+            signal->factor = c.factor;
+            signal->offset = c.offset;
+            CAN_INSERT_SIG(message, signal, static_cast<unsigned int>(k));
+        }
         CAN_INSERT_MSG(&db.root.messages, message, m);
-        cases.push_back(c);
+        cases.push_back(fields);
     }
     const tavlo::Decoder decoder(db.root);
     for (unsigned int id = 0; id < cases.size(); ++id) {
-        const Case& c = cases[id];
         const auto m = static_cast<std::size_t>(decoder.FindId(id));
-        const unsigned int need = *std::max_element(c.bits.begin(), c.bits.end()) / 8 + 1;
+        unsigned int need = 0;
+        for (const Field& c : cases[id]) {
+            need = std::max(need, *std::max_element(c.bits.begin(), c.bits.end()) / 8 + 1);
+        }
         std::vector<unsigned char> frame(need + random() % (65 - need));
         for (unsigned char& byte : frame) {
             byte = static_cast<unsigned char>(random());
         }
-        std::uint64_t expected = 0;
-        for (unsigned int i = 0; i < c.length; ++i) {
-            expected |= std::uint64_t{(frame[c.bits[i] / 8] >> (c.bits[i] % 8) & 1u)} << i;
-        }
-        if (c.isSigned && c.length < 64 && (expected >> (c.length - 1) & 1u) != 0) {
-            expected |= ~std::uint64_t{0} << c.length;
-        }
-        SCOPED_TRACE("start " + std::to_string(c.start) + " length " + std::to_string(c.length) +
-                     (c.motorola ? " Motorola" : " Intel") + (c.isSigned ? " signed" : ""));
         const auto values = decoder.Decode(m, frame.data(), frame.size());
-        ASSERT_EQ(values.size(), 1u);
+        ASSERT_EQ(values.size(), cases[id].size());
         ExpectSameById(decoder, id, values, frame.data(), frame.size());
-        EXPECT_EQ(values[0].raw, expected);
-        const double number = c.isSigned ? static_cast<double>(static_cast<std::int64_t>(expected))
-                                         : static_cast<double>(expected);
-        EXPECT_EQ(values[0].physical, number * 0.5 - 3);
-        EXPECT_TRUE(decoder.Decode(m, frame.data(), need - 1).empty());  // one byte short
+        for (std::size_t k = 0; k < cases[id].size(); ++k) {
+            const Field& c = cases[id][k];
+            std::uint64_t expected = 0;
+            for (unsigned int i = 0; i < c.length; ++i) {
+                expected |= std::uint64_t{(frame[c.bits[i] / 8] >> (c.bits[i] % 8) & 1u)} << i;
+            }
+            if (c.isSigned && c.length < 64 && (expected >> (c.length - 1) & 1u) != 0) {
+                expected |= ~std::uint64_t{0} << c.length;
+            }
+            SCOPED_TRACE("message " + std::to_string(id) + " start " + std::to_string(c.start) +
+                         " length " + std::to_string(c.length) +
+                         (c.motorola ? " Motorola" : " Intel") + (c.isSigned ? " signed" : ""));
+            EXPECT_EQ(values[k].signal, k);
+            EXPECT_EQ(values[k].raw, expected);
+            const double number = c.isSigned ? static_cast<double>(static_cast<std::int64_t>(expected))
+                                             : static_cast<double>(expected);
+            EXPECT_EQ(values[k].physical, number * c.factor + c.offset);
 
-        // Encoded back alone: its bits and no others.
-        std::vector<unsigned char> encoded;
-        std::string error;
-        const tavlo_dec_setting_t raw{"S", TAVLO_DEC_SET_RAW, 0, expected, nullptr};
-        ASSERT_EQ(decoder.Encode(m, {raw}, encoded, error), TAVLO_DEC_OK) << error;
-        ASSERT_EQ(encoded.size(), 64u);
-        unsigned int ones = 0;
-        for (unsigned int b = 0; b < 512; ++b) {
-            ones += encoded[b / 8] >> (b % 8) & 1u;
+            // Encoded back alone: its bits and no others.
+            std::vector<unsigned char> encoded;
+            std::string error;
+            const std::string name = "S" + std::to_string(k);
+            const tavlo_dec_setting_t raw{name.c_str(), TAVLO_DEC_SET_RAW, 0, expected, nullptr};
+            ASSERT_EQ(decoder.Encode(m, {raw}, encoded, error), TAVLO_DEC_OK) << error;
+            ASSERT_EQ(encoded.size(), 64u);
+            unsigned int ones = 0;
+            for (unsigned int b = 0; b < 512; ++b) {
+                ones += encoded[b / 8] >> (b % 8) & 1u;
+            }
+            unsigned int fieldOnes = 0;
+            for (unsigned int i = 0; i < c.length; ++i) {
+                const unsigned int bit = encoded[c.bits[i] / 8] >> (c.bits[i] % 8) & 1u;
+                fieldOnes += bit;
+                ASSERT_EQ(bit, expected >> i & 1u) << "bit " << i;
+            }
+            EXPECT_EQ(ones, fieldOnes);
         }
-        unsigned int fieldOnes = 0;
-        for (unsigned int i = 0; i < c.length; ++i) {
-            const unsigned int bit = encoded[c.bits[i] / 8] >> (c.bits[i] % 8) & 1u;
-            fieldOnes += bit;
-            ASSERT_EQ(bit, expected >> i & 1u) << "bit " << i;
-        }
-        EXPECT_EQ(ones, fieldOnes);
+        // A byte short of the farthest field: that one is absent.
+        EXPECT_LT(decoder.Decode(m, frame.data(), need - 1).size(), cases[id].size());
     }
 }
 
@@ -208,6 +229,87 @@ TEST_P(ExtendedMultiplexing, DecodesWhatTheMultiplexersSelect) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Corpus, ExtendedMultiplexing, ::testing::ValuesIn(kMuxCases));
+
+// Random multiplexed messages in the first 8 bytes, multiplexers cascading,
+// some signals selected by one range and some by two: every frame decodes
+// by identifier (the quick ways) as by message number (the general walk).
+TEST(Decoder, MultiplexedFramesDecodeAlikeEitherWay) {
+    std::mt19937_64 random(20261124);
+    Root db;
+    std::vector<std::string> statements;
+    for (unsigned int m = 0; m < 400; ++m) {
+        msgblk* message = TAVLO_CREATE_MSGBLK();
+        message->id = m;
+        message->dlc = 8;
+        const std::size_t muxes = 1 + random() % 3;
+        const std::size_t count = muxes + 1 + random() % 9;
+        for (std::size_t k = 0; k < count; ++k) {
+            const bool motorola = random() % 2 == 1;
+            const auto length = static_cast<unsigned int>(k < muxes ? 2 + random() % 2 : 1 + random() % 20);
+            std::vector<unsigned int> bits;
+            unsigned int start = 0;
+            do {
+                start = static_cast<unsigned int>(random() % 64);
+                bits = FieldBits(start, length, motorola);
+            } while (*std::max_element(bits.begin(), bits.end()) >= 64);
+            sigblk* signal = TAVLO_CREATE_SIGBLK();
+            std::snprintf(signal->name, sizeof signal->name, "S%zu", k);
+            signal->start_bit = static_cast<unsigned short>(start);
+            signal->length = static_cast<unsigned short>(length);
+            signal->flags = (motorola ? TAVLO_SIG_MOTOROLA : 0) |
+                            (random() % 3 == 0 ? TAVLO_SIG_SIGNED : 0) |
+                            (k < muxes ? TAVLO_SIG_MODE : 0);
+            signal->factor = 0.5;
+            signal->offset = 1;
+            CAN_INSERT_SIG(message, signal, static_cast<unsigned int>(k));
+            if (k == 0 || random() % 3 == 0) {
+                continue;  // selected by none
+            }
+            const std::size_t mux = random() % std::min(k, muxes);
+            const unsigned int low = random() % 4;
+            std::string ranges = std::to_string(low) + "-" + std::to_string(low + random() % 3);
+            if (random() % 5 == 0) {
+                ranges += ",6-7";
+            }
+            statements.push_back("SG_MUL_VAL_ " + std::to_string(m) + " S" + std::to_string(k) + " S" +
+                                 std::to_string(mux) + " " + ranges + ";");
+        }
+        CAN_INSERT_MSG(&db.root.messages, message, m);
+    }
+    std::vector<tavlo_kept_t> kept;
+    for (const std::string& text : statements) {
+        kept.push_back(tavlo_kept_t{text.c_str(), 1});
+    }
+    const tavlo::Decoder decoder(db.root, kept);
+    ASSERT_EQ(tavlo_decoder_skipped(decoder.get(), nullptr), 0u);
+    std::size_t present = 0;
+    std::size_t absent = 0;
+    for (unsigned int id = 0; id < 400; ++id) {
+        const auto m = static_cast<std::size_t>(decoder.FindId(id));
+        for (int f = 0; f < 16; ++f) {
+            std::vector<unsigned char> frame(f < 12 ? 8 : random() % 65);
+            for (unsigned char& byte : frame) {
+                byte = static_cast<unsigned char>(random() % 4 == 0 ? random() : random() % 4);
+            }
+            SCOPED_TRACE("message " + std::to_string(id) + " frame " + std::to_string(f));
+            const auto values = decoder.Decode(m, frame.data(), frame.size());
+            ExpectSameById(decoder, id, values, frame.data(), frame.size());
+            present += values.size();
+            absent += decoder.Message(m)->signal_count - values.size();
+        }
+    }
+    for (unsigned int id = 400; id < 800; ++id) {
+        const unsigned char frame[8] = {};
+        tavlo_dec_value_t values[16];
+        std::size_t count = 9;
+        EXPECT_EQ(tavlo_decoder_decode(decoder.get(), id, frame, 8, values, 16, &count),
+                  TAVLO_DEC_UNKNOWN_MESSAGE);
+        EXPECT_EQ(count, 0u);
+    }
+    // Both kinds are common enough that a wrong gate shows.
+    EXPECT_GT(present, 10000u);
+    EXPECT_GT(absent, 10000u);
+}
 
 const char kLayouts[] =
     "VERSION \"\"\nNS_ :\nBS_:\nBU_: N\n"
