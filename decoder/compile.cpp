@@ -259,8 +259,9 @@ private:
         std::unordered_map<std::uint32_t, std::uint32_t> first;
         places_.assign(records_.size(), kEmpty);
         for (std::uint32_t i = 0; i < records_.size(); ++i) {
-            if (first.emplace(records_[i]->id, i).second) {
-                ids.push_back(records_[i]->id);
+            const std::uint32_t id = records_[i]->id;  // copied: the records are packed
+            if (first.emplace(id, i).second) {
+                ids.push_back(id);
             }
         }
         IdTable& table = d_.table;
