@@ -251,9 +251,10 @@ private:
 
     // The identifier table: buckets of about four identifiers, taken
     // largest first, each displaced by the first value that puts all its
-    // identifiers in free places; with a fresh multiplier and more room
-    // when some bucket finds none. Of a repeated identifier, the first
-    // message has it.
+    // identifiers in free places (a power of two of them, at least one per
+    // identifier); with a fresh multiplier when some bucket finds none, and
+    // twice the room after every fourth such attempt. Of a repeated
+    // identifier, the first message has it.
     void BuildTable() {
         std::vector<std::uint32_t> ids;
         std::unordered_map<std::uint32_t, std::uint32_t> first;
@@ -265,7 +266,10 @@ private:
             }
         }
         IdTable& table = d_.table;
-        std::size_t room = ids.size() + ids.size() / 4 + 1;
+        std::size_t room = 1;
+        while (room < ids.size()) {
+            room *= 2;
+        }
         for (std::uint64_t attempt = 0;; ++attempt) {
             table.multiplier = 0x9E3779B97F4A7C15u + 2 * attempt * 0x632BE59BD9B4E019u;
             table.bucketShift = 63;
@@ -274,11 +278,13 @@ private:
             }
             table.displacement.assign(std::size_t{1} << (64 - table.bucketShift), 0);
             table.heads.assign(room, Head{0, kEmpty, 0, 0, {}});
-            table.room = room;
+            table.mask = static_cast<std::uint32_t>(room - 1);
             if (Displace(ids)) {
                 break;
             }
-            room += room / 8 + 1;
+            if (attempt % 4 == 3) {
+                room *= 2;
+            }
         }
         for (std::uint32_t place = 0; place < table.heads.size(); ++place) {
             Head& head = table.heads[place];

@@ -230,7 +230,7 @@ constexpr std::uint32_t kEmpty = 0xFFFFFFFFu;
 struct IdTable {
     std::uint64_t multiplier = 1;
     unsigned int bucketShift = 63;            // 64 - log2 of the bucket count
-    std::uint64_t room = 1;                   // heads.size()
+    std::uint32_t mask = 0;                   // heads.size() - 1, a power of two less one
     std::vector<std::uint32_t> displacement;  // by bucket, a power of two of them
     std::vector<Head> heads;                  // by place
 
@@ -238,7 +238,7 @@ struct IdTable {
         return static_cast<std::uint32_t>(hash >> bucketShift);
     }
     std::uint32_t Place(std::uint64_t hash, std::uint32_t displaced) const {
-        return static_cast<std::uint32_t>(((hash ^ displaced) & 0xFFFFFFFFu) * room >> 32);
+        return (static_cast<std::uint32_t>(hash >> 32) ^ displaced) & mask;
     }
     const Head& Find(std::uint32_t id) const {
         const std::uint64_t hash = id * multiplier;
