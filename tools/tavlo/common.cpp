@@ -202,11 +202,13 @@ unsigned int BytesNeeded(const sigblk& signal) {
     return last < 0 ? 0 : static_cast<unsigned int>(last) / 8 + 1;
 }
 
+char* PutNumber(char* at, double value) {
+    return std::to_chars(at, at + kNumberRoom, value, std::chars_format::general, 10).ptr;
+}
+
 void AppendNumber(std::string& out, double value) {
-    char text[40];
-    const std::to_chars_result written =
-        std::to_chars(text, text + sizeof text, value, std::chars_format::general, 10);
-    out.append(text, written.ptr);
+    char text[kNumberRoom];
+    out.append(text, PutNumber(text, value));
 }
 
 std::string Number(double value) {
@@ -215,25 +217,32 @@ std::string Number(double value) {
     return text;
 }
 
-void AppendJsonText(std::string& out, std::string_view text) {
+char* PutJsonText(char* at, std::string_view text) {
     static const char kHex[] = "0123456789abcdef";
-    out += '"';
+    *at++ = '"';
     for (const char c : text) {
         const auto byte = static_cast<unsigned char>(c);
         if (c == '"' || c == '\\') {
-            out += '\\';
-            out += c;
+            *at++ = '\\';
+            *at++ = c;
         } else if (byte < 0x20 || byte >= 0x80) {
             // Texts are bytes of the file's code page; each stands for the
             // character of the same number, so the output is valid JSON.
-            out += "\\u00";
-            out += kHex[byte >> 4];
-            out += kHex[byte & 15];
+            at = Put(at, "\\u00");
+            *at++ = kHex[byte >> 4];
+            *at++ = kHex[byte & 15];
         } else {
-            out += c;
+            *at++ = c;
         }
     }
-    out += '"';
+    *at++ = '"';
+    return at;
+}
+
+void AppendJsonText(std::string& out, std::string_view text) {
+    const std::size_t at = out.size();
+    out.resize(at + JsonRoom(text.size()));
+    out.resize(static_cast<std::size_t>(PutJsonText(&out[at], text) - out.data()));
 }
 
 std::string JsonText(std::string_view text) {

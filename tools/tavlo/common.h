@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -94,13 +95,59 @@ int FrameBit(const sigblk& signal, unsigned int i);
 // The data bytes a frame needs to carry the whole signal.
 unsigned int BytesNeeded(const sigblk& signal);
 
-// Appends a number with the 10 significant digits a database file's scaling
-// supports.
+// Writes a number with the 10 significant digits a database file's scaling
+// supports: at most kNumberRoom characters at `at`; returns their end.
+constexpr std::size_t kNumberRoom = 32;
+char* PutNumber(char* at, double value);
 void AppendNumber(std::string& out, double value);
 std::string Number(double value);
 
-// Appends text as a JSON string.
+// Writes text as a JSON string, at most JsonRoom(text.size()) characters;
+// returns their end.
+constexpr std::size_t JsonRoom(std::size_t size) { return 2 + 6 * size; }
+char* PutJsonText(char* at, std::string_view text);
 void AppendJsonText(std::string& out, std::string_view text);
 std::string JsonText(std::string_view text);
+
+// Writes text; returns its end.
+inline char* Put(char* at, std::string_view text) {
+    std::memcpy(at, text.data(), text.size());
+    return at + text.size();
+}
+
+// Output that leaves in large blocks. Text is written by pointer: room for
+// the longest text a piece can make is asked for first (the block is
+// written out when it lacks it), so nothing is checked while writing.
+class OutputBlock {
+public:
+    explicit OutputBlock(std::FILE* stream, std::size_t size = std::size_t{1} << 16)
+        : stream_(stream), data_(size) {}
+    OutputBlock(const OutputBlock&) = delete;
+    OutputBlock& operator=(const OutputBlock&) = delete;
+
+    // Where to write at most n characters.
+    char* Room(std::size_t n) {
+        if (data_.size() - used_ < n) {
+            Flush();
+            if (data_.size() < n) {
+                data_.resize(n);
+            }
+        }
+        return data_.data() + used_;
+    }
+    // What was written ends at end.
+    void Written(const char* end) { used_ = static_cast<std::size_t>(end - data_.data()); }
+    // Writes out what the block holds; false when the stream failed.
+    bool Flush() {
+        const bool ok = std::fwrite(data_.data(), 1, used_, stream_) == used_;
+        used_ = 0;
+        return ok;
+    }
+
+private:
+    std::FILE* stream_;
+    std::vector<char> data_;
+    std::size_t used_ = 0;
+};
 
 }  // namespace tavlo::tool

@@ -26,8 +26,6 @@ const char kDecodeHelp[] =
     "reach are left out; remote frames are marked remote. --format json prints\n"
     "one JSON object per frame.\n";
 
-constexpr std::size_t kOutputBlock = 1 << 16;
-
 // What stays the same for a signal from frame to frame.
 struct SignalOutput {
     std::string beforeValue;  // "  Name=" or ",{"name":"Name","value":"
@@ -37,6 +35,7 @@ struct SignalOutput {
 struct MessageOutput {
     std::string name;  // text, or a JSON string
     std::vector<SignalOutput> signals;
+    std::size_t room = 0;  // the most its signals' text can take
 };
 
 class Decoder {
@@ -44,83 +43,88 @@ public:
     Decoder(const DecodedDatabase& db, bool json) : db_(db), json_(json) {
         std::size_t most = 0;
         for (std::size_t m = 0; m < db.records.size(); ++m) {
-            messages_.push_back(Prepare(*db.records[m]));
+            messages_.push_back(Prepare(*db.records[m], *db.decoder.Message(m)));
             most = std::max(most, db.decoder.Message(m)->signal_count);
         }
         values_.resize(most);
     }
 
-    void Append(const Frame& frame, std::string& out) {
+    // Writes a frame's line: room for its longest is made first.
+    void Write(const Frame& frame, OutputBlock& out) {
         const long index = db_.decoder.FindId(frame.id);
         const MessageOutput* message = index >= 0 ? &messages_[static_cast<std::size_t>(index)] : nullptr;
+        constexpr std::size_t kFixed = 64 + 2 * 64;  // punctuation, and the data in hex
+        char* at = out.Room(kFixed + frame.time.size() + frame.idText.size() +
+                            (message != nullptr ? message->name.size() + message->room : 0));
         if (json_) {
-            out += "{\"time\":";
-            out += frame.time.empty() ? std::string_view("null") : frame.time;
-            out += ",\"id\":\"";
-            out += frame.idText;
-            out += "\",\"message\":";
-            out += message != nullptr ? std::string_view(message->name) : "null";
+            at = Put(at, "{\"time\":");
+            at = Put(at, frame.time.empty() ? std::string_view("null") : frame.time);
+            at = Put(at, ",\"id\":\"");
+            at = Put(at, frame.idText);
+            at = Put(at, "\",\"message\":");
+            at = Put(at, message != nullptr ? std::string_view(message->name) : "null");
         } else {
             if (frame.time.empty()) {
-                out += '-';
+                *at++ = '-';
             } else {
-                out += '(';
-                out += frame.time;
-                out += ')';
+                *at++ = '(';
+                at = Put(at, frame.time);
+                *at++ = ')';
             }
-            out += ' ';
-            out += frame.idText;
-            out += ' ';
-            out += message != nullptr ? std::string_view(message->name) : "unknown";
+            *at++ = ' ';
+            at = Put(at, frame.idText);
+            *at++ = ' ';
+            at = Put(at, message != nullptr ? std::string_view(message->name) : "unknown");
         }
         if (message == nullptr) {
-            out += json_ ? ",\"data\":\"" : "  ";
-            AppendHex(frame, out);
-            out += json_ ? "\"}\n" : "\n";
+            at = Put(at, json_ ? ",\"data\":\"" : "  ");
+            at = PutHex(at, frame);
+            out.Written(Put(at, json_ ? "\"}\n" : "\n"));
             return;
         }
         if (frame.remote) {
-            out += json_ ? ",\"remote\":true,\"signals\":[]}\n" : "  remote\n";
+            out.Written(Put(at, json_ ? ",\"remote\":true,\"signals\":[]}\n" : "  remote\n"));
             return;
         }
         if (json_) {
-            out += ",\"signals\":[";
+            at = Put(at, ",\"signals\":[");
         }
         const auto m = static_cast<std::size_t>(index);
         const tavlo_dec_message_t& compiled = *db_.decoder.Message(m);
         std::size_t count = 0;
-        tavlo_decoder_decode_message(db_.decoder.get(), m, frame.data, frame.length, values_.data(),
-                                     values_.size(), &count);
+        tavlo_decoder_decode(db_.decoder.get(), frame.id, frame.data, frame.length, values_.data(),
+                             values_.size(), &count);
         for (std::size_t i = 0; i < count; ++i) {
             const tavlo_dec_value_t& value = values_[i];
             const SignalOutput& output = message->signals[value.signal];
             if (json_ && i > 0) {
-                out += ',';
+                *at++ = ',';
             }
-            out += output.beforeValue;
-            AppendValue(out, compiled.signals[value.signal], value);
-            out += output.afterValue;
+            at = Put(at, output.beforeValue);
+            at = PutValue(at, compiled.signals[value.signal], value);
+            at = Put(at, output.afterValue);
             if (const char* description = db_.decoder.Describe(m, value.signal, value.raw)) {
                 if (json_) {
-                    out += ",\"description\":";
-                    AppendJsonText(out, description);
+                    at = Put(at, ",\"description\":");
+                    at = PutJsonText(at, description);
                 } else {
-                    out += " \"";
-                    out += description;
-                    out += '"';
+                    at = Put(at, " \"");
+                    at = Put(at, description);
+                    *at++ = '"';
                 }
             }
             if (json_) {
-                out += '}';
+                *at++ = '}';
             }
         }
-        out += json_ ? "]}\n" : "\n";
+        out.Written(Put(at, json_ ? "]}\n" : "\n"));
     }
 
 private:
-    MessageOutput Prepare(const msgblk& message) const {
-        MessageOutput prepared{json_ ? JsonText(MessageName(message)) : MessageName(message), {}};
-        for (const sigblk* s = message.signals; s != nullptr; s = s->next) {
+    MessageOutput Prepare(const msgblk& message, const tavlo_dec_message_t& compiled) const {
+        MessageOutput prepared{json_ ? JsonText(MessageName(message)) : MessageName(message), {}, 0};
+        std::size_t i = 0;
+        for (const sigblk* s = message.signals; s != nullptr; s = s->next, ++i) {
             SignalOutput output;
             if (json_) {
                 output.beforeValue = "{\"name\":" + JsonText(SignalName(*s)) + ",\"value\":";
@@ -131,17 +135,26 @@ private:
                     output.afterValue = std::string(" ") + s->unit;
                 }
             }
+            // The longest description, as the form writes it.
+            std::size_t description = 0;
+            const tavlo_dec_signal_t& signal = compiled.signals[i];
+            for (std::size_t d = 0; d < signal.description_count; ++d) {
+                description = std::max(description, std::strlen(signal.descriptions[d].text));
+            }
+            prepared.room += output.beforeValue.size() + kNumberRoom + output.afterValue.size() +
+                             32 + JsonRoom(description);
             prepared.signals.push_back(std::move(output));
         }
         return prepared;
     }
 
-    static void AppendHex(const Frame& frame, std::string& out) {
+    static char* PutHex(char* at, const Frame& frame) {
         static const char kHex[] = "0123456789ABCDEF";
         for (unsigned int i = 0; i < frame.length; ++i) {
-            out += kHex[frame.data[i] >> 4];
-            out += kHex[frame.data[i] & 15];
+            *at++ = kHex[frame.data[i] >> 4];
+            *at++ = kHex[frame.data[i] & 15];
         }
+        return at;
     }
 
     const DecodedDatabase& db_;
@@ -174,20 +187,11 @@ int Decode(const Arguments& args) {
         return kFailed;
     }
     Decoder decoder(db, json);
-    std::string out;
-    out.reserve(2 * kOutputBlock);
-    const auto flush = [&out] {
-        std::fwrite(out.data(), 1, out.size(), stdout);
-        out.clear();
-    };
-    const int status = ReadFrames(Arguments(files.begin() + 1, files.end()), [&](const Frame& frame) {
-        decoder.Append(frame, out);
-        if (out.size() >= kOutputBlock) {
-            flush();
-        }
-    });
-    flush();
-    return std::fflush(stdout) == 0 ? status : kFailed;
+    OutputBlock out(stdout);
+    const int status = ReadFrames(Arguments(files.begin() + 1, files.end()),
+                                  [&](const Frame& frame) { decoder.Write(frame, out); });
+    const bool written = out.Flush();
+    return std::fflush(stdout) == 0 && written ? status : kFailed;
 }
 
 }  // namespace

@@ -28,17 +28,18 @@ bool LoadDecoder(const std::string& path, DecodedDatabase& db) {
     return true;
 }
 
-void AppendValue(std::string& out, const tavlo_dec_signal_t& signal, const tavlo_dec_value_t& value) {
+char* PutValue(char* at, const tavlo_dec_signal_t& signal, const tavlo_dec_value_t& value) {
     if (signal.kind <= TAVLO_DEC_SIGNED && signal.factor == 1 && signal.offset == 0) {
-        char text[24];
-        const std::to_chars_result written =
-            signal.kind == TAVLO_DEC_SIGNED
-                ? std::to_chars(text, text + sizeof text, static_cast<std::int64_t>(value.raw))
-                : std::to_chars(text, text + sizeof text, value.raw);
-        out.append(text, written.ptr);
-        return;
+        return signal.kind == TAVLO_DEC_SIGNED
+                   ? std::to_chars(at, at + kNumberRoom, static_cast<std::int64_t>(value.raw)).ptr
+                   : std::to_chars(at, at + kNumberRoom, value.raw).ptr;
     }
-    AppendNumber(out, value.physical);
+    return PutNumber(at, value.physical);
+}
+
+void AppendValue(std::string& out, const tavlo_dec_signal_t& signal, const tavlo_dec_value_t& value) {
+    char text[kNumberRoom];
+    out.append(text, PutValue(text, signal, value));
 }
 
 }  // namespace tavlo::tool

@@ -27,7 +27,9 @@ struct DecodedDatabase {
 bool LoadDecoder(const std::string& path, DecodedDatabase& db);
 
 // A decoded value as printed: an integer signal without scaling exactly,
-// whatever its length; any other as its physical value.
+// whatever its length; any other as its physical value. At most
+// kNumberRoom characters; returns their end.
+char* PutValue(char* at, const tavlo_dec_signal_t& signal, const tavlo_dec_value_t& value);
 void AppendValue(std::string& out, const tavlo_dec_signal_t& signal, const tavlo_dec_value_t& value);
 
 }  // namespace tavlo::tool
