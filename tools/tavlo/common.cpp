@@ -202,10 +202,6 @@ unsigned int BytesNeeded(const sigblk& signal) {
     return last < 0 ? 0 : static_cast<unsigned int>(last) / 8 + 1;
 }
 
-char* PutNumber(char* at, double value) {
-    return std::to_chars(at, at + kNumberRoom, value, std::chars_format::general, 10).ptr;
-}
-
 void AppendNumber(std::string& out, double value) {
     char text[kNumberRoom];
     out.append(text, PutNumber(text, value));

@@ -1,0 +1,62 @@
+// Numbers as the command prints them: its own quick layout against the
+// standard library's formatting to 10 significant digits, on the values
+// decoding makes (raw values times decimal factors plus offsets, around
+// every power of ten and halfway between ten-digit numbers) and on any bits.
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <random>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "common.h"
+
+namespace {
+
+std::string Expected(double value) {
+    char text[40];
+    return std::string(text, std::to_chars(text, text + sizeof text, value,
+                                           std::chars_format::general, 10).ptr);
+}
+
+TEST(Number, IsWhatTenSignificantDigitsGive) {
+    std::mt19937_64 random(20261124);
+    const double kFactors[] = {1, 0.1, 0.5, 0.01, 0.001, 0.25, 1e-6, 3.6, 1.0 / 3};
+    std::size_t checked = 0;
+    const auto check = [&checked](double value) {
+        char text[tavlo::tool::kNumberRoom];
+        ASSERT_EQ(std::string(text, tavlo::tool::PutNumber(text, value)), Expected(value))
+            << std::hexfloat << value;
+        ++checked;
+    };
+    for (int i = 0; i < 200000; ++i) {
+        const double raw = static_cast<double>(static_cast<std::int64_t>(random() % 2000001) - 1000000);
+        check(raw * kFactors[i % 9] + static_cast<double>(random() % 81) - 40);
+        std::uint64_t bits = random();
+        double any;
+        std::memcpy(&any, &bits, sizeof any);
+        check(any);
+    }
+    // The doubles nearest to halfway between two ten-digit numbers.
+    for (int i = 0; i < 20000; ++i) {
+        const double digits = static_cast<double>(1000000000 + random() % 9000000000);
+        check((digits + 0.5) / std::pow(10.0, static_cast<int>(random() % 14)));
+    }
+    for (int exponent = -6; exponent <= 12; ++exponent) {
+        const double power = std::pow(10.0, exponent);
+        for (const double near : {power, std::nextafter(power, 0.0), std::nextafter(power, 1e300),
+                                  9.9999999995 * power, 9.99999999949 * power,
+                                  1.00000000005 * power, 1.23456789015 * power}) {
+            check(near);
+            check(-near);
+        }
+    }
+    for (const double special : {0.0, -0.0, 1e-5, 1e-4, 0.1, 1e10, 9999999999.0, 9999999999.5,
+                                 HUGE_VAL, -HUGE_VAL, std::nan("")}) {
+        check(special);
+    }
+    EXPECT_GT(checked, 400000u);
+}
+
+}  // namespace
