@@ -276,7 +276,9 @@ bool ParseTime(std::string_view text, double& value) {
 void SetChannel(tavlo_log_frame_t& frame, std::string_view text) {
     const std::size_t length = text.size() < sizeof frame.channel - 1 ? text.size()
                                                                         : sizeof frame.channel - 1;
-    std::memcpy(frame.channel, text.data(), length);
+    if (length > 0) {  // an empty view may have no address, which memcpy must not get
+        std::memcpy(frame.channel, text.data(), length);
+    }
     frame.channel[length] = '\0';
 }
 
