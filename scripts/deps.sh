@@ -1,11 +1,13 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build needs, only those that are missing.
 #   scripts/deps.sh          compiler, CMake, GoogleTest, Google Benchmark, pkg-config,
-#                            nlohmann JSON (header-only, for the JSON converter module)
-#   scripts/deps.sh m32      the same, plus the 32-bit compiler (g++-multilib)
+#                            nlohmann JSON (header-only, for the JSON converter module),
+#                            zlib (the log readers' BLF containers) and python3-can (an
+#                            outside writer of ASC, BLF and TRC logs for their tests)
+#   scripts/deps.sh m32      the same, plus the 32-bit compiler (g++-multilib) and its zlib
 #   scripts/deps.sh fuzz     the same, plus clang and its libFuzzer/sanitizer runtimes
-#   scripts/deps.sh windows  the same, plus the MinGW-w64 i686 cross compiler and Wine
-#                            (32-bit, from the i386 architecture)
+#   scripts/deps.sh windows  the same, plus the MinGW-w64 i686 cross compiler, its zlib
+#                            and Wine (32-bit, from the i386 architecture)
 # The first two are needed by the core tests: any failure to install exits 1.
 # fuzz and windows are optional groups: when the package archive keeps their
 # packages from being installed, it prints "SKIPPED: <group>: <reason>" and
@@ -17,8 +19,12 @@ case "$group" in
     ""|m32|fuzz|windows) ;;
     *) echo "usage: scripts/deps.sh [m32|fuzz|windows]" >&2; exit 2 ;;
 esac
-core=(g++ make cmake pkg-config libgtest-dev googletest libbenchmark-dev nlohmann-json3-dev)
-[[ "$group" == m32 ]] && core+=(g++-multilib)
+core=(g++ make cmake pkg-config libgtest-dev googletest libbenchmark-dev nlohmann-json3-dev
+      zlib1g-dev python3-can)
+# The 32-bit zlib of the multilib compiler (/usr/lib32): zlib1g-dev:i386 would
+# do as well, but drags in the i386 C library headers, whose version must
+# match the amd64 ones to the last security update.
+[[ "$group" == m32 ]] && core+=(g++-multilib lib32z1-dev)
 
 installed() {
     dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q "install ok installed"
@@ -116,5 +122,6 @@ fi
 
 # The Windows build's tools; Wine's 32-bit half comes from the i386 architecture.
 if [[ "$group" == windows ]]; then
-    install_group windows --target-release=bookworm g++-mingw-w64-i686-posix wine wine32:i386
+    install_group windows --target-release=bookworm g++-mingw-w64-i686-posix libz-mingw-w64-dev \
+        wine wine32:i386
 fi

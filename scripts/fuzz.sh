@@ -2,7 +2,7 @@
 # Fuzzes with libFuzzer under AddressSanitizer and UndefinedBehaviorSanitizer
 # (leaks checked), one target after another, sharing out the time: half to
 # the database file reader (read), a quarter each to the JSON converter
-# module's import (json) and to the log-line parser of tavlo decode (logline).
+# module's import (json) and to the log readers of tavlo decode (logline: candump, ASC, BLF, TRC).
 #   scripts/fuzz.sh [seconds]     default 60, for all three together
 # Builds build/fuzz with clang and seeds build/fuzz/seeds/<target>: the reader
 # from the database files under tests/ and small generated databases, the

@@ -3,7 +3,8 @@
  * Everything the library offers its clients: the records of a database, their
  * creation and release, the flat queries, deep copies, reading and writing
  * database files, the platform hooks, the module's own exports, the compiled
- * frame decoder and, for C++, the exception of a failed read. Compiles as C99
+ * frame decoder, the log readers (whose functions are in the library
+ * tavloms_logs) and, for C++, the exception of a failed read. Compiles as C99
  * and C++17. */
 #ifndef TAVLOMS_TAVLOMS_H
 #define TAVLOMS_TAVLOMS_H
@@ -23,5 +24,6 @@
 #include "writemanager.h"
 #include "convert.h"
 #include "decoder.h"
+#include "logs.h"
 
 #endif /* TAVLOMS_TAVLOMS_H */

@@ -1,277 +1,127 @@
-// tools/tavlo/log.cpp: candump logs read in large blocks and cut into lines
-// and frames without copying; a million-frame log is decoded in about a
-// second, so reading must not allocate per line.
+// tools/tavlo/log.cpp: the logs of decode and plot read with the library's
+// log readers, frame by frame, without allocating per frame. Frames of
+// candump logs keep their time and identifier as written, so that output
+// shows them as the log does.
 #include "log.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
-#include <vector>
 
 #include "system.h"
+#include "tavloms/logs.h"
 
 namespace tavlo::tool {
 namespace {
 
-// The value of each byte as a hex digit, -1 for the others: a table, since
-// every byte of a log passes through here.
-struct HexTable {
-    signed char value[256];
-    constexpr HexTable() : value() {
-        for (int c = 0; c < 256; ++c) {
-            value[c] = c >= '0' && c <= '9'   ? static_cast<signed char>(c - '0')
-                       : c >= 'a' && c <= 'f' ? static_cast<signed char>(c - 'a' + 10)
-                       : c >= 'A' && c <= 'F' ? static_cast<signed char>(c - 'A' + 10)
-                                              : -1;
-        }
-    }
-};
-constexpr HexTable kHex;
-
-int HexDigit(char c) { return kHex.value[static_cast<unsigned char>(c)]; }
-
 bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
 
-std::string_view::size_type SkipBlanks(std::string_view line, std::string_view::size_type at) {
+std::string_view NextWord(std::string_view line, std::size_t& at) {
     while (at < line.size() && IsBlank(line[at])) {
         ++at;
     }
-    return at;
-}
-
-// The next blank-separated word from at; at moves past it.
-std::string_view Word(std::string_view line, std::string_view::size_type& at) {
-    at = SkipBlanks(line, at);
-    const std::string_view::size_type start = at;
+    const std::size_t first = at;
     while (at < line.size() && !IsBlank(line[at])) {
         ++at;
     }
-    return line.substr(start, at - start);
+    return line.substr(first, at - first);
 }
 
-bool ParseId(std::string_view text, Frame& frame) {
-    if (text.empty() || text.size() > 8) {
-        return false;
+// The time and identifier of a candump line the reader took as a frame:
+// "(TIME) DEVICE ID#..." or "DEVICE ID [LEN] ...".
+void CandumpTexts(std::string_view line, Frame& frame) {
+    std::size_t at = 0;
+    while (at < line.size() && IsBlank(line[at])) {
+        ++at;
     }
-    unsigned int id = 0;
-    for (const char c : text) {
-        const int digit = HexDigit(c);
-        if (digit < 0) {
-            return false;
-        }
-        id = id << 4 | static_cast<unsigned int>(digit);
+    frame.time = std::string_view();
+    if (at < line.size() && line[at] == '(') {
+        const std::size_t close = line.find(')', at);
+        frame.time = line.substr(at + 1, close - at - 1);
+        at = close + 1;
     }
-    frame.idText = text;
-    // More than three digits (or a value above 11 bits) name an extended
-    // identifier.
-    frame.id = text.size() > 3 || id > 0x7FF ? id | kExtendedFlag : id;
-    return true;
+    NextWord(line, at);
+    const std::string_view next = NextWord(line, at);
+    frame.idText = next.substr(0, next.find('#'));
 }
 
-// Hex byte pairs, separated by blanks where spaced.
-bool ParseBytes(std::string_view text, bool spaced, Frame& frame) {
-    // Nothing of an earlier frame may show through a shorter one.
-    std::memset(frame.data, 0, frame.length);
-    frame.length = 0;
-    std::string_view::size_type at = 0;
-    while (at < text.size()) {
-        if (IsBlank(text[at])) {
-            if (!spaced && text[at] != '\r') {
-                return false;
-            }
-            ++at;
-            continue;
-        }
-        const int high = HexDigit(text[at]);
-        const int low = high >= 0 && at + 1 < text.size() ? HexDigit(text[at + 1]) : -1;
-        if (low < 0 || frame.length >= sizeof frame.data) {
-            return false;
-        }
-        frame.data[frame.length++] = static_cast<unsigned char>(high << 4 | low);
-        at += 2;
+// A library frame as the subcommands take it; texts of other formats are
+// made in the buffers given.
+void ToFrame(const tavlo_log_frame_t& record, int format, std::string_view line, Frame& frame,
+             char (&timeText)[32], char (&idText)[16]) {
+    if (format == TAVLO_LOG_CANDUMP) {
+        CandumpTexts(line, frame);
+    } else {
+        const int timeLength =
+            record.has_time ? std::snprintf(timeText, sizeof timeText, "%.6f", record.time) : 0;
+        frame.time = std::string_view(timeText, timeLength > 0 ? timeLength : 0);
+        const bool extended = (record.flags & TAVLO_LOG_EXTENDED) != 0;
+        const int idLength = std::snprintf(idText, sizeof idText, extended ? "%08X" : "%03X",
+                                           static_cast<unsigned int>(record.id & 0x1FFFFFFFu));
+        frame.idText = std::string_view(idText, idLength > 0 ? idLength : 0);
     }
-    return true;
+    frame.channel = record.channel;
+    frame.id = record.id;
+    frame.remote = (record.flags & TAVLO_LOG_REMOTE) != 0;
+    frame.length = record.length;
+    std::memcpy(frame.data, record.data, sizeof frame.data);
 }
-
-// Seconds as candump writes them: digits, a point, digits.
-bool IsTime(std::string_view text) {
-    std::string_view::size_type digits = 0;
-    std::string_view::size_type points = 0;
-    for (const char c : text) {
-        if (c >= '0' && c <= '9') {
-            ++digits;
-        } else if (c == '.' && points == 0 && digits > 0) {
-            ++points;
-        } else {
-            return false;
-        }
-    }
-    return digits > 0 && text.back() != '.';
-}
-
-// Lines of an open file, read in large blocks.
-class LineReader {
-public:
-    explicit LineReader(int file) : file_(file), buffer_(1 << 20) {}
-
-    // The next line without its end; false at the end or on a read error.
-    bool Next(std::string_view& line) {
-        for (;;) {
-            const char* begin = buffer_.data() + start_;
-            const void* newline = std::memchr(begin, '\n', end_ - start_);
-            if (newline != nullptr) {
-                const char* stop = static_cast<const char*>(newline);
-                line = std::string_view(begin, static_cast<std::size_t>(stop - begin));
-                start_ = static_cast<std::size_t>(stop - buffer_.data()) + 1;
-                return true;
-            }
-            if (eof_) {
-                if (start_ == end_) {
-                    return false;
-                }
-                line = std::string_view(begin, end_ - start_);  // the last line, unended
-                start_ = end_;
-                return true;
-            }
-            Fill();
-        }
-    }
-
-    bool Failed() const { return failed_; }
-
-private:
-    void Fill() {
-        std::memmove(buffer_.data(), buffer_.data() + start_, end_ - start_);
-        end_ -= start_;
-        start_ = 0;
-        if (end_ == buffer_.size()) {
-            buffer_.resize(buffer_.size() * 2);  // a line longer than the buffer
-        }
-        const long got = ReadSome(file_, buffer_.data() + end_, buffer_.size() - end_);
-        if (got <= 0) {
-            failed_ = got < 0;
-            eof_ = true;
-            return;
-        }
-        end_ += static_cast<std::size_t>(got);
-    }
-
-    int file_;
-    std::vector<char> buffer_;
-    std::size_t start_ = 0;
-    std::size_t end_ = 0;
-    bool eof_ = false;
-    bool failed_ = false;
-};
 
 constexpr unsigned long kProgressLines = 100000;
 
 }  // namespace
 
-bool ParseLine(std::string_view line, Frame& frame) {
-    std::string_view::size_type at = SkipBlanks(line, 0);
-    frame.time = std::string_view();
-    frame.remote = false;
-    if (at < line.size() && line[at] == '(') {
-        const std::string_view::size_type close = line.find(')', at);
-        if (close == std::string_view::npos) {
-            return false;
-        }
-        frame.time = line.substr(at + 1, close - at - 1);
-        if (!IsTime(frame.time)) {
-            return false;
-        }
-        at = close + 1;
-    }
-    // The interface (can0), unused; not named so: <windows.h> makes
-    // "interface" a macro.
-    const std::string_view device = Word(line, at);
-    const std::string_view next = Word(line, at);
-    if (device.empty() || next.empty()) {
-        return false;
-    }
-    const std::string_view::size_type hash = next.find('#');
-    if (hash != std::string_view::npos) {  // file form: ID#DATA, ID##FDATA, ID#R
-        if (!ParseId(next.substr(0, hash), frame)) {
-            return false;
-        }
-        std::string_view data = next.substr(hash + 1);
-        if (!data.empty() && data[0] == '#') {
-            if (data.size() < 2 || HexDigit(data[1]) < 0) {
-                return false;  // FD frames carry a flags digit
-            }
-            data.remove_prefix(2);
-        } else if (!data.empty() && (data[0] == 'R' || data[0] == 'r')) {
-            ParseBytes(std::string_view(), false, frame);
-            frame.remote = true;  // possibly with a length digit after the R
-            return true;
-        }
-        return ParseBytes(data, false, frame);
-    }
-    // Screen form: ID [LEN] BYTES...
-    if (!ParseId(next, frame)) {
-        return false;
-    }
-    at = SkipBlanks(line, at);
-    if (at >= line.size() || line[at] != '[') {
-        return false;
-    }
-    const std::string_view::size_type close = line.find(']', at);
-    if (close == std::string_view::npos || close == at + 1) {
-        return false;
-    }
-    unsigned int length = 0;
-    for (std::string_view::size_type i = at + 1; i < close; ++i) {
-        if (line[i] < '0' || line[i] > '9' || length > 64) {
-            return false;
-        }
-        length = length * 10 + static_cast<unsigned int>(line[i] - '0');
-    }
-    return ParseBytes(line.substr(close + 1), true, frame) && frame.length == length;
-}
-
 int ReadFrames(const Arguments& logs, const std::function<void(const Frame&)>& sink) {
     const Arguments standardInput{"-"};
     const bool progress = StandardErrorIsTerminal();
     int status = kOk;
+    tavlo_log_frame_t record;
     Frame frame;
+    char timeText[32];
+    char idText[16];
     for (const std::string& log : logs.empty() ? standardInput : logs) {
         const bool isStdin = log == "-";
         const std::string name = isStdin ? "<standard input>" : log;
         const int file = isStdin ? kStandardInputFile : OpenToRead(log);
-        if (file < 0) {
+        tavlo_log_reader_t* reader = nullptr;
+        if (file < 0 || tavlo_log_open_fd(file, log.c_str(), TAVLO_LOG_DETECT, &reader) !=
+                            TAVLO_LOG_OK) {
             std::fprintf(stderr, "%s: cannot be read: %s\n", name.c_str(), std::strerror(errno));
+            if (file >= 0 && !isStdin) {
+                CloseFile(file);
+            }
             status = kFailed;
             continue;
         }
-        LineReader reader(file);
-        unsigned long lineNumber = 0;
-        std::string_view line;
-        while (reader.Next(line)) {
-            ++lineNumber;
-            if (progress && lineNumber % kProgressLines == 0) {
-                std::fprintf(stderr, "\r%s: %lu lines", name.c_str(), lineNumber);
+        unsigned long shown = 0;
+        for (;;) {
+            const int result = tavlo_log_next(reader, &record);
+            const unsigned long line = tavlo_log_line(reader);
+            if (progress && line / kProgressLines != shown / kProgressLines) {
+                shown = line;
+                std::fprintf(stderr, "\r%s: %lu lines", name.c_str(), line);
             }
-            if (SkipBlanks(line, 0) == line.size()) {
-                continue;
-            }
-            if (!ParseLine(line, frame)) {
-                while (!line.empty() && IsBlank(line.back())) {
-                    line.remove_suffix(1);
-                }
-                std::fprintf(stderr, "%s:%lu: not a CAN frame: %.*s\n", name.c_str(), lineNumber,
-                             static_cast<int>(line.size()), line.data());
+            if (result == TAVLO_LOG_OK) {
+                std::size_t length = 0;
+                const char* text = tavlo_log_text(reader, &length);
+                ToFrame(record, tavlo_log_format(reader), std::string_view(text, length), frame,
+                        timeText, idText);
+                sink(frame);
+            } else if (result == TAVLO_LOG_BAD_RECORD) {
+                std::fprintf(stderr, "%s:%lu: %s\n", name.c_str(), line, tavlo_log_error(reader));
                 status = kFailed;
-                continue;
+            } else {
+                if (result == TAVLO_LOG_READ_FAILED) {
+                    std::fprintf(stderr, "%s: %s\n", name.c_str(), tavlo_log_error(reader));
+                    status = kFailed;
+                }
+                break;
             }
-            sink(frame);
         }
-        if (progress && lineNumber >= kProgressLines) {
-            std::fprintf(stderr, "\r%s: %lu lines\n", name.c_str(), lineNumber);
+        if (progress && shown >= kProgressLines) {
+            std::fprintf(stderr, "\r%s: %lu lines\n", name.c_str(), tavlo_log_line(reader));
         }
-        if (reader.Failed()) {
-            std::fprintf(stderr, "%s: cannot be read: %s\n", name.c_str(), std::strerror(errno));
-            status = kFailed;
-        }
+        tavlo_log_close(reader);
         if (!isStdin) {
             CloseFile(file);
         }

@@ -1,7 +1,7 @@
-// tools/tavlo/log.h: candump logs read as frames, for the subcommands that
-// decode them. Both forms candump writes are read: the file form
-// "(1600000000.123456) can0 123#11223344" (FD frames "123##1...", remote
-// frames "123#R") and the screen form "can0  123   [4]  11 22 33 44".
+// tools/tavlo/log.h: CAN logs read as frames, for the subcommands that
+// decode them: candump logs (both forms), Vector ASC and BLF, PEAK TRC, read
+// by the library's log readers (tavloms/logs.h), which tell the format by
+// the log's content.
 #pragma once
 
 #include <functional>
@@ -12,17 +12,15 @@
 namespace tavlo::tool {
 
 struct Frame {
-    std::string_view time;    // as written, without parentheses; may be empty
-    std::string_view idText;  // as written
+    std::string_view time;    // as written, without parentheses (candump; other logs: the
+                              // seconds with six decimals); may be empty
+    std::string_view idText;  // as written (candump; other logs: as candump writes it)
+    std::string_view channel; // as the log names it ("can0", "1"); may be empty
     unsigned int id = 0;      // as the database keeps it: bit 31 for extended
     unsigned int length = 0;  // data bytes received
     bool remote = false;      // a remote frame: no data
     unsigned char data[64] = {};  // bytes past length are zero
 };
-
-// One log line into a frame; false when it is not one. The views in frame
-// point into line.
-bool ParseLine(std::string_view line, Frame& frame);
 
 // Calls sink with every frame of the logs in order ("-" is standard input;
 // no logs is standard input). A line that is not a frame is reported with
