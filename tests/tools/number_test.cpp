@@ -45,11 +45,11 @@ TEST(Number, IsWhatTenSignificantDigitsGive) {
     }
     for (int exponent = -6; exponent <= 12; ++exponent) {
         const double power = std::pow(10.0, exponent);
-        for (const double near : {power, std::nextafter(power, 0.0), std::nextafter(power, 1e300),
+        for (const double around : {power, std::nextafter(power, 0.0), std::nextafter(power, 1e300),
                                   9.9999999995 * power, 9.99999999949 * power,
                                   1.00000000005 * power, 1.23456789015 * power}) {
-            check(near);
-            check(-near);
+            check(around);
+            check(-around);
         }
     }
     for (const double special : {0.0, -0.0, 1e-5, 1e-4, 0.1, 1e10, 9999999999.0, 9999999999.5,
