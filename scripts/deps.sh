@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build needs, only those that are missing.
 #   scripts/deps.sh          compiler, CMake, GoogleTest, Google Benchmark, pkg-config,
-#                            nlohmann JSON (header-only, for the JSON converter module)
+#                            nlohmann JSON (header-only, for the JSON converter module),
+#                            CLI11 (header-only, the tavlo command's option parsing)
 #   scripts/deps.sh m32      the same, plus the 32-bit compiler (g++-multilib)
 #   scripts/deps.sh fuzz     the same, plus clang and its libFuzzer/sanitizer runtimes
 #   scripts/deps.sh windows  the same, plus the MinGW-w64 i686 cross compiler and Wine
@@ -17,7 +18,7 @@ case "$group" in
     ""|m32|fuzz|windows) ;;
     *) echo "usage: scripts/deps.sh [m32|fuzz|windows]" >&2; exit 2 ;;
 esac
-core=(g++ make cmake pkg-config libgtest-dev googletest libbenchmark-dev nlohmann-json3-dev)
+core=(g++ make cmake pkg-config libgtest-dev googletest libbenchmark-dev nlohmann-json3-dev libcli11-dev)
 [[ "$group" == m32 ]] && core+=(g++-multilib)
 
 installed() {
