@@ -83,9 +83,21 @@ std::string Version() {
     return text;
 }
 
-// The options of every subcommand: its own, the choice between strict and
-// tolerant loading of database files (the same for all, each subcommand with
-// its own default), and its operands.
+// --strict and --tolerant, which every subcommand takes as they all read
+// database files: one choice, the same everywhere, each subcommand with its
+// own default.
+void AddLoadingOptions(CLI::App& app, Declared& declared) {
+    const bool strict = declared.subcommand->strictByDefault;
+    declared.strict = app.add_flag("--strict")->description(
+        std::string("load database files strictly: fail on the first error") +
+        (strict ? " (the default)" : ""));
+    declared.tolerant = app.add_flag("--tolerant")->description(
+        std::string("load them tolerantly: skip or repair faults") +
+        (strict ? "" : " (the default)"));
+    declared.strict->excludes(declared.tolerant);
+}
+
+// A subcommand's options (its own, then the loading options) and operands.
 void Declare(CLI::App& tavlo, Declared& declared) {
     const Subcommand& subcommand = *declared.subcommand;
     Invocation& invocation = declared.invocation;
@@ -108,14 +120,7 @@ void Declare(CLI::App& tavlo, Declared& declared) {
             added->check(CLI::IsMember(option.choices).description(""));
         }
     }
-    const bool strict = subcommand.strictByDefault;
-    declared.strict = app->add_flag("--strict")->description(
-        std::string("load database files strictly: fail on the first error") +
-        (strict ? " (the default)" : ""));
-    declared.tolerant = app->add_flag("--tolerant")->description(
-        std::string("load them tolerantly: skip or repair faults") +
-        (strict ? "" : " (the default)"));
-    declared.strict->excludes(declared.tolerant);
+    AddLoadingOptions(*app, declared);
     app->add_option("operands", invocation.operands);
     declared.app = app;
     invocation.help = subcommand.help + OptionList(*app);
