@@ -136,6 +136,9 @@ int main(int argc, char** argv) {
     CLI::App tavlo{"", "tavlo"};
     tavlo.set_help_flag("-h,--help", "print this help and exit");
     tavlo.set_version_flag("--version", Version(), "print the library's version and exit");
+    // The same options on every system: on Windows, CLI11 would otherwise take
+    // "/name" for an option, which is also how a path from the root begins.
+    tavlo.allow_windows_style_options(false);
     // An operand named like a subcommand is an operand, not a second subcommand.
     tavlo.require_subcommand(0, 1);
     // An option given again replaces its value, as it did before.
