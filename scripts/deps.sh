@@ -2,6 +2,7 @@
 # Installs the Debian packages the build needs, only those that are missing.
 #   scripts/deps.sh          compiler, CMake, GoogleTest, Google Benchmark, pkg-config,
 #                            nlohmann JSON (header-only, for the JSON converter module),
+#                            CLI11 (header-only, the tavlo command's option parsing),
 #                            zlib (the log readers' BLF containers) and python3-can (an
 #                            outside writer of ASC, BLF and TRC logs for their tests)
 #   scripts/deps.sh m32      the same, plus the 32-bit compiler (g++-multilib) and its zlib
@@ -20,7 +21,7 @@ case "$group" in
     *) echo "usage: scripts/deps.sh [m32|fuzz|windows]" >&2; exit 2 ;;
 esac
 core=(g++ make cmake pkg-config libgtest-dev googletest libbenchmark-dev nlohmann-json3-dev
-      zlib1g-dev python3-can)
+      libcli11-dev zlib1g-dev python3-can)
 # The 32-bit zlib of the multilib compiler (/usr/lib32): zlib1g-dev:i386 would
 # do as well, but drags in the i386 C library headers, whose version must
 # match the amd64 ones to the last security update.

@@ -40,6 +40,7 @@ struct Case {
     std::vector<std::pair<std::size_t, std::string>> runs;  // line number, arguments
     int status = 0;
     bool needsJson = false;
+    bool inTmp = false;  // the runs start in the case's directory
     std::vector<Section> sections;
 };
 
@@ -79,6 +80,8 @@ Case Parse(const std::string& text) {
                 c.status = std::stoi(words.at(1));
             } else if (line == "needs json") {
                 c.needsJson = true;
+            } else if (line == "in @TMP@") {
+                c.inTmp = true;
             } else if (!words.empty() && line[0] != '#') {
                 ADD_FAILURE() << "line " << number + 1 << ": what is \"" << line << "\"?";
             }
@@ -211,7 +214,7 @@ TEST_P(Tavlo, Case) {
     }
     Outcome run{};
     for (const auto& [line, arguments] : c.runs) {
-        run = tavlo::test::Tavlo(Arguments(arguments, tmp.string()));
+        run = tavlo::test::Tavlo(Arguments(arguments, tmp.string()), c.inTmp ? tmp.string() : "");
         if (line != c.runs.back().first) {  // a step before the case: it must succeed
             EXPECT_EQ(run.status, 0) << path << ":" << line << "\n" << run.err;
         }

@@ -8,6 +8,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string_view>
@@ -20,23 +21,36 @@ namespace {
 // The command as the shell starts it. cmd.exe wants the program's path with
 // backslashes. A path from the root ("\work\...", as a cross build names
 // it, like the test data) is on the current drive: under Wine, run from a
-// directory outside its prefix, the drive of the Unix root.
-std::string Command() {
+// directory outside its prefix, the drive of the Unix root. A run in
+// another directory, which may be on another drive, names the drive.
+std::string Command(bool elsewhere) {
     std::string command = TAVLO_COMMAND;
 #if defined(_WIN32)
     for (char& c : command) {
         c = c == '/' ? '\\' : c;
     }
+    if (elsewhere) {
+        command = std::filesystem::absolute(command).string();
+    }
+#else
+    (void)elsewhere;
 #endif
     return command;
 }
 
 }  // namespace
 
-Outcome Tavlo(const std::string& arguments) {
+Outcome Tavlo(const std::string& arguments, const std::string& directory) {
     const std::string out = TestFilePath(".out");
     const std::string err = TestFilePath(".err");
-    const std::string command = Command() + " " + arguments + " >" + out + " 2>" + err;
+    std::string command = Command(!directory.empty()) + " " + arguments + " >" + out + " 2>" + err;
+    if (!directory.empty()) {
+#if defined(_WIN32)
+        command = "cd /d " + ShellQuoted(directory) + " && " + command;
+#else
+        command = "cd " + ShellQuoted(directory) + " && " + command;
+#endif
+    }
     const int raw = std::system(command.c_str());
 #if defined(_WIN32)
     const int status = raw;  // cmd.exe's, which is the program's exit code

@@ -14,9 +14,10 @@ struct Outcome {
 };
 
 // Runs the command with arguments (shell-quoted by the caller; redirections
-// of standard input are allowed). The command line goes through the system's
-// shell: sh on POSIX systems, cmd.exe on Windows.
-Outcome Tavlo(const std::string& arguments);
+// of standard input are allowed), in directory when one is given. The
+// command line goes through the system's shell: sh on POSIX systems, cmd.exe
+// on Windows.
+Outcome Tavlo(const std::string& arguments, const std::string& directory = "");
 
 // text as one argument on the command line Tavlo runs, whatever characters
 // it holds.

@@ -12,7 +12,7 @@ namespace tavlo::tool {
 namespace {
 
 const char kConvertHelp[] =
-    "usage: tavlo convert [--module PATH] [--force] IN OUT\n"
+    "usage: tavlo convert [OPTIONS] IN OUT\n"
     "Converts between a database file (.dbc) and another format through a\n"
     "converter module: IN.dbc to OUT.x exports, IN.x to OUT.dbc imports. The\n"
     "module for the extension x is tavlo_x (tavlo_json for .json), looked for\n"
@@ -235,25 +235,12 @@ int Export(const std::string& module, const std::string& in, const std::string& 
     return kOk;
 }
 
-int Convert(const Arguments& args) {
-    std::string module;
-    bool force = false;
-    Arguments files;
-    for (std::size_t i = 0; i < args.size(); ++i) {
-        if (args[i] == "--module" && i + 1 < args.size()) {
-            module = args[++i];
-        } else if (args[i] == "--force") {
-            force = true;
-        } else if (args[i].size() > 1 && args[i][0] == '-') {
-            std::fprintf(stderr, "tavlo convert: unknown option '%s'\n", args[i].c_str());
-            return kUsage;
-        } else {
-            files.push_back(args[i]);
-        }
-    }
+int Convert(const Invocation& line) {
+    std::string module = line.Value("--module", "");
+    const bool force = line.Given("--force");
+    const Arguments& files = line.operands;
     if (files.size() != 2) {
-        std::fputs(kConvertHelp, stderr);
-        return kUsage;
+        return line.Misused();
     }
     const std::string& in = files[0];
     const std::string& out = files[1];
@@ -286,6 +273,8 @@ int Convert(const Arguments& args) {
 }  // namespace
 
 const Subcommand kConvert{"convert", "IN OUT", "to and from other formats (.json)", &Convert,
-                          kConvertHelp};
+                          kConvertHelp,
+                          {{"-m,--module", "PATH", "the converter module to use", {}},
+                           {"--force", nullptr, "overwrite OUT when it exists", {}}}};
 
 }  // namespace tavlo::tool

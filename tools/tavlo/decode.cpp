@@ -15,7 +15,7 @@ namespace tavlo::tool {
 namespace {
 
 const char kDecodeHelp[] =
-    "usage: tavlo decode [--format text|json] DB [LOG...]\n"
+    "usage: tavlo decode [OPTIONS] DB [LOG...]\n"
     "Decodes candump logs (files, or standard input without LOG): the file form\n"
     "'(1600000000.123456) can0 123#11223344' (FD frames with '##'), and the\n"
     "screen form 'can0  123   [4]  11 22 33 44'. Each frame is printed with its\n"
@@ -163,24 +163,11 @@ private:
     std::vector<tavlo_dec_value_t> values_;
 };
 
-int Decode(const Arguments& args) {
-    bool json = false;
-    Arguments files;
-    for (std::size_t i = 0; i < args.size(); ++i) {
-        if (args[i] == "--format") {
-            const std::string format = i + 1 < args.size() ? args[++i] : "";
-            if (format != "json" && format != "text") {
-                std::fprintf(stderr, "tavlo decode: unknown format '%s'\n", format.c_str());
-                return kUsage;
-            }
-            json = format == "json";
-        } else {
-            files.push_back(args[i]);
-        }
-    }
+int Decode(const Invocation& line) {
+    const bool json = line.Value("--format", "text") == "json";
+    const Arguments& files = line.operands;
     if (files.empty()) {
-        std::fputs(kDecodeHelp, stderr);
-        return kUsage;
+        return line.Misused();
     }
     DecodedDatabase db;
     if (!LoadDecoder(files[0], db)) {
@@ -197,6 +184,7 @@ int Decode(const Arguments& args) {
 }  // namespace
 
 const Subcommand kDecode{"decode", "DB [LOG...]", "decode candump logs (or standard input)",
-                         &Decode, kDecodeHelp};
+                         &Decode, kDecodeHelp,
+                         {{"-f,--format", "FORMAT", "text (the default) or json", {"text", "json"}}}};
 
 }  // namespace tavlo::tool

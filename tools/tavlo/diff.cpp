@@ -16,7 +16,7 @@ namespace tavlo::tool {
 namespace {
 
 const char kDiffHelp[] =
-    "usage: tavlo diff [--exit-code] A B\n"
+    "usage: tavlo diff [OPTIONS] A B\n"
     "Prints what changed from database file A to database file B, a line for\n"
     "each difference:\n"
     "  + OBJECT                        only in B\n"
@@ -444,23 +444,11 @@ void CompareDatabases(Differences& out, const tavlo_root_t& a, const tavlo_root_
                  });
 }
 
-int Diff(const Arguments& args) {
-    bool exitCode = false;
-    Arguments files;
-    for (const std::string& arg : args) {
-        if (arg == "--exit-code") {
-            exitCode = true;
-        } else if (arg.size() > 1 && arg[0] == '-') {
-            std::fprintf(stderr, "tavlo diff: unknown option '%s'\n\n", arg.c_str());
-            std::fputs(kDiffHelp, stderr);
-            return kUsage;
-        } else {
-            files.push_back(arg);
-        }
-    }
+int Diff(const Invocation& line) {
+    const bool exitCode = line.Given("--exit-code");
+    const Arguments& files = line.operands;
     if (files.size() != 2) {
-        std::fputs(kDiffHelp, stderr);
-        return kUsage;
+        return line.Misused();
     }
     // Both are read, so that the errors of both are shown.
     tavlo_root_t a{};
@@ -485,6 +473,7 @@ int Diff(const Arguments& args) {
 }  // namespace
 
 const Subcommand kDiff{"diff", "[--exit-code] A B", "what changed from one database to another",
-                       &Diff, kDiffHelp};
+                       &Diff, kDiffHelp,
+                       {{"--exit-code", nullptr, "exit status 1 when they differ", {}}}};
 
 }  // namespace tavlo::tool

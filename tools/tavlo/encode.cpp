@@ -13,17 +13,17 @@ namespace tavlo::tool {
 namespace {
 
 const char kEncodeHelp[] =
-    "usage: tavlo encode DB MESSAGE NAME=VALUE...\n"
+    "usage: tavlo encode [OPTIONS] DB MESSAGE NAME=VALUE...\n"
     "Builds the frame of a message from physical values (or value description\n"
     "texts) of its signals and prints it in candump form (ID#DATA; ID##0DATA\n"
     "for an FD frame of more than 8 bytes). Signals not given are 0, but the\n"
     "multiplexers of those given select them. A value out of a signal's range\n"
     "is reported; the frame is printed all the same and the exit status is 1.\n";
 
-int Encode(const Arguments& args) {
+int Encode(const Invocation& line) {
+    const Arguments& args = line.operands;
     if (args.size() < 2) {
-        std::fputs(kEncodeHelp, stderr);
-        return kUsage;
+        return line.Misused();
     }
     const std::string& path = args[0];
     DecodedDatabase db;

@@ -13,30 +13,20 @@ namespace tavlo::tool {
 namespace {
 
 const char kCheckHelp[] =
-    "usage: tavlo check [--tolerant] DB...\n"
+    "usage: tavlo check [OPTIONS] DB...\n"
     "Loads each database file strictly and reports its error and warnings as\n"
     "FILE:LINE:COLUMN: message (each warning once, with how many more there\n"
     "are). With --tolerant, loads as the other subcommands do and lists every\n"
     "statement it had to skip or repair. Exit status 1 if any failed.\n";
 
-int Check(const Arguments& given) {
-    bool tolerant = false;
-    Arguments args;
-    for (const std::string& arg : given) {
-        if (arg == "--tolerant") {
-            tolerant = true;
-        } else {
-            args.push_back(arg);
-        }
-    }
-    if (args.empty()) {
-        std::fputs(kCheckHelp, stderr);
-        return kUsage;
+int Check(const Invocation& line) {
+    if (line.operands.empty()) {
+        return line.Misused();
     }
     int status = kOk;
-    for (const std::string& path : args) {
+    for (const std::string& path : line.operands) {
         tavlo_root_t root{};
-        const bool read = Read(path, root, !tolerant, tolerant);
+        const bool read = Read(path, root, Strict(), !Strict());
         TAVLO_FREE_ROOT(&root);
         if (read) {
             std::printf("%s: OK\n", path.c_str());
@@ -48,14 +38,14 @@ int Check(const Arguments& given) {
 }
 
 const char kInfoHelp[] =
-    "usage: tavlo info DB\n"
+    "usage: tavlo info [OPTIONS] DB\n"
     "Prints the version string, the number of objects of every kind and the\n"
     "database's own attribute values.\n";
 
-int Info(const Arguments& args) {
+int Info(const Invocation& line) {
+    const Arguments& args = line.operands;
     if (args.size() != 1) {
-        std::fputs(kInfoHelp, stderr);
-        return kUsage;
+        return line.Misused();
     }
     tavlo_root_t root{};
     if (!Read(args[0], root)) {
@@ -96,8 +86,8 @@ int Info(const Arguments& args) {
 }
 
 const char kFormatHelp[] =
-    "usage: tavlo format IN [OUT]\n"
-    "       tavlo format --in-place IN\n"
+    "usage: tavlo format [OPTIONS] IN [OUT]\n"
+    "       tavlo format [OPTIONS] --in-place IN\n"
     "Reads a database file and writes it in canonical form, followed by the\n"
     "statements the library keeps as text (such as SG_MUL_VAL_): to OUT, to\n"
     "standard output without OUT, or back to IN with --in-place.\n";
@@ -116,19 +106,11 @@ bool CopyToStdout(const std::string& path) {
     return true;
 }
 
-int Format(const Arguments& args) {
-    bool inPlace = false;
-    std::vector<std::string> files;
-    for (const std::string& arg : args) {
-        if (arg == "--in-place") {
-            inPlace = true;
-        } else {
-            files.push_back(arg);
-        }
-    }
+int Format(const Invocation& line) {
+    const bool inPlace = line.Given("--in-place");
+    const Arguments& files = line.operands;
     if (files.empty() || files.size() > 2 || (inPlace && files.size() != 1)) {
-        std::fputs(kFormatHelp, stderr);
-        return kUsage;
+        return line.Misused();
     }
     const std::string& in = files[0];
     if (files.size() == 2 && files[1] == in) {
@@ -162,7 +144,7 @@ int Format(const Arguments& args) {
 }
 
 const char kShowHelp[] =
-    "usage: tavlo show DB [MESSAGE]\n"
+    "usage: tavlo show [OPTIONS] DB [MESSAGE]\n"
     "Lists the messages with identifier, length, transmitter and signals\n"
     "(start bit, length, byte order, sign, factor, offset, range, unit,\n"
     "receivers, multiplexing). For one message (by name or identifier) it\n"
@@ -270,10 +252,10 @@ void DrawLayout(const msgblk& message) {
     }
 }
 
-int Show(const Arguments& args) {
+int Show(const Invocation& line) {
+    const Arguments& args = line.operands;
     if (args.empty() || args.size() > 2) {
-        std::fputs(kShowHelp, stderr);
-        return kUsage;
+        return line.Misused();
     }
     tavlo_root_t root{};
     if (!Read(args[0], root)) {
@@ -318,11 +300,12 @@ int Show(const Arguments& args) {
 }  // namespace
 
 const Subcommand kCheck{"check", "DB...", "read database files and report their errors", &Check,
-                        kCheckHelp};
+                        kCheckHelp, {}, true};
 const Subcommand kInfo{"info", "DB", "version, counts of objects, database attributes", &Info,
                        kInfoHelp};
 const Subcommand kFormat{"format", "IN [OUT]", "write a database file in canonical form",
-                         &Format, kFormatHelp};
+                         &Format, kFormatHelp,
+                         {{"-i,--in-place", nullptr, "write back over IN", {}}}};
 const Subcommand kShow{"show", "DB [MESSAGE]", "messages and signals; one message's bit layout",
                        &Show, kShowHelp};
 

@@ -20,7 +20,7 @@ namespace tavlo::tool {
 namespace {
 
 const char kPlotHelp[] =
-    "usage: tavlo plot DB LOG SIGNAL... -o SVG\n"
+    "usage: tavlo plot [OPTIONS] DB LOG SIGNAL... -o SVG\n"
     "Draws the physical values of signals in a candump log (LOG, or '-' for\n"
     "standard input) as an SVG chart into the file SVG ('-' for standard\n"
     "output): one panel per signal, stacked on a shared time axis in seconds\n"
@@ -519,27 +519,11 @@ private:
     int height_ = 0;
 };
 
-int Plot(const Arguments& args) {
-    Arguments positional;
-    std::string output;
-    for (std::size_t i = 0; i < args.size(); ++i) {
-        if (args[i] == "-o") {
-            if (i + 1 == args.size()) {
-                std::fputs(kPlotHelp, stderr);
-                return kUsage;
-            }
-            output = args[++i];
-        } else if (args[i].size() > 1 && args[i][0] == '-') {
-            std::fprintf(stderr, "tavlo plot: unknown option '%s'\n\n", args[i].c_str());
-            std::fputs(kPlotHelp, stderr);
-            return kUsage;
-        } else {
-            positional.push_back(args[i]);
-        }
-    }
+int Plot(const Invocation& line) {
+    const Arguments& positional = line.operands;
+    const std::string output = line.Value("--output", "");
     if (output.empty() || positional.size() < 3) {
-        std::fputs(kPlotHelp, stderr);
-        return kUsage;
+        return line.Misused();
     }
     const std::string& path = positional[0];
     const std::string& log = positional[1];
@@ -585,6 +569,7 @@ int Plot(const Arguments& args) {
 }  // namespace
 
 const Subcommand kPlot{"plot", "DB LOG SIGNAL... -o SVG", "draw signals of a log as SVG",
-                       &Plot, kPlotHelp};
+                       &Plot, kPlotHelp,
+                       {{"-o,--output", "SVG", "the chart's file ('-' for standard output)", {}}}};
 
 }  // namespace tavlo::tool
