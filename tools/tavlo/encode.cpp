@@ -90,6 +90,6 @@ int Encode(const Invocation& line) {
 }  // namespace
 
 const Subcommand kEncode{"encode", "DB MESSAGE NAME=VALUE...", "a frame from physical values",
-                         &Encode, kEncodeHelp};
+                         &Encode, kEncodeHelp, {}};
 
 }  // namespace tavlo::tool

@@ -302,11 +302,11 @@ int Show(const Invocation& line) {
 const Subcommand kCheck{"check", "DB...", "read database files and report their errors", &Check,
                         kCheckHelp, {}, true};
 const Subcommand kInfo{"info", "DB", "version, counts of objects, database attributes", &Info,
-                       kInfoHelp};
+                       kInfoHelp, {}};
 const Subcommand kFormat{"format", "IN [OUT]", "write a database file in canonical form",
                          &Format, kFormatHelp,
                          {{"-i,--in-place", nullptr, "write back over IN", {}}}};
 const Subcommand kShow{"show", "DB [MESSAGE]", "messages and signals; one message's bit layout",
-                       &Show, kShowHelp};
+                       &Show, kShowHelp, {}};
 
 }  // namespace tavlo::tool
