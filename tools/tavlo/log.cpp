@@ -14,35 +14,20 @@
 namespace tavlo::tool {
 namespace {
 
-bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
-
-std::string_view NextWord(std::string_view line, std::size_t& at) {
-    while (at < line.size() && IsBlank(line[at])) {
-        ++at;
-    }
-    const std::size_t first = at;
-    while (at < line.size() && !IsBlank(line[at])) {
-        ++at;
-    }
-    return line.substr(first, at - first);
-}
-
 // The time and identifier of a candump line the reader took as a frame:
 // "(TIME) DEVICE ID#..." or "DEVICE ID [LEN] ...".
 void CandumpTexts(std::string_view line, Frame& frame) {
-    std::size_t at = 0;
-    while (at < line.size() && IsBlank(line[at])) {
-        ++at;
-    }
+    constexpr std::string_view kBlanks = " \t\r";
+    std::size_t at = line.find_first_not_of(kBlanks);
     frame.time = std::string_view();
-    if (at < line.size() && line[at] == '(') {
+    if (at != std::string_view::npos && line[at] == '(') {
         const std::size_t close = line.find(')', at);
         frame.time = line.substr(at + 1, close - at - 1);
-        at = close + 1;
+        at = line.find_first_not_of(kBlanks, close + 1);  // the device
     }
-    NextWord(line, at);
-    const std::string_view next = NextWord(line, at);
-    frame.idText = next.substr(0, next.find('#'));
+    at = line.find_first_not_of(kBlanks, line.find_first_of(kBlanks, at));  // past the device
+    const std::size_t end = line.find_first_of(" \t\r#", at);
+    frame.idText = at < line.size() ? line.substr(at, end - at) : std::string_view();
 }
 
 // A library frame as the subcommands take it; texts of other formats are
