@@ -108,8 +108,8 @@ Parsed ParseObject(tavlo_log_reader_t& reader, const unsigned char* object, std:
     const unsigned int version = U16(object + 6);
     if ((version != 1 && version != 2) || headerSize < (version == 1 ? 32u : 40u) ||
         headerSize > size) {
-        reader.Fail(TAVLO_LOG_BAD_RECORD, "object %lu: a header of %zu bytes, version %u",
-                    reader.line, headerSize, version);
+        reader.Fail(TAVLO_LOG_BAD_RECORD, "object %lu: a header of %lu bytes, version %u",
+                    reader.line, static_cast<unsigned long>(headerSize), version);
         return Parsed::kBad;
     }
     ClearFrame(frame);
@@ -192,8 +192,9 @@ Parsed ParseObject(tavlo_log_reader_t& reader, const unsigned char* object, std:
             break;
     }
     if (bodySize < need) {
-        reader.Fail(TAVLO_LOG_BAD_RECORD, "object %lu of type %u: %zu bytes, %zu needed",
-                    reader.line, static_cast<unsigned int>(type), size, headerSize + need);
+        reader.Fail(TAVLO_LOG_BAD_RECORD, "object %lu of type %u: %lu bytes, %lu needed",
+                    reader.line, static_cast<unsigned int>(type), static_cast<unsigned long>(size),
+                    static_cast<unsigned long>(headerSize + need));
         return Parsed::kBad;
     }
     return Parsed::kFrame;
@@ -283,8 +284,8 @@ int FileHeader(tavlo_log_reader_t& reader) {
     if (!reader.Need(8)) {
         return reader.end == reader.start && !reader.readFailed
                    ? TAVLO_LOG_END
-                   : reader.Fail(TAVLO_LOG_READ_FAILED, "not a BLF log: %zu bytes",
-                                 reader.end - reader.start);
+                   : reader.Fail(TAVLO_LOG_READ_FAILED, "not a BLF log: %lu bytes",
+                                 static_cast<unsigned long>(reader.end - reader.start));
     }
     const auto* at = reinterpret_cast<const unsigned char*>(reader.buffer.data() + reader.start);
     const std::uint32_t size = U32(at + 4);
@@ -322,8 +323,8 @@ int OuterObject(tavlo_log_reader_t& reader) {
                 return TAVLO_LOG_END;
             }
             return reader.Fail(TAVLO_LOG_READ_FAILED,
-                               "truncated: the last object is cut off after %zu bytes",
-                               reader.blfInner.size());
+                               "truncated: the last object is cut off after %lu bytes",
+                               static_cast<unsigned long>(reader.blfInner.size()));
         }
         if (skip < left) {
             return reader.Fail(TAVLO_LOG_READ_FAILED, "truncated at byte %llu",
