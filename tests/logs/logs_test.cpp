@@ -372,7 +372,7 @@ TEST(LogReaders, BlfLogsReadToTheirFrames) {
 
 // Frames of a log with their times since its first frame, the way the
 // formats other than candump count them.
-std::vector<tavlo_log_frame_t> ReadFile(const std::string& path, int format) {
+[[maybe_unused]] std::vector<tavlo_log_frame_t> ReadFile(const std::string& path, int format) {
     tavlo::LogReader reader(path.c_str());
     EXPECT_TRUE(reader) << path;
     std::vector<tavlo_log_frame_t> frames;
