@@ -519,7 +519,7 @@ private:
         }
         Head head{};
         head.first = code.firstPlan;
-        const bool laned = lanes_ && quick && d_.scales.size() <= 0x10000u &&
+        const bool laned = lanes_ && quick && d_.scales.size() <= kMostLaneScales &&
                            std::all_of(d_.plans.begin() + code.firstPlan, d_.plans.end(), CanBeLane);
         if (quick && code.muxCount == 0 && n <= kQuickCount) {
             head.quick = static_cast<std::uint32_t>(n);
@@ -613,7 +613,7 @@ private:
                 lanes.sign[k] = static_cast<std::uint8_t>(
                     plan.kind == TAVLO_DEC_SIGNED ? plan.length - 1 : 64);
                 lanes.motorola[k] = plan.motorola != 0 ? 0xFF : 0;
-                lanes.scale[k] = static_cast<std::uint16_t>(quick.scale);
+                lanes.scale[k] = static_cast<std::uint16_t>(quick.scale * sizeof(Scale));
             }
             if (group < kHeadGroups) {
                 head.groups[group] = lanes;

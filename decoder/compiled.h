@@ -177,8 +177,10 @@ struct LaneGroup {
     std::uint8_t down[4];      // 64 - length: the logical right shift that right-aligns it
     std::uint8_t sign[4];      // signed: length - 1, the place of its sign bit; else 64
     std::uint8_t motorola[4];  // 0xFF: from the big-endian word
-    std::uint16_t scale[4];    // in the decoder's scales
+    std::uint16_t scale[4];    // the byte offset of its scale in the decoder's scales
 };
+// Scales a lane can refer to, at most.
+constexpr std::size_t kMostLaneScales = 0x10000 / sizeof(Scale);
 
 // Whether a quick plan can be a lane: its raw value is exact through the
 // vector conversion to double, which adds it to 2^52 + 2^51.

@@ -150,85 +150,91 @@ std::size_t DecodeQuickMultiplexed(const tavlo_decoder_t& d, const MessageCode& 
 }
 
 #if TAVLO_DECODER_AVX2
-// The values of a quick message's n signals in groups of four lanes (see
-// LaneGroup): each field is shifted to the top of its word and down again,
-// its sign extended by flipping and subtracting its sign bit, converted to
-// double by adding it to 2^52 + 2^51 as an integer and subtracting that as
-// a double (exact for the fields lanes take), and scaled by a
-// multiplication and an addition rounded as the scalar loops round them.
-// The values are written with one 16-byte store for the raw and physical
-// value of each, and its number; gated, only those of the signals present
-// are kept (each written, and the output moved on if present), and the
-// number of values kept is returned.
-template <bool kGated>
-__attribute__((target("avx2"))) std::size_t DecodeLanes(const Head& head, const LaneGroup* more,
-                                                          const Scale* scales, std::size_t n,
-                                                          const unsigned char* data,
-                                                          tavlo_dec_value_t* values,
-                                                          const unsigned char* present) {
-    static_assert(sizeof(tavlo_dec_value_t) == 24, "a value is three 64-bit words");
-    const std::uint64_t word = Load64(data);
-    const __m256i little = _mm256_set1_epi64x(static_cast<long long>(word));
-    const __m256i big = _mm256_set1_epi64x(static_cast<long long>(Swap64(word)));
-    const __m256i one = _mm256_set1_epi64x(1);
-    const __m256i magic = _mm256_set1_epi64x(0x4338000000000000LL);
+#define TAVLO_LANES __attribute__((target("avx2"), always_inline)) inline
+
+// The raw and physical values of one group's four lanes (see LaneGroup):
+// each field is shifted to the top of its word and down again, its sign
+// extended by flipping and subtracting its sign bit, converted to double by
+// adding it to 2^52 + 2^51 as an integer and subtracting that as a double
+// (exact for the fields lanes take), and scaled by a multiplication and an
+// addition rounded as the scalar loops round them. little and big hold the
+// frame's first 8 bytes as a little- and a big-endian word in every lane.
+struct LanePairs {
+    __m256i low;   // [raw0 physical0 | raw2 physical2]
+    __m256i high;  // [raw1 physical1 | raw3 physical3]
+};
+TAVLO_LANES LanePairs DecodeGroup(const LaneGroup& g, __m256i little, __m256i big,
+                                  const unsigned char* scales) {
     const auto bytes = [](const std::uint8_t* four) {
         std::int32_t packed;
         std::memcpy(&packed, four, sizeof packed);
         return _mm_cvtsi32_si128(packed);
     };
     const auto pair = [scales](std::uint16_t at) {
-        return _mm_loadu_pd(&scales[at].factor);
+        return _mm_loadu_pd(reinterpret_cast<const double*>(scales + at));
     };
-    std::size_t kept = 0;
-    for (std::size_t done = 0; done < n; done += 4) {
-        const std::size_t group = done / 4;
-        const LaneGroup& g = group < kHeadGroups ? head.groups[group] : more[group - kHeadGroups];
-        const __m256i motorola = _mm256_cvtepi8_epi64(bytes(g.motorola));
-        const __m256i top = _mm256_sllv_epi64(_mm256_blendv_epi8(little, big, motorola),
-                                              _mm256_cvtepu8_epi64(bytes(g.shift)));
-        const __m256i field = _mm256_srlv_epi64(top, _mm256_cvtepu8_epi64(bytes(g.down)));
-        const __m256i sign = _mm256_sllv_epi64(one, _mm256_cvtepu8_epi64(bytes(g.sign)));
-        const __m256i raw = _mm256_sub_epi64(_mm256_xor_si256(field, sign), sign);
-        const __m256d number = _mm256_sub_pd(_mm256_castsi256_pd(_mm256_add_epi64(raw, magic)),
-                                             _mm256_castsi256_pd(magic));
-        // [factor0 offset0 factor2 offset2] and [factor1 offset1 factor3 offset3]
-        const __m256d even =
-            _mm256_insertf128_pd(_mm256_castpd128_pd256(pair(g.scale[0])), pair(g.scale[2]), 1);
-        const __m256d odd =
-            _mm256_insertf128_pd(_mm256_castpd128_pd256(pair(g.scale[1])), pair(g.scale[3]), 1);
-        const __m256i physical = _mm256_castpd_si256(
-            _mm256_add_pd(_mm256_mul_pd(number, _mm256_unpacklo_pd(even, odd)),
-                          _mm256_unpackhi_pd(even, odd)));
-        // [raw0 physical0 | raw2 physical2] and [raw1 physical1 | raw3 physical3]
-        const __m256i low = _mm256_unpacklo_epi64(raw, physical);
-        const __m256i high = _mm256_unpackhi_epi64(raw, physical);
-        tavlo_dec_value_t* out = values + done;
-        const std::size_t left = n - done;
-        if (!kGated && left >= 4) {
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(&out[0]), _mm256_castsi256_si128(low));
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(&out[1]), _mm256_castsi256_si128(high));
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(&out[2]), _mm256_extracti128_si256(low, 1));
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(&out[3]), _mm256_extracti128_si256(high, 1));
-            out[0].signal = static_cast<unsigned int>(done);
-            out[1].signal = static_cast<unsigned int>(done + 1);
-            out[2].signal = static_cast<unsigned int>(done + 2);
-            out[3].signal = static_cast<unsigned int>(done + 3);
-            continue;
-        }
-        const __m128i lanes[4] = {_mm256_castsi256_si128(low), _mm256_castsi256_si128(high),
-                                  _mm256_extracti128_si256(low, 1),
-                                  _mm256_extracti128_si256(high, 1)};
-        for (std::size_t k = 0; k < left && k < 4; ++k) {
-            out = values + (kGated ? kept : done + k);
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(out), lanes[k]);
-            out->signal = static_cast<unsigned int>(done + k);
-            if (kGated) {
-                kept += present[done + k];
-            }
-        }
+    const __m256i magic = _mm256_set1_epi64x(0x4338000000000000LL);
+    const __m256i motorola = _mm256_cvtepi8_epi64(bytes(g.motorola));
+    const __m256i top = _mm256_sllv_epi64(_mm256_blendv_epi8(little, big, motorola),
+                                          _mm256_cvtepu8_epi64(bytes(g.shift)));
+    const __m256i field = _mm256_srlv_epi64(top, _mm256_cvtepu8_epi64(bytes(g.down)));
+    const __m256i sign =
+        _mm256_sllv_epi64(_mm256_set1_epi64x(1), _mm256_cvtepu8_epi64(bytes(g.sign)));
+    const __m256i raw = _mm256_sub_epi64(_mm256_xor_si256(field, sign), sign);
+    const __m256d number = _mm256_sub_pd(_mm256_castsi256_pd(_mm256_add_epi64(raw, magic)),
+                                         _mm256_castsi256_pd(magic));
+    // [factor0 offset0 factor2 offset2] and [factor1 offset1 factor3 offset3]
+    const __m256d even =
+        _mm256_insertf128_pd(_mm256_castpd128_pd256(pair(g.scale[0])), pair(g.scale[2]), 1);
+    const __m256d odd =
+        _mm256_insertf128_pd(_mm256_castpd128_pd256(pair(g.scale[1])), pair(g.scale[3]), 1);
+    const __m256i physical =
+        _mm256_castpd_si256(_mm256_add_pd(_mm256_mul_pd(number, _mm256_unpacklo_pd(even, odd)),
+                                          _mm256_unpackhi_pd(even, odd)));
+    return LanePairs{_mm256_unpacklo_epi64(raw, physical), _mm256_unpackhi_epi64(raw, physical)};
+}
+
+// Writes value number `first + k` of the lanes at out[k], k < count (at
+// least 1), with one 16-byte store for the raw and physical value of each.
+TAVLO_LANES void StoreGroup(const LanePairs& pairs, std::size_t first, std::size_t count,
+                            tavlo_dec_value_t* out) {
+    static_assert(sizeof(tavlo_dec_value_t) == 24, "a value is three 64-bit words");
+    const auto store = [out, first](std::size_t k, __m128i lane) {
+        std::memcpy(&out[k], &lane, sizeof lane);
+        out[k].signal = static_cast<unsigned int>(first + k);
+    };
+    store(0, _mm256_castsi256_si128(pairs.low));
+    if (count > 1) {
+        store(1, _mm256_castsi256_si128(pairs.high));
     }
-    return kGated ? kept : n;
+    if (count > 2) {
+        store(2, _mm256_extracti128_si256(pairs.low, 1));
+    }
+    if (count > 3) {
+        store(3, _mm256_extracti128_si256(pairs.high, 1));
+    }
+}
+
+// A frame of at least 8 bytes of a quick message without multiplexers
+// decoded in lanes: its n values, the groups after those in the head at
+// more.
+__attribute__((target("avx2"))) void DecodeLanes(const Head& head, const LaneGroup* more,
+                                                 const Scale* scales, std::size_t n,
+                                                 const unsigned char* data,
+                                                 tavlo_dec_value_t* values) {
+    const std::uint64_t word = Load64(data);
+    const __m256i little = _mm256_set1_epi64x(static_cast<long long>(word));
+    const __m256i big = _mm256_set1_epi64x(static_cast<long long>(Swap64(word)));
+    const auto* scaleBytes = reinterpret_cast<const unsigned char*>(scales);
+    std::size_t done = 0;
+    for (std::size_t group = 0; group < kHeadGroups && done < n; ++group, done += 4) {
+        const LanePairs pairs = DecodeGroup(head.groups[group], little, big, scaleBytes);
+        StoreGroup(pairs, done, n - done, values + done);
+    }
+    for (; done < n; done += 4, ++more) {
+        const LanePairs pairs = DecodeGroup(*more, little, big, scaleBytes);
+        StoreGroup(pairs, done, n - done, values + done);
+    }
 }
 
 // A frame of at least 8 bytes of a multiplexed message decoded in lanes
@@ -245,6 +251,9 @@ __attribute__((target("avx2"))) std::size_t DecodeGated(const tavlo_decoder_t& d
     words[1] = Swap64(words[0]);
     const std::uint32_t* gate = d.gates.data() + head.first;
     const LaneGroup* more = d.lanes.data() + gate[0];
+    const auto group = [&head, more](std::size_t i) -> const LaneGroup& {
+        return i / 4 < kHeadGroups ? head.groups[i / 4] : more[i / 4 - kHeadGroups];
+    };
     std::uint64_t muxRaw[kMostGated + 1];
     unsigned char present[kMostGated + 1];
     muxRaw[n] = 0;
@@ -257,8 +266,7 @@ __attribute__((target("avx2"))) std::size_t DecodeGated(const tavlo_decoder_t& d
         const std::uint32_t mux = packed >> 8 & 0xFF;
         present[i] = present[mux] & static_cast<unsigned char>(muxRaw[mux] - low <= span);
         if ((packed & GateWords::kMultiplexer) != 0) {
-            const LaneGroup& g =
-                i / 4 < kHeadGroups ? head.groups[i / 4] : more[i / 4 - kHeadGroups];
+            const LaneGroup& g = group(i);
             const std::uint32_t lane = i % 4;
             const std::uint64_t field =
                 words[g.motorola[lane] & 1] << g.shift[lane] >> g.down[lane];
@@ -268,9 +276,22 @@ __attribute__((target("avx2"))) std::size_t DecodeGated(const tavlo_decoder_t& d
     }
     // Each value is written before it is known to be kept: into a buffer,
     // so that nothing past the values kept is touched.
+    const __m256i little = _mm256_set1_epi64x(static_cast<long long>(words[0]));
+    const __m256i big = _mm256_set1_epi64x(static_cast<long long>(words[1]));
+    const auto* scaleBytes = reinterpret_cast<const unsigned char*>(d.scales.data());
     tavlo_dec_value_t kept[kMostGated];
-    const std::size_t count =
-        DecodeLanes<true>(head, more, d.scales.data(), n, data, kept, present);
+    std::size_t count = 0;
+    for (std::size_t done = 0; done < n; done += 4) {
+        const LanePairs pairs = DecodeGroup(group(done), little, big, scaleBytes);
+        const __m128i lanes[4] = {
+            _mm256_castsi256_si128(pairs.low), _mm256_castsi256_si128(pairs.high),
+            _mm256_extracti128_si256(pairs.low, 1), _mm256_extracti128_si256(pairs.high, 1)};
+        for (std::size_t k = 0; k < 4 && done + k < n; ++k) {
+            std::memcpy(&kept[count], &lanes[k], sizeof lanes[k]);
+            kept[count].signal = static_cast<unsigned int>(done + k);
+            count += present[done + k];
+        }
+    }
     std::memcpy(values, kept, count * sizeof kept[0]);
     return count;
 }
@@ -285,9 +306,10 @@ __attribute__((target("avx2"))) std::size_t DecodeLaned(const tavlo_decoder_t& d
     if ((head.quick & kGated) != 0) {
         return DecodeGated(d, head, n, data, values);
     }
-    return DecodeLanes<false>(head, d.lanes.data() + head.first, d.scales.data(), n, data, values,
-                              nullptr);
+    DecodeLanes(head, d.lanes.data() + head.first, d.scales.data(), n, data, values);
+    return n;
 }
+#undef TAVLO_LANES
 #endif
 }  // namespace
 
