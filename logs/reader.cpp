@@ -13,6 +13,7 @@
 #include <fcntl.h>
 #include <io.h>
 #else
+#include <poll.h>
 #include <unistd.h>
 #endif
 
@@ -36,6 +37,9 @@ long ReadInput(tavlo_log_reader_t& reader, char* buffer, std::size_t size) {
         return static_cast<long>(count);
     }
     if (reader.file != nullptr) {
+        if (reader.idle != nullptr) {
+            reader.idle(reader.idleContext);
+        }
         const std::size_t got = std::fread(buffer, 1, size, reader.file);
         if (got == 0 && std::ferror(reader.file)) {
             return -1;
@@ -43,6 +47,16 @@ long ReadInput(tavlo_log_reader_t& reader, char* buffer, std::size_t size) {
         return static_cast<long>(got);
     }
     const unsigned int most = size > (1u << 30) ? (1u << 30) : static_cast<unsigned int>(size);
+    if (reader.idle != nullptr) {
+#if defined(_WIN32)
+        reader.idle(reader.idleContext);
+#else
+        pollfd ready{reader.fd, POLLIN, 0};
+        if (poll(&ready, 1, 0) == 0) {
+            reader.idle(reader.idleContext);
+        }
+#endif
+    }
     for (;;) {
 #if defined(_WIN32)
         const int got = _read(reader.fd, buffer, most);
@@ -77,19 +91,32 @@ bool StartsWith(std::string_view text, std::string_view start) {
 // (as is "1)" numbering without its header); ASC opens with its header words
 // or a time; candump lines with "(" or an interface name. The extension
 // decides only for a log with nothing in it.
+// Only what is needed is waited for, so that live input is told by its
+// first line: the bytes at hand, and more only until a line with a word in
+// it is complete (or 4 KB are there, or the log ends).
 int Detect(tavlo_log_reader_t& reader) {
-    reader.Need(4096);
-    const std::string_view head(reader.buffer.data() + reader.start, reader.end - reader.start);
-    if (StartsWith(head, "LOGG")) {
+    const auto head = [&reader] {
+        return std::string_view(reader.buffer.data() + reader.start, reader.end - reader.start);
+    };
+    reader.Need(4);
+    if (StartsWith(head(), "LOGG")) {
         return TAVLO_LOG_BLF;
     }
+    const auto lineWithWord = [](std::string_view text) {
+        const std::size_t newline = text.find('\n', text.find_first_not_of(" \t\r\n"));
+        return newline != std::string_view::npos;
+    };
+    while (!reader.eof && reader.end - reader.start < 4096 && !lineWithWord(head())) {
+        reader.Need(reader.end - reader.start + 1);
+    }
+    const std::string_view text = head();
     std::size_t at = 0;
-    while (at < head.size()) {
-        std::size_t lineEnd = head.find('\n', at);
+    while (at < text.size()) {
+        std::size_t lineEnd = text.find('\n', at);
         if (lineEnd == std::string_view::npos) {
-            lineEnd = head.size();
+            lineEnd = text.size();
         }
-        const std::string_view line = head.substr(at, lineEnd - at);
+        const std::string_view line = text.substr(at, lineEnd - at);
         std::size_t wordAt = 0;
         const std::string_view word = tavlo::logs::Word(line, wordAt);
         at = lineEnd + 1;
@@ -435,6 +462,16 @@ TAVLO_API const char* tavlo_log_text(const tavlo_log_reader_t* reader, size_t* l
 
 TAVLO_API unsigned long tavlo_log_skipped(const tavlo_log_reader_t* reader) {
     return reader != nullptr ? reader->skipped : 0;
+}
+
+TAVLO_API int tavlo_log_set_idle(tavlo_log_reader_t* reader, void (*idle)(void* context),
+                                 void* context) {
+    if (reader == nullptr) {
+        return TAVLO_LOG_BAD_ARGUMENT;
+    }
+    reader->idle = idle;
+    reader->idleContext = context;
+    return TAVLO_LOG_OK;
 }
 
 TAVLO_API unsigned long tavlo_log_bad(const tavlo_log_reader_t* reader) {

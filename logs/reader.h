@@ -20,6 +20,8 @@ struct tavlo_log_reader_t {
     const char* memory = nullptr;
     std::size_t memorySize = 0;
     std::string name;
+    void (*idle)(void* context) = nullptr;  // see tavlo_log_set_idle
+    void* idleContext = nullptr;
 
     int format = TAVLO_LOG_DETECT;
     bool finished = false;  // END or READ_FAILED has been returned

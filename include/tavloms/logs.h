@@ -112,6 +112,16 @@ TAVLO_API const char* tavlo_log_text(const tavlo_log_reader_t* reader, size_t* l
 TAVLO_API unsigned long tavlo_log_skipped(const tavlo_log_reader_t* reader);
 TAVLO_API unsigned long tavlo_log_bad(const tavlo_log_reader_t* reader);
 
+/* Has idle(context) called whenever the reader has used the input it has
+ * and is about to wait for more: before a read from a file descriptor with
+ * nothing ready (a pipe, terminal, socket or character device; a disk file
+ * is always ready), and before every read from a FILE or, on Windows, from a
+ * descriptor. A program decoding live input writes out its output there, so
+ * that what it made of the frames so far is seen while it waits. A null
+ * idle removes it. TAVLO_LOG_OK, or TAVLO_LOG_BAD_ARGUMENT for a null reader. */
+TAVLO_API int tavlo_log_set_idle(tavlo_log_reader_t* reader, void (*idle)(void* context),
+                                 void* context);
+
 TAVLO_END_C
 
 #ifdef __cplusplus
@@ -153,6 +163,9 @@ public:
     }
     unsigned long Skipped() const { return tavlo_log_skipped(reader_); }
     unsigned long Bad() const { return tavlo_log_bad(reader_); }
+    int SetIdle(void (*idle)(void* context), void* context) {
+        return tavlo_log_set_idle(reader_, idle, context);
+    }
 
 private:
     tavlo_log_reader_t* reader_ = nullptr;

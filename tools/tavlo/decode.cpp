@@ -175,9 +175,13 @@ int Decode(const Invocation& line) {
     }
     Decoder decoder(db, json);
     OutputBlock out(stdout);
-    const int status = ReadFrames(Arguments(files.begin() + 1, files.end()),
-                                  [&](const Frame& frame) { decoder.Write(frame, out); });
-    const bool written = out.Flush();
+    // Live input is waited for: what was decoded so far is written out first.
+    bool written = true;
+    const int status = ReadFrames(
+        Arguments(files.begin() + 1, files.end()),
+        [&](const Frame& frame) { decoder.Write(frame, out); },
+        [&] { written = out.Flush() && std::fflush(stdout) == 0 && written; });
+    written = out.Flush() && written;
     return std::fflush(stdout) == 0 && written ? status : kFailed;
 }
 

@@ -56,7 +56,8 @@ constexpr unsigned long kProgressLines = 100000;
 
 }  // namespace
 
-int ReadFrames(const Arguments& logs, const std::function<void(const Frame&)>& sink) {
+int ReadFrames(const Arguments& logs, const std::function<void(const Frame&)>& sink,
+               const std::function<void()>& idle) {
     const Arguments standardInput{"-"};
     const bool progress = StandardErrorIsTerminal();
     int status = kOk;
@@ -77,6 +78,11 @@ int ReadFrames(const Arguments& logs, const std::function<void(const Frame&)>& s
             }
             status = kFailed;
             continue;
+        }
+        if (idle) {
+            tavlo_log_set_idle(
+                reader, [](void* context) { (*static_cast<const std::function<void()>*>(context))(); },
+                const_cast<std::function<void()>*>(&idle));
         }
         unsigned long shown = 0;
         for (;;) {

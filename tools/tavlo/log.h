@@ -26,7 +26,10 @@ struct Frame {
 // no logs is standard input). A line that is not a frame is reported with
 // its file and line number and skipped; a log that cannot be read is
 // reported. On a terminal, long logs show their progress on standard error.
-// kOk, or kFailed after any of those reports.
-int ReadFrames(const Arguments& logs, const std::function<void(const Frame&)>& sink);
+// kOk, or kFailed after any of those reports. idle, when given, is called
+// whenever the input has nothing more ready and is waited for (a pipe, a
+// terminal), so that live output can be written out there.
+int ReadFrames(const Arguments& logs, const std::function<void(const Frame&)>& sink,
+               const std::function<void()>& idle = {});
 
 }  // namespace tavlo::tool
