@@ -6,6 +6,11 @@
 #include <string>
 #include <vector>
 
+#if defined(__linux__)
+#include <linux/can.h>
+#include <net/if.h>
+#include <sys/socket.h>
+#endif
 #if !defined(_WIN32)
 #include <poll.h>
 #include <signal.h>
@@ -57,6 +62,7 @@ public:
     }
 
     bool Started() const { return pid_ > 0; }
+    pid_t Pid() const { return pid_; }
     void Send(const std::string& text) {
         ASSERT_EQ(write(in_, text.data(), text.size()), static_cast<ssize_t>(text.size()));
     }
@@ -107,10 +113,57 @@ TEST(Live, EachFrameComesOutBeforeTheNext) {
     for (const char* time : {"1600000000.000100", "1600000000.200000", "1600000001.000000"}) {
         tavlo.Send(std::string("(") + time + ") can0 100#A00F022103000000\n");
         const std::string line = tavlo.NextLine(5000);
-        EXPECT_EQ(line.substr(0, line.find("  ")), std::string("(") + time + ") 100 EngineData")
+        EXPECT_EQ(line.substr(0, line.find("  ")), std::string("(") + time + ") can0 100 EngineData")
             << "a frame was not written out while the input waited";
     }
     EXPECT_EQ(tavlo.Finish(), 0);
+#endif
+}
+
+// Frames sent on a virtual CAN interface are decoded as they arrive, with
+// the interface as their channel. Runs where the interface vcan0 exists
+// (made by root with "ip link add dev vcan0 type vcan; ip link set vcan0 up").
+TEST(Live, BusFramesAreDecoded) {
+#if !defined(__linux__)
+    GTEST_SKIP() << "SocketCAN is Linux's";
+#else
+    const int bus = socket(PF_CAN, SOCK_RAW, CAN_RAW);
+    const unsigned int index = if_nametoindex("vcan0");
+    if (bus < 0 || index == 0) {
+        GTEST_SKIP() << (bus < 0 ? "this kernel has no CAN sockets"
+                                 : "no virtual CAN interface vcan0 (ip link add dev vcan0 type vcan)");
+    }
+    sockaddr_can address{};
+    address.can_family = AF_CAN;
+    address.can_ifindex = static_cast<int>(index);
+    ASSERT_EQ(bind(bus, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    Running tavlo({"decode", std::string(TAVLOMS_MANAGER_DATA_DIR) + "/powertrain.dbc", "--bus",
+                   "vcan0"});
+    ASSERT_TRUE(tavlo.Started());
+    usleep(300000);  // its socket is bound before the first frame is sent
+    can_frame frame{};
+    frame.can_id = 0x200;
+    frame.len = 2;
+    frame.data[0] = 5;
+    for (int i = 0; i < 2; ++i) {
+        ASSERT_EQ(write(bus, &frame, sizeof frame), static_cast<ssize_t>(sizeof frame));
+        const std::string line = tavlo.NextLine(5000);
+        EXPECT_NE(line.find(") vcan0 200 GearData  Gear=5"), std::string::npos) << line;
+    }
+    close(bus);
+    kill(tavlo.Pid(), SIGTERM);
+#endif
+}
+
+// A bus that is not there is said so at once.
+TEST(Live, MissingBusIsAnError) {
+#if !defined(__linux__)
+    GTEST_SKIP() << "SocketCAN is Linux's";
+#else
+    Running tavlo({"decode", std::string(TAVLOMS_MANAGER_DATA_DIR) + "/powertrain.dbc", "--bus",
+                   "nosuchbus0"});
+    ASSERT_TRUE(tavlo.Started());
+    EXPECT_EQ(tavlo.Finish(), 1);
 #endif
 }
 

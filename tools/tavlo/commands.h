@@ -19,15 +19,21 @@ struct Option {
     const char* value;  // the value's name in the help ("PATH"); null for a flag
     const char* help;   // one line in the help's list of options
     std::vector<std::string> choices;  // the values allowed; empty for any
+    bool repeatable = false;           // may be given many times, each value kept
 };
 
 // A subcommand's command line once parsed.
 struct Invocation {
     Arguments operands;                         // what is not an option, in its order
     std::map<std::string, std::string> values;  // of the options given, by long name
+    std::map<std::string, std::vector<std::string>> lists;  // of repeatable ones, in order
     std::string help;                           // the subcommand's --help text
 
     bool Given(const std::string& name) const { return values.count(name) != 0; }
+    std::vector<std::string> All(const std::string& name) const {
+        const auto found = lists.find(name);
+        return found != lists.end() ? found->second : std::vector<std::string>();
+    }
     std::string Value(const std::string& name, const std::string& otherwise) const {
         const auto found = values.find(name);
         return found != values.end() ? found->second : otherwise;

@@ -1,10 +1,13 @@
-// tools/tavlo/decode.cpp: the decode subcommand, candump logs printed frame
-// by frame with every signal present as physical value, unit and value
+// tools/tavlo/decode.cpp: the decode subcommand, logs or a live bus printed
+// frame by frame with every signal present as physical value, unit and value
 // description, through the compiled decoder (64-bit values exact, FD
-// frames, extended multiplexing). Names and the fixed parts of each output
-// line are prepared once per message, so a frame costs its signal decoding
-// and the number formatting, and output leaves in large blocks.
+// frames, extended multiplexing), as text, JSON or CSV. Names and the fixed
+// parts of each output line are prepared once per message, so a frame costs
+// its signal decoding and the number formatting, and output leaves in large
+// blocks (and at once whenever live input waits).
 #include <algorithm>
+#include <charconv>
+#include <cstdint>
 #include <vector>
 
 #include "commands.h"
@@ -16,31 +19,92 @@ namespace {
 
 const char kDecodeHelp[] =
     "usage: tavlo decode [OPTIONS] DB [LOG...]\n"
-    "Decodes candump logs (files, or standard input without LOG): the file form\n"
-    "'(1600000000.123456) can0 123#11223344' (FD frames with '##'), and the\n"
-    "screen form 'can0  123   [4]  11 22 33 44'. Each frame is printed with its\n"
-    "time, message name and every signal present as name=value, unit and\n"
-    "value description; identifiers the database does not know are marked\n"
-    "unknown. Extended identifiers (8 hex digits) are matched against the\n"
-    "database's identifiers with bit 31 set. Signals the frame's data does not\n"
-    "reach are left out; remote frames are marked remote. --format json prints\n"
-    "one JSON object per frame.\n";
+    "       tavlo decode [OPTIONS] DB --bus INTERFACE\n"
+    "Decodes CAN logs (files, or standard input without LOG) or, on Linux, the\n"
+    "frames a SocketCAN interface receives. Logs are candump logs (the file form\n"
+    "'(1600000000.123456) can0 123#11223344', FD frames with '##', and the screen\n"
+    "form 'can0  123   [4]  11 22 33 44'), Vector ASC and BLF, and PEAK TRC, told\n"
+    "by their content. Each frame is printed with its time, channel, identifier\n"
+    "as the log writes it, message name and every signal present as name=value,\n"
+    "unit and value description ('-' for a time or channel the log does not\n"
+    "give); identifiers the database does not know are marked unknown with\n"
+    "their data, remote frames remote, error frames error with their data.\n"
+    "Extended identifiers are matched against the database's identifiers with\n"
+    "bit 31 set. Signals the frame's data does not reach are left out.\n"
+    "\n"
+    "--format json prints one JSON object per frame; --format csv one row per\n"
+    "signal value (time, channel, id, message, signal, raw, physical, unit,\n"
+    "description) under a header line. --message and --signal (each may be\n"
+    "given many times) print only the frames of those messages, and of --signal\n"
+    "messages only those signals. A message is named by its name or identifier\n"
+    "(0x123); a signal by NAME, or MESSAGE.NAME where several messages have it,\n"
+    "'*' standing for any characters. Live input (a pipe, a terminal, a bus)\n"
+    "is written out frame by frame as it arrives.\n";
+
+enum class Format { kText, kJson, kCsv };
 
 // What stays the same for a signal from frame to frame.
 struct SignalOutput {
-    std::string beforeValue;  // "  Name=" or ",{"name":"Name","value":"
-    std::string afterValue;   // " unit" or ","unit":"unit""
+    std::string beforeValue;  // "  Name=", ",{"name":"Name","value":", or "Message,Name,"
+    std::string afterValue;   // " unit", ","unit":"unit"", or ",unit,"
+    bool shown = true;
 };
 
 struct MessageOutput {
     std::string name;  // text, or a JSON string
     std::vector<SignalOutput> signals;
-    std::size_t room = 0;  // the most its signals' text can take
+    std::size_t room = 0;  // the most its signals' text can take, but CSV's row starts
+    bool shown = true;
+    bool allSignals = true;  // every signal is shown
 };
+
+// A CSV field: as it is, or in double quotes (doubled inside) when it holds
+// a comma, a quote or a line end. At most 2 + 2 * size characters.
+char* PutCsvField(char* at, std::string_view text) {
+    if (text.find_first_of(",\"\r\n") == std::string_view::npos) {
+        return Put(at, text);
+    }
+    *at++ = '"';
+    for (const char c : text) {
+        if (c == '"') {
+            *at++ = '"';
+        }
+        *at++ = c;
+    }
+    *at++ = '"';
+    return at;
+}
+
+std::string CsvField(std::string_view text) {
+    std::string field(2 + 2 * text.size(), '\0');
+    field.resize(static_cast<std::size_t>(PutCsvField(field.data(), text) - field.data()));
+    return field;
+}
+
+// A raw value as its kind reads it: an integer exactly, a float's number.
+char* PutRaw(char* at, const tavlo_dec_signal_t& signal, std::uint64_t raw) {
+    switch (signal.kind) {
+    case TAVLO_DEC_SIGNED:
+        return std::to_chars(at, at + kNumberRoom, static_cast<std::int64_t>(raw)).ptr;
+    case TAVLO_DEC_FLOAT: {
+        const auto bits = static_cast<std::uint32_t>(raw);
+        float value;
+        std::memcpy(&value, &bits, sizeof value);
+        return PutNumber(at, value);
+    }
+    case TAVLO_DEC_DOUBLE: {
+        double value;
+        std::memcpy(&value, &raw, sizeof value);
+        return PutNumber(at, value);
+    }
+    default:
+        return std::to_chars(at, at + kNumberRoom, raw).ptr;
+    }
+}
 
 class Decoder {
 public:
-    Decoder(const DecodedDatabase& db, bool json) : db_(db), json_(json) {
+    Decoder(const DecodedDatabase& db, Format format) : db_(db), format_(format) {
         std::size_t most = 0;
         for (std::size_t m = 0; m < db.records.size(); ++m) {
             messages_.push_back(Prepare(*db.records[m], *db.decoder.Message(m)));
@@ -49,20 +113,66 @@ public:
         values_.resize(most);
     }
 
-    // Writes a frame's line: room for its longest is made first.
+    // Only the frames of these messages and of the messages of these
+    // signals, and of the latter only these signals.
+    void Restrict(const std::vector<long>& messages, const std::vector<SignalRef>& signals) {
+        filtered_ = true;
+        for (MessageOutput& message : messages_) {
+            message.shown = false;
+        }
+        for (const long m : messages) {
+            messages_[static_cast<std::size_t>(m)].shown = true;
+        }
+        for (const SignalRef& ref : signals) {
+            MessageOutput& message = messages_[ref.message];
+            if (!message.shown) {  // of --signal only: its signals named
+                message.shown = true;
+                message.allSignals = false;
+                for (SignalOutput& signal : message.signals) {
+                    signal.shown = false;
+                }
+            }
+            message.signals[ref.signal].shown = true;
+        }
+    }
+
+    void Start(OutputBlock& out) const {
+        if (format_ == Format::kCsv) {
+            out.Written(Put(out.Room(128),
+                            "time,channel,id,message,signal,raw,physical,unit,description\n"));
+        }
+    }
+
+    // Writes a frame's lines: room for the longest it can make is made first.
     void Write(const Frame& frame, OutputBlock& out) {
-        const long index = db_.decoder.FindId(frame.id);
-        const MessageOutput* message = index >= 0 ? &messages_[static_cast<std::size_t>(index)] : nullptr;
-        constexpr std::size_t kFixed = 64 + 2 * 64;  // punctuation, and the data in hex
-        char* at = out.Room(kFixed + frame.time.size() + frame.idText.size() +
+        const long index = frame.error ? -1 : db_.decoder.FindId(frame.id);
+        const MessageOutput* message =
+            index >= 0 ? &messages_[static_cast<std::size_t>(index)] : nullptr;
+        if (filtered_ && (message == nullptr || !message->shown)) {
+            return;
+        }
+        if (format_ == Format::kCsv) {
+            if (message != nullptr && !frame.remote) {
+                WriteRows(frame, static_cast<std::size_t>(index), *message, out);
+            }
+            return;
+        }
+        const bool json = format_ == Format::kJson;
+        constexpr std::size_t kFixed = 96 + 2 * 64;  // punctuation, and the data in hex
+        char* at = out.Room(kFixed + frame.time.size() + JsonRoom(frame.channel.size()) +
+                            frame.idText.size() +
                             (message != nullptr ? message->name.size() + message->room : 0));
-        if (json_) {
+        if (json) {
             at = Put(at, "{\"time\":");
             at = Put(at, frame.time.empty() ? std::string_view("null") : frame.time);
+            at = Put(at, ",\"channel\":");
+            at = frame.channel.empty() ? Put(at, "null") : PutJsonText(at, frame.channel);
             at = Put(at, ",\"id\":\"");
             at = Put(at, frame.idText);
-            at = Put(at, "\",\"message\":");
-            at = Put(at, message != nullptr ? std::string_view(message->name) : "null");
+            at = Put(at, frame.error ? "\",\"error\":true" : "\",\"message\":");
+            if (!frame.error) {
+                at = Put(at, message != nullptr ? std::string_view(message->name) : "null");
+            }
         } else {
             if (frame.time.empty()) {
                 *at++ = '-';
@@ -72,39 +182,46 @@ public:
                 *at++ = ')';
             }
             *at++ = ' ';
+            at = Put(at, frame.channel.empty() ? std::string_view("-") : frame.channel);
+            *at++ = ' ';
             at = Put(at, frame.idText);
             *at++ = ' ';
-            at = Put(at, message != nullptr ? std::string_view(message->name) : "unknown");
+            at = Put(at, frame.error             ? std::string_view("error")
+                         : message != nullptr ? std::string_view(message->name)
+                                              : "unknown");
         }
         if (message == nullptr) {
-            at = Put(at, json_ ? ",\"data\":\"" : "  ");
+            at = Put(at, json ? ",\"data\":\"" : "  ");
             at = PutHex(at, frame);
-            out.Written(Put(at, json_ ? "\"}\n" : "\n"));
+            out.Written(Put(at, json ? "\"}\n" : "\n"));
             return;
         }
         if (frame.remote) {
-            out.Written(Put(at, json_ ? ",\"remote\":true,\"signals\":[]}\n" : "  remote\n"));
+            out.Written(Put(at, json ? ",\"remote\":true,\"signals\":[]}\n" : "  remote\n"));
             return;
         }
-        if (json_) {
+        if (json) {
             at = Put(at, ",\"signals\":[");
         }
         const auto m = static_cast<std::size_t>(index);
         const tavlo_dec_message_t& compiled = *db_.decoder.Message(m);
-        std::size_t count = 0;
-        tavlo_decoder_decode(db_.decoder.get(), frame.id, frame.data, frame.length, values_.data(),
-                             values_.size(), &count);
+        const std::size_t count = Decode(frame);
+        bool first = true;
         for (std::size_t i = 0; i < count; ++i) {
             const tavlo_dec_value_t& value = values_[i];
             const SignalOutput& output = message->signals[value.signal];
-            if (json_ && i > 0) {
+            if (!message->allSignals && !output.shown) {
+                continue;
+            }
+            if (json && !first) {
                 *at++ = ',';
             }
+            first = false;
             at = Put(at, output.beforeValue);
             at = PutValue(at, compiled.signals[value.signal], value);
             at = Put(at, output.afterValue);
             if (const char* description = db_.decoder.Describe(m, value.signal, value.raw)) {
-                if (json_) {
+                if (json) {
                     at = Put(at, ",\"description\":");
                     at = PutJsonText(at, description);
                 } else {
@@ -113,27 +230,79 @@ public:
                     *at++ = '"';
                 }
             }
-            if (json_) {
+            if (json) {
                 *at++ = '}';
             }
         }
-        out.Written(Put(at, json_ ? "]}\n" : "\n"));
+        out.Written(Put(at, json ? "]}\n" : "\n"));
     }
 
 private:
+    // A CSV row per signal shown: the frame's time, channel and identifier
+    // are made once and copied to the start of each.
+    void WriteRows(const Frame& frame, std::size_t m, const MessageOutput& message,
+                   OutputBlock& out) {
+        char start[256];
+        char* end = PutCsvField(start, frame.time.substr(0, 60));
+        *end++ = ',';
+        end = PutCsvField(end, frame.channel.substr(0, 60));
+        *end++ = ',';
+        end = PutCsvField(end, frame.idText.substr(0, 60));
+        *end++ = ',';
+        const std::string_view rowStart(start, static_cast<std::size_t>(end - start));
+        const std::size_t count = Decode(frame);
+        char* at = out.Room(message.room + count * rowStart.size());
+        const tavlo_dec_message_t& compiled = *db_.decoder.Message(m);
+        for (std::size_t i = 0; i < count; ++i) {
+            const tavlo_dec_value_t& value = values_[i];
+            const SignalOutput& output = message.signals[value.signal];
+            if (!message.allSignals && !output.shown) {
+                continue;
+            }
+            const tavlo_dec_signal_t& signal = compiled.signals[value.signal];
+            at = Put(at, rowStart);
+            at = Put(at, output.beforeValue);
+            at = PutRaw(at, signal, value.raw);
+            *at++ = ',';
+            at = PutValue(at, signal, value);
+            at = Put(at, output.afterValue);
+            if (const char* description = db_.decoder.Describe(m, value.signal, value.raw)) {
+                at = PutCsvField(at, description);
+            }
+            *at++ = '\n';
+        }
+        out.Written(at);
+    }
+
+    std::size_t Decode(const Frame& frame) {
+        std::size_t count = 0;
+        tavlo_decoder_decode(db_.decoder.get(), frame.id, frame.data, frame.length, values_.data(),
+                             values_.size(), &count);
+        return count;
+    }
+
     MessageOutput Prepare(const msgblk& message, const tavlo_dec_message_t& compiled) const {
-        MessageOutput prepared{json_ ? JsonText(MessageName(message)) : MessageName(message), {}, 0};
+        const std::string name = MessageName(message);
+        MessageOutput prepared;
+        prepared.name = format_ == Format::kJson ? JsonText(name) : name;
         std::size_t i = 0;
         for (const sigblk* s = message.signals; s != nullptr; s = s->next, ++i) {
             SignalOutput output;
-            if (json_) {
+            switch (format_) {
+            case Format::kJson:
                 output.beforeValue = "{\"name\":" + JsonText(SignalName(*s)) + ",\"value\":";
                 output.afterValue = ",\"unit\":" + JsonText(s->unit);
-            } else {
+                break;
+            case Format::kCsv:
+                output.beforeValue = CsvField(name) + "," + CsvField(SignalName(*s)) + ",";
+                output.afterValue = "," + CsvField(s->unit) + ",";
+                break;
+            case Format::kText:
                 output.beforeValue = "  " + SignalName(*s) + "=";
                 if (s->unit[0] != '\0') {
                     output.afterValue = std::string(" ") + s->unit;
                 }
+                break;
             }
             // The longest description, as the form writes it.
             std::size_t description = 0;
@@ -141,8 +310,8 @@ private:
             for (std::size_t d = 0; d < signal.description_count; ++d) {
                 description = std::max(description, std::strlen(signal.descriptions[d].text));
             }
-            prepared.room += output.beforeValue.size() + kNumberRoom + output.afterValue.size() +
-                             32 + JsonRoom(description);
+            prepared.room += output.beforeValue.size() + 2 * kNumberRoom +
+                             output.afterValue.size() + 32 + JsonRoom(description);
             prepared.signals.push_back(std::move(output));
         }
         return prepared;
@@ -158,37 +327,64 @@ private:
     }
 
     const DecodedDatabase& db_;
-    bool json_;
+    Format format_;
     std::vector<MessageOutput> messages_;  // by the decoder's message index
     std::vector<tavlo_dec_value_t> values_;
+    bool filtered_ = false;
 };
 
 int Decode(const Invocation& line) {
-    const bool json = line.Value("--format", "text") == "json";
+    const std::string format = line.Value("--format", "text");
     const Arguments& files = line.operands;
-    if (files.empty()) {
+    const bool bus = line.Given("--bus");
+    if (files.empty() || (bus && files.size() > 1)) {
         return line.Misused();
     }
     DecodedDatabase db;
     if (!LoadDecoder(files[0], db)) {
         return kFailed;
     }
-    Decoder decoder(db, json);
+    Decoder decoder(db, format == "json" ? Format::kJson
+                        : format == "csv" ? Format::kCsv
+                                          : Format::kText);
+    const std::vector<std::string> messageNames = line.All("--message");
+    const std::vector<std::string> signalNames = line.All("--signal");
+    if (!messageNames.empty() || !signalNames.empty()) {
+        std::vector<long> messages;
+        std::vector<SignalRef> signals;
+        for (const std::string& name : messageNames) {
+            messages.push_back(FindMessage(db, name));
+            if (messages.back() < 0) {
+                std::fprintf(stderr, "%s: no message %s\n", files[0].c_str(), name.c_str());
+                return kFailed;
+            }
+        }
+        for (const std::string& name : signalNames) {
+            if (!FindSignals(db, files[0], name, signals)) {
+                return kFailed;
+            }
+        }
+        decoder.Restrict(messages, signals);
+    }
     OutputBlock out(stdout);
+    decoder.Start(out);
     // Live input is waited for: what was decoded so far is written out first.
     bool written = true;
-    const int status = ReadFrames(
-        Arguments(files.begin() + 1, files.end()),
-        [&](const Frame& frame) { decoder.Write(frame, out); },
-        [&] { written = out.Flush() && std::fflush(stdout) == 0 && written; });
+    const auto write = [&](const Frame& frame) { decoder.Write(frame, out); };
+    const auto idle = [&] { written = out.Flush() && std::fflush(stdout) == 0 && written; };
+    const int status = bus ? ReadBus(line.Value("--bus", ""), write, idle)
+                           : ReadFrames(Arguments(files.begin() + 1, files.end()), write, idle);
     written = out.Flush() && written;
     return std::fflush(stdout) == 0 && written ? status : kFailed;
 }
 
 }  // namespace
 
-const Subcommand kDecode{"decode", "DB [LOG...]", "decode candump logs (or standard input)",
-                         &Decode, kDecodeHelp,
-                         {{"-f,--format", "FORMAT", "text (the default) or json", {"text", "json"}}}};
+const Subcommand kDecode{
+    "decode", "DB [LOG...]", "decode CAN logs, standard input or a bus", &Decode, kDecodeHelp,
+    {{"-f,--format", "FORMAT", "text (the default), json or csv", {"text", "json", "csv"}},
+     {"-m,--message", "MESSAGE", "only the frames of this message", {}, true},
+     {"-s,--signal", "SIGNAL", "only this signal (and its message's frames)", {}, true},
+     {"-b,--bus", "INTERFACE", "read the frames a SocketCAN interface receives (Linux)", {}}}};
 
 }  // namespace tavlo::tool

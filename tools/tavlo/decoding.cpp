@@ -2,8 +2,11 @@
 // signal values as text, for decode, encode and plot.
 #include "decoding.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
+#include <cstdlib>
+#include <string_view>
 
 namespace tavlo::tool {
 
@@ -25,6 +28,84 @@ bool LoadDecoder(const std::string& path, DecodedDatabase& db) {
     for (std::size_t i = 0; i < skipped; ++i) {
         std::fprintf(stderr, "%s:%u: SG_MUL_VAL_ not understood; ignored\n", path.c_str(), lines[i]);
     }
+    return true;
+}
+
+namespace {
+
+// Whether text matches pattern, where `*` stands for any run of characters.
+bool Matches(std::string_view pattern, std::string_view text) {
+    const std::size_t star = pattern.find('*');
+    if (star == std::string_view::npos) {
+        return pattern == text;
+    }
+    if (text.substr(0, star) != pattern.substr(0, star)) {
+        return false;
+    }
+    const std::string_view rest = pattern.substr(star + 1);
+    for (std::size_t at = star; at <= text.size(); ++at) {
+        if (Matches(rest, text.substr(at))) {
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
+long FindMessage(const DecodedDatabase& db, const std::string& text) {
+    const long named = db.decoder.FindName(text.c_str());
+    if (named >= 0) {
+        return named;
+    }
+    for (std::size_t m = 0; m < db.records.size(); ++m) {
+        if (text == MessageName(*db.records[m])) {
+            return static_cast<long>(m);
+        }
+    }
+    char* end = nullptr;
+    const unsigned long id = std::strtoul(text.c_str(), &end, 0);
+    if (text.empty() || *end != '\0' || text[0] == '-' || id > 0x1FFFFFFFu) {
+        return -1;
+    }
+    const long standard = db.decoder.FindId(static_cast<unsigned int>(id));
+    return standard >= 0 ? standard : db.decoder.FindId(static_cast<unsigned int>(id) | kExtendedFlag);
+}
+
+bool FindSignals(const DecodedDatabase& db, const std::string& path, const std::string& text,
+                 std::vector<SignalRef>& found) {
+    const std::size_t dot = text.find('.');
+    const std::string messagePattern = dot == std::string::npos ? "*" : text.substr(0, dot);
+    const std::string signalPattern = dot == std::string::npos ? text : text.substr(dot + 1);
+    std::vector<SignalRef> matches;
+    std::string names;
+    for (std::size_t m = 0; m < db.records.size(); ++m) {
+        const msgblk& message = *db.records[m];
+        if (!Matches(messagePattern, message.name) &&
+            !Matches(messagePattern, MessageName(message))) {
+            continue;
+        }
+        std::size_t index = 0;
+        for (const sigblk* s = message.signals; s != nullptr; s = s->next, ++index) {
+            if (Matches(signalPattern, s->name) || Matches(signalPattern, SignalName(*s))) {
+                matches.push_back({m, index});
+                names += (names.empty() ? "" : ", ") + MessageName(message) + "." + SignalName(*s);
+            }
+        }
+    }
+    if (matches.empty()) {
+        std::fprintf(stderr, "%s: no signal %s\n", path.c_str(), text.c_str());
+        return false;
+    }
+    const bool several = std::any_of(matches.begin(), matches.end(), [&](const SignalRef& ref) {
+        return ref.message != matches.front().message;
+    });
+    if (several && dot == std::string::npos && text.find('*') == std::string::npos) {
+        std::fprintf(stderr, "%s: signal %s is in several messages: %s\n", path.c_str(),
+                     text.c_str(), names.c_str());
+        return false;
+    }
+    found.insert(found.end(), matches.begin(), matches.end());
     return true;
 }
 

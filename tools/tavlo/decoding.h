@@ -26,6 +26,24 @@ struct DecodedDatabase {
 // multiplexing; false when the read failed (its message shown).
 bool LoadDecoder(const std::string& path, DecodedDatabase& db);
 
+// The message a command line names: by its name or long name, or by its
+// identifier as a number in C's notation (0x for hex), standard or extended;
+// the decoder's index, or -1.
+long FindMessage(const DecodedDatabase& db, const std::string& text);
+
+// A signal by the decoder's indexes of its message and of it in the message.
+struct SignalRef {
+    std::size_t message;
+    std::size_t signal;
+};
+// The signals a command line names, NAME or MESSAGE.NAME (each by the
+// record's name or long name), where `*` in either part stands for any run
+// of characters; appended to found, in the database's order. False with the
+// reason shown ("<path>: ...") when it names none, or when a name without a
+// `*` is of signals in several messages and the message is not given.
+bool FindSignals(const DecodedDatabase& db, const std::string& path, const std::string& text,
+                 std::vector<SignalRef>& found);
+
 // A decoded value as printed: an integer signal without scaling exactly,
 // whatever its length; any other as its physical value. At most
 // kNumberRoom characters; returns their end.

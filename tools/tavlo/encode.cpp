@@ -30,17 +30,7 @@ int Encode(const Invocation& line) {
     if (!LoadDecoder(path, db)) {
         return kFailed;
     }
-    long message = db.decoder.FindName(args[1].c_str());
-    if (message < 0) {
-        char* end = nullptr;
-        const unsigned long id = std::strtoul(args[1].c_str(), &end, 0);
-        if (end != nullptr && *end == '\0' && end != args[1].c_str()) {
-            message = db.decoder.FindId(static_cast<unsigned int>(id));
-            if (message < 0) {
-                message = db.decoder.FindId(static_cast<unsigned int>(id) | kExtendedFlag);
-            }
-        }
-    }
+    const long message = FindMessage(db, args[1]);
     if (message < 0) {
         std::fprintf(stderr, "%s: no message %s\n", path.c_str(), args[1].c_str());
         return kFailed;

@@ -48,6 +48,7 @@ void ToFrame(const tavlo_log_frame_t& record, int format, std::string_view line,
     frame.channel = record.channel;
     frame.id = record.id;
     frame.remote = (record.flags & TAVLO_LOG_REMOTE) != 0;
+    frame.error = (record.flags & TAVLO_LOG_ERROR_FRAME) != 0;
     frame.length = record.length;
     std::memcpy(frame.data, record.data, sizeof frame.data);
 }

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <functional>
+#include <string>
 #include <string_view>
 
 #include "common.h"
@@ -19,6 +20,7 @@ struct Frame {
     unsigned int id = 0;      // as the database keeps it: bit 31 for extended
     unsigned int length = 0;  // data bytes received
     bool remote = false;      // a remote frame: no data
+    bool error = false;       // an error frame: id and data as the bus or log gave them
     unsigned char data[64] = {};  // bytes past length are zero
 };
 
@@ -31,5 +33,12 @@ struct Frame {
 // terminal), so that live output can be written out there.
 int ReadFrames(const Arguments& logs, const std::function<void(const Frame&)>& sink,
                const std::function<void()>& idle = {});
+
+// Calls sink with every frame the network interface (a SocketCAN one, on
+// Linux) receives from now on, until reading fails (kFailed, said on
+// standard error) or the process is stopped; idle as for ReadFrames. A bus
+// that cannot be opened is reported: kFailed.
+int ReadBus(const std::string& interface, const std::function<void(const Frame&)>& sink,
+            const std::function<void()>& idle = {});
 
 }  // namespace tavlo::tool

@@ -111,6 +111,17 @@ void Declare(CLI::App& tavlo, Declared& declared) {
                                    option.help);
             continue;
         }
+        if (option.repeatable) {
+            const auto keepAll = [&invocation, key](const std::vector<std::string>& values) {
+                std::vector<std::string>& list = invocation.lists[key];
+                list.insert(list.end(), values.begin(), values.end());
+            };
+            app->add_option_function<std::vector<std::string>>(option.names, keepAll, option.help)
+                ->type_name(option.value)
+                ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+                ->allow_extra_args(false);
+            continue;
+        }
         const auto keep = [&invocation, key](const std::string& value) {
             invocation.values[key] = value;
         };
