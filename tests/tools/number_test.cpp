@@ -59,4 +59,38 @@ TEST(Number, IsWhatTenSignificantDigitsGive) {
     EXPECT_GT(checked, 400000u);
 }
 
+// Physical values written from their exact decimal are what formatting the
+// decoder's double gives, for decimal scalings of every size, raw values of
+// every length and sign, and cancellation to (almost) zero; unscaled
+// integers are written exactly.
+TEST(Number, ScaledIsWhatTheDoubleGives) {
+    std::mt19937_64 random(7);
+    const double kFactors[] = {1, 0.1, 0.5, 0.01, 0.001, 0.25, 1e-6, 3.6, 0.0625, 1e-9, 100, 0.03};
+    const double kOffsets[] = {0, -40, 0.5, -273.15, 1000, -0.001, 12.7, -100000, 5e6};
+    for (int i = 0; i < 300000; ++i) {
+        const double factor = kFactors[random() % std::size(kFactors)] * (random() % 4 == 0 ? -1 : 1);
+        const double offset = kOffsets[random() % std::size(kOffsets)];
+        const unsigned int bits = 1 + static_cast<unsigned int>(random() % 40);
+        const bool isSigned = random() % 2 == 0;
+        tavlo::tool::DecimalScale scale;
+        ASSERT_TRUE(tavlo::tool::MakeDecimalScale(factor, offset, bits, isSigned, scale))
+            << factor << " " << offset;
+        std::int64_t raw = static_cast<std::int64_t>(random() % static_cast<std::uint64_t>(scale.mostRaw));
+        raw = isSigned && random() % 2 == 0 ? -raw : raw;
+        if (i % 7 == 0 && factor != 0) {  // near where the offset cancels it
+            raw = std::llround(-offset / factor) + static_cast<std::int64_t>(random() % 2001) - 1000;
+        }
+        const double value = static_cast<double>(raw) * factor + offset;
+        char text[tavlo::tool::kNumberRoom + tavlo::tool::kOverRoom];
+        // Unscaled integers are written exactly, whatever their length.
+        const std::string expected = scale.integer ? std::to_string(raw) : Expected(value);
+        ASSERT_EQ(std::string(text, tavlo::tool::PutScaled(text, scale, raw, value)), expected)
+            << raw << " * " << factor << " + " << offset;
+    }
+    tavlo::tool::DecimalScale scale;
+    EXPECT_FALSE(tavlo::tool::MakeDecimalScale(1.0 / 3, 0, 8, false, scale));
+    EXPECT_FALSE(tavlo::tool::MakeDecimalScale(1, 0, 64, false, scale));
+    EXPECT_FALSE(tavlo::tool::MakeDecimalScale(1e12, 0, 40, true, scale));
+}
+
 }  // namespace

@@ -4,6 +4,7 @@
 // JSON text formatting. The command uses only the library's public interface.
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -99,6 +100,30 @@ unsigned int BytesNeeded(const sigblk& signal);
 // supports: at most kNumberRoom characters at `at`; returns their end.
 constexpr std::size_t kNumberRoom = 32;
 char* PutNumber(char* at, double value);
+
+// A signal's scaling in decimal: its factor is factor / 10^decimals and its
+// offset offset / 10^decimals, as the database writes them, so that a raw
+// value's physical value is (raw * factor + offset) / 10^decimals exactly,
+// for every raw value of at most mostRaw in magnitude. An integer one (factor
+// 1, offset 0) is written exactly, whatever its number of digits.
+struct DecimalScale {
+    std::int64_t factor = 0;
+    std::int64_t offset = 0;
+    int decimals = 0;
+    bool integer = false;
+    std::int64_t mostRaw = 0;
+};
+// The decimal scaling of a signal of `bits` bits, signed or not; false when
+// it has none that integers can carry.
+bool MakeDecimalScale(double factor, double offset, unsigned int bits, bool isSigned,
+                      DecimalScale& scale);
+// As PutNumber(at, value) for the physical value of raw under scale (value
+// is that physical value as the decoder computed it), or raw exactly for an
+// integer scale: written from the exact decimal where that gives the same
+// text, which is nearly always and several times quicker, else by
+// PutNumber. Writes up to kNumberRoom + kOverRoom characters (more than it
+// returns).
+char* PutScaled(char* at, const DecimalScale& scale, std::int64_t raw, double value);
 void AppendNumber(std::string& out, double value);
 std::string Number(double value);
 
@@ -115,6 +140,21 @@ inline char* Put(char* at, std::string_view text) {
     return at + text.size();
 }
 
+// Writes n characters from `from`, in 16-byte pieces: as many as 31 bytes
+// past them are read and written too, so both places must have that room.
+// Texts of a few words cost a few moves, and no branch on their length
+// below 32.
+inline char* PutOver(char* at, const char* from, std::size_t n) {
+    char piece[32];
+    std::memcpy(piece, from, sizeof piece);
+    std::memcpy(at, piece, sizeof piece);
+    if (n > sizeof piece) {
+        std::memcpy(at + sizeof piece, from + sizeof piece, n - sizeof piece);
+    }
+    return at + n;
+}
+constexpr std::size_t kOverRoom = 32;
+
 // Output that leaves in large blocks. Text is written by pointer: room for
 // the longest text a piece can make is asked for first (the block is
 // written out when it lacks it), so nothing is checked while writing.
@@ -125,8 +165,9 @@ public:
     OutputBlock(const OutputBlock&) = delete;
     OutputBlock& operator=(const OutputBlock&) = delete;
 
-    // Where to write at most n characters.
+    // Where to write at most n characters, and kOverRoom more for PutOver.
     char* Room(std::size_t n) {
+        n += kOverRoom;
         if (data_.size() - used_ < n) {
             Flush();
             if (data_.size() < n) {

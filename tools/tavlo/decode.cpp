@@ -43,17 +43,29 @@ const char kDecodeHelp[] =
 
 enum class Format { kText, kJson, kCsv };
 
-// What stays the same for a signal from frame to frame.
+// How a signal's value is written: as PutValue writes it, an integer
+// without scaling exactly, else the physical value, from its exact decimal
+// where the scaling is decimal.
+enum class ValueForm : std::uint8_t { kSigned, kUnsigned, kDecimal, kNumber };
+
+// What stays the same for a signal from frame to frame. Its texts are in
+// the decoder's text block, the message's together, so that a frame reads
+// few cache lines.
 struct SignalOutput {
-    std::string beforeValue;  // "  Name=", ",{"name":"Name","value":", or "Message,Name,"
-    std::string afterValue;   // " unit", ","unit":"unit"", or ",unit,"
+    std::uint32_t text = 0;  // "  Name=", ",{"name":"Name","value":" or "Message,Name,", then
+    std::uint16_t before = 0;  //   (after `before` characters) " unit", ","unit":"unit"" or
+    std::uint16_t after = 0;   //   ",unit,"
+    ValueForm form = ValueForm::kNumber;
+    bool described = false;    // it has value descriptions
     bool shown = true;
+    DecimalScale scale;
 };
 
 struct MessageOutput {
-    std::string name;  // text, or a JSON string
-    std::vector<SignalOutput> signals;
+    std::uint32_t name = 0;  // text, or a JSON string, in the text block
+    std::uint32_t nameSize = 0;
     std::size_t room = 0;  // the most its signals' text can take, but CSV's row starts
+    std::vector<SignalOutput> signals;
     bool shown = true;
     bool allSignals = true;  // every signal is shown
 };
@@ -110,6 +122,7 @@ public:
             messages_.push_back(Prepare(*db.records[m], *db.decoder.Message(m)));
             most = std::max(most, db.decoder.Message(m)->signal_count);
         }
+        texts_.append(kOverRoom, '\0');  // for PutOver
         values_.resize(most);
     }
 
@@ -160,8 +173,7 @@ public:
         const bool json = format_ == Format::kJson;
         constexpr std::size_t kFixed = 96 + 2 * 64;  // punctuation, and the data in hex
         char* at = out.Room(kFixed + frame.time.size() + JsonRoom(frame.channel.size()) +
-                            frame.idText.size() +
-                            (message != nullptr ? message->name.size() + message->room : 0));
+                            frame.idText.size() + (message != nullptr ? message->room : 0));
         if (json) {
             at = Put(at, "{\"time\":");
             at = Put(at, frame.time.empty() ? std::string_view("null") : frame.time);
@@ -171,7 +183,8 @@ public:
             at = Put(at, frame.idText);
             at = Put(at, frame.error ? "\",\"error\":true" : "\",\"message\":");
             if (!frame.error) {
-                at = Put(at, message != nullptr ? std::string_view(message->name) : "null");
+                at = message != nullptr ? PutOver(at, texts_.data() + message->name, message->nameSize)
+                                        : Put(at, "null");
             }
         } else {
             if (frame.time.empty()) {
@@ -186,9 +199,9 @@ public:
             *at++ = ' ';
             at = Put(at, frame.idText);
             *at++ = ' ';
-            at = Put(at, frame.error             ? std::string_view("error")
-                         : message != nullptr ? std::string_view(message->name)
-                                              : "unknown");
+            at = frame.error        ? Put(at, "error")
+                 : message != nullptr ? PutOver(at, texts_.data() + message->name, message->nameSize)
+                                      : Put(at, "unknown");
         }
         if (message == nullptr) {
             at = Put(at, json ? ",\"data\":\"" : "  ");
@@ -204,7 +217,6 @@ public:
             at = Put(at, ",\"signals\":[");
         }
         const auto m = static_cast<std::size_t>(index);
-        const tavlo_dec_message_t& compiled = *db_.decoder.Message(m);
         const std::size_t count = Decode(frame);
         bool first = true;
         for (std::size_t i = 0; i < count; ++i) {
@@ -217,10 +229,10 @@ public:
                 *at++ = ',';
             }
             first = false;
-            at = Put(at, output.beforeValue);
-            at = PutValue(at, compiled.signals[value.signal], value);
-            at = Put(at, output.afterValue);
-            if (const char* description = db_.decoder.Describe(m, value.signal, value.raw)) {
+            at = PutSignal(at, output, value);
+            const char* description =
+                output.described ? db_.decoder.Describe(m, value.signal, value.raw) : nullptr;
+            if (description != nullptr) {
                 if (json) {
                     at = Put(at, ",\"description\":");
                     at = PutJsonText(at, description);
@@ -259,15 +271,17 @@ private:
             if (!message.allSignals && !output.shown) {
                 continue;
             }
-            const tavlo_dec_signal_t& signal = compiled.signals[value.signal];
             at = Put(at, rowStart);
-            at = Put(at, output.beforeValue);
-            at = PutRaw(at, signal, value.raw);
+            const char* text = texts_.data() + output.text;
+            at = PutOver(at, text, output.before);
+            at = PutRaw(at, compiled.signals[value.signal], value.raw);
             *at++ = ',';
-            at = PutValue(at, signal, value);
-            at = Put(at, output.afterValue);
-            if (const char* description = db_.decoder.Describe(m, value.signal, value.raw)) {
-                at = PutCsvField(at, description);
+            at = PutPhysical(at, output, value);
+            at = PutOver(at, text + output.before, output.after);
+            if (output.described) {
+                if (const char* description = db_.decoder.Describe(m, value.signal, value.raw)) {
+                    at = PutCsvField(at, description);
+                }
             }
             *at++ = '\n';
         }
@@ -281,38 +295,84 @@ private:
         return count;
     }
 
-    MessageOutput Prepare(const msgblk& message, const tavlo_dec_message_t& compiled) const {
+    // The value and the texts around it.
+    char* PutSignal(char* at, const SignalOutput& output, const tavlo_dec_value_t& value) const {
+        const char* text = texts_.data() + output.text;
+        at = PutOver(at, text, output.before);
+        at = PutPhysical(at, output, value);
+        return PutOver(at, text + output.before, output.after);
+    }
+
+    static char* PutPhysical(char* at, const SignalOutput& output, const tavlo_dec_value_t& value) {
+        switch (output.form) {
+        case ValueForm::kSigned:
+            return std::to_chars(at, at + kNumberRoom, static_cast<std::int64_t>(value.raw)).ptr;
+        case ValueForm::kUnsigned:
+            return std::to_chars(at, at + kNumberRoom, value.raw).ptr;
+        case ValueForm::kDecimal:
+            return PutScaled(at, output.scale, static_cast<std::int64_t>(value.raw), value.physical);
+        case ValueForm::kNumber:
+            break;
+        }
+        return PutNumber(at, value.physical);
+    }
+
+    // Appends text to the text block; where it starts.
+    std::uint32_t Keep(const std::string& text) {
+        const auto at = static_cast<std::uint32_t>(texts_.size());
+        texts_ += text;
+        return at;
+    }
+
+    MessageOutput Prepare(const msgblk& message, const tavlo_dec_message_t& compiled) {
         const std::string name = MessageName(message);
         MessageOutput prepared;
-        prepared.name = format_ == Format::kJson ? JsonText(name) : name;
+        const std::string nameText = format_ == Format::kJson ? JsonText(name) : name;
+        prepared.name = Keep(nameText);
+        prepared.nameSize = static_cast<std::uint32_t>(nameText.size());
+        prepared.room = nameText.size();
         std::size_t i = 0;
         for (const sigblk* s = message.signals; s != nullptr; s = s->next, ++i) {
-            SignalOutput output;
+            std::string before;
+            std::string after;
             switch (format_) {
             case Format::kJson:
-                output.beforeValue = "{\"name\":" + JsonText(SignalName(*s)) + ",\"value\":";
-                output.afterValue = ",\"unit\":" + JsonText(s->unit);
+                before = "{\"name\":" + JsonText(SignalName(*s)) + ",\"value\":";
+                after = ",\"unit\":" + JsonText(s->unit);
                 break;
             case Format::kCsv:
-                output.beforeValue = CsvField(name) + "," + CsvField(SignalName(*s)) + ",";
-                output.afterValue = "," + CsvField(s->unit) + ",";
+                before = CsvField(name) + "," + CsvField(SignalName(*s)) + ",";
+                after = "," + CsvField(s->unit) + ",";
                 break;
             case Format::kText:
-                output.beforeValue = "  " + SignalName(*s) + "=";
+                before = "  " + SignalName(*s) + "=";
                 if (s->unit[0] != '\0') {
-                    output.afterValue = std::string(" ") + s->unit;
+                    after = std::string(" ") + s->unit;
                 }
                 break;
             }
+            const tavlo_dec_signal_t& signal = compiled.signals[i];
+            SignalOutput output;
+            output.text = Keep(before + after);
+            output.before = static_cast<std::uint16_t>(std::min<std::size_t>(before.size(), 0xFFFF));
+            output.after = static_cast<std::uint16_t>(std::min<std::size_t>(after.size(), 0xFFFF));
+            output.described = signal.description_count != 0;
+            const bool integer = signal.kind == TAVLO_DEC_SIGNED || signal.kind == TAVLO_DEC_UNSIGNED;
+            const bool isSigned = signal.kind == TAVLO_DEC_SIGNED;
+            if (integer && MakeDecimalScale(signal.factor, signal.offset, signal.length, isSigned,
+                                            output.scale)) {
+                output.form = ValueForm::kDecimal;
+            } else if (integer && signal.factor == 1 && signal.offset == 0) {
+                output.form = isSigned ? ValueForm::kSigned : ValueForm::kUnsigned;
+            }
             // The longest description, as the form writes it.
             std::size_t description = 0;
-            const tavlo_dec_signal_t& signal = compiled.signals[i];
             for (std::size_t d = 0; d < signal.description_count; ++d) {
                 description = std::max(description, std::strlen(signal.descriptions[d].text));
             }
-            prepared.room += output.beforeValue.size() + 2 * kNumberRoom +
-                             output.afterValue.size() + 32 + JsonRoom(description);
-            prepared.signals.push_back(std::move(output));
+            prepared.room += before.size() + 2 * kNumberRoom + after.size() + 32 +
+                             JsonRoom(description);
+            prepared.signals.push_back(output);
         }
         return prepared;
     }
@@ -328,6 +388,7 @@ private:
 
     const DecodedDatabase& db_;
     Format format_;
+    std::string texts_;                    // the text block
     std::vector<MessageOutput> messages_;  // by the decoder's message index
     std::vector<tavlo_dec_value_t> values_;
     bool filtered_ = false;

@@ -15,19 +15,37 @@ namespace tavlo::tool {
 namespace {
 
 // The time and identifier of a candump line the reader took as a frame:
-// "(TIME) DEVICE ID#..." or "DEVICE ID [LEN] ...".
+// "(TIME) DEVICE ID#..." or "DEVICE ID [LEN] ...". Scanned by hand: this
+// runs for every frame of a log.
 void CandumpTexts(std::string_view line, Frame& frame) {
-    constexpr std::string_view kBlanks = " \t\r";
-    std::size_t at = line.find_first_not_of(kBlanks);
+    const auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\r'; };
+    const char* at = line.data();
+    const char* const end = at + line.size();
+    const auto skipBlanks = [&] {
+        while (at < end && blank(*at)) {
+            ++at;
+        }
+    };
+    skipBlanks();
     frame.time = std::string_view();
-    if (at != std::string_view::npos && line[at] == '(') {
-        const std::size_t close = line.find(')', at);
-        frame.time = line.substr(at + 1, close - at - 1);
-        at = line.find_first_not_of(kBlanks, close + 1);  // the device
+    if (at < end && *at == '(') {
+        const char* close = static_cast<const char*>(std::memchr(at, ')', static_cast<std::size_t>(end - at)));
+        if (close == nullptr) {
+            close = end;
+        }
+        frame.time = std::string_view(at + 1, static_cast<std::size_t>(close - at - 1));
+        at = close < end ? close + 1 : end;
+        skipBlanks();
     }
-    at = line.find_first_not_of(kBlanks, line.find_first_of(kBlanks, at));  // past the device
-    const std::size_t end = line.find_first_of(" \t\r#", at);
-    frame.idText = at < line.size() ? line.substr(at, end - at) : std::string_view();
+    while (at < end && !blank(*at)) {  // the device
+        ++at;
+    }
+    skipBlanks();
+    const char* const id = at;
+    while (at < end && !blank(*at) && *at != '#') {
+        ++at;
+    }
+    frame.idText = std::string_view(id, static_cast<std::size_t>(at - id));
 }
 
 // A library frame as the subcommands take it; texts of other formats are
