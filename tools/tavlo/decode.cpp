@@ -59,6 +59,14 @@ struct SignalOutput {
     bool described = false;    // it has value descriptions
     bool shown = true;
     DecimalScale scale;
+    // An integer signal's descriptions as the form writes them, by raw value
+    // from tableLow: tableSize entries from `table` in the decoder's tables,
+    // each the text's place in the text block (shifted left 8) and its
+    // length, or 0 for a value without one. tableSize 0: the library's
+    // look-up.
+    std::uint32_t table = 0;
+    std::uint32_t tableSize = 0;
+    std::int64_t tableLow = 0;
 };
 
 struct MessageOutput {
@@ -230,17 +238,8 @@ public:
             }
             first = false;
             at = PutSignal(at, output, value);
-            const char* description =
-                output.described ? db_.decoder.Describe(m, value.signal, value.raw) : nullptr;
-            if (description != nullptr) {
-                if (json) {
-                    at = Put(at, ",\"description\":");
-                    at = PutJsonText(at, description);
-                } else {
-                    at = Put(at, " \"");
-                    at = Put(at, description);
-                    *at++ = '"';
-                }
+            if (output.described) {
+                at = PutDescription(at, m, output, value);
             }
             if (json) {
                 *at++ = '}';
@@ -279,9 +278,7 @@ private:
             at = PutPhysical(at, output, value);
             at = PutOver(at, text + output.before, output.after);
             if (output.described) {
-                if (const char* description = db_.decoder.Describe(m, value.signal, value.raw)) {
-                    at = PutCsvField(at, description);
-                }
+                at = PutDescription(at, m, output, value);
             }
             *at++ = '\n';
         }
@@ -315,6 +312,75 @@ private:
             break;
         }
         return PutNumber(at, value.physical);
+    }
+
+    // The value's description as the form writes it, if it has one: from the
+    // signal's table, or the library's look-up.
+    char* PutDescription(char* at, std::size_t m, const SignalOutput& output,
+                         const tavlo_dec_value_t& value) const {
+        if (output.tableSize != 0) {
+            const std::uint64_t index = value.raw - static_cast<std::uint64_t>(output.tableLow);
+            const std::uint32_t entry = index < output.tableSize ? tables_[output.table + index] : 0;
+            return PutOver(at, texts_.data() + (entry >> 8), entry & 0xFF);
+        }
+        const char* description = db_.decoder.Describe(m, value.signal, value.raw);
+        if (description == nullptr) {
+            return at;
+        }
+        switch (format_) {
+        case Format::kJson:
+            return PutJsonText(Put(at, ",\"description\":"), description);
+        case Format::kCsv:
+            return PutCsvField(at, description);
+        case Format::kText:
+            break;
+        }
+        at = Put(Put(at, " \""), description);
+        *at++ = '"';
+        return at;
+    }
+
+    // A table of an integer signal's descriptions (see SignalOutput), when
+    // their values are few and close together and each text is short; their
+    // values are those the library's look-up takes (at most 32 bits).
+    void Tabulate(const tavlo_dec_signal_t& signal, SignalOutput& output) {
+        constexpr std::int64_t kMostEntries = 1024;
+        const tavlo_dec_description_t* first = signal.descriptions;
+        const tavlo_dec_description_t* last = first + signal.description_count - 1;
+        const bool isSigned = signal.kind == TAVLO_DEC_SIGNED;
+        const std::int64_t lowest = isSigned ? INT32_MIN : 0;
+        const std::int64_t highest = isSigned ? INT32_MAX : std::int64_t{0xFFFFFFFF};
+        if ((signal.kind != TAVLO_DEC_SIGNED && signal.kind != TAVLO_DEC_UNSIGNED) ||
+            first->value < lowest || last->value > highest ||
+            last->value - first->value >= kMostEntries) {
+            return;
+        }
+        std::vector<std::uint32_t> entries(static_cast<std::size_t>(last->value - first->value + 1));
+        for (const tavlo_dec_description_t* d = first; d <= last; ++d) {
+            std::string text;
+            switch (format_) {
+            case Format::kJson:
+                text = ",\"description\":" + JsonText(d->text);
+                break;
+            case Format::kCsv:
+                text = CsvField(d->text);
+                break;
+            case Format::kText:
+                text = std::string(" \"") + d->text + "\"";
+                break;
+            }
+            std::uint32_t& entry = entries[static_cast<std::size_t>(d->value - first->value)];
+            if (text.size() > 0xFF || texts_.size() > 0xFFFFFF) {
+                return;  // the library's look-up, then
+            }
+            if (entry == 0) {  // the first of a value, as the look-up finds it
+                entry = Keep(text) << 8 | static_cast<std::uint32_t>(text.size());
+            }
+        }
+        output.table = static_cast<std::uint32_t>(tables_.size());
+        output.tableSize = static_cast<std::uint32_t>(entries.size());
+        output.tableLow = first->value;
+        tables_.insert(tables_.end(), entries.begin(), entries.end());
     }
 
     // Appends text to the text block; where it starts.
@@ -357,6 +423,9 @@ private:
             output.before = static_cast<std::uint16_t>(std::min<std::size_t>(before.size(), 0xFFFF));
             output.after = static_cast<std::uint16_t>(std::min<std::size_t>(after.size(), 0xFFFF));
             output.described = signal.description_count != 0;
+            if (output.described) {
+                Tabulate(signal, output);
+            }
             const bool integer = signal.kind == TAVLO_DEC_SIGNED || signal.kind == TAVLO_DEC_UNSIGNED;
             const bool isSigned = signal.kind == TAVLO_DEC_SIGNED;
             if (integer && MakeDecimalScale(signal.factor, signal.offset, signal.length, isSigned,
@@ -389,6 +458,7 @@ private:
     const DecodedDatabase& db_;
     Format format_;
     std::string texts_;                    // the text block
+    std::vector<std::uint32_t> tables_;    // of descriptions
     std::vector<MessageOutput> messages_;  // by the decoder's message index
     std::vector<tavlo_dec_value_t> values_;
     bool filtered_ = false;
