@@ -80,8 +80,23 @@ struct MessageOutput {
 
 // A CSV field: as it is, or in double quotes (doubled inside) when it holds
 // a comma, a quote or a line end. At most 2 + 2 * size characters.
+struct CsvSpecials {
+    bool special[256] = {};
+    constexpr CsvSpecials() {
+        special[static_cast<unsigned char>(',')] = true;
+        special[static_cast<unsigned char>('"')] = true;
+        special[static_cast<unsigned char>('\r')] = true;
+        special[static_cast<unsigned char>('\n')] = true;
+    }
+};
+constexpr CsvSpecials kCsvSpecials;
+
 char* PutCsvField(char* at, std::string_view text) {
-    if (text.find_first_of(",\"\r\n") == std::string_view::npos) {
+    bool special = false;
+    for (const char c : text) {  // by table: every frame's time, channel and id pass here
+        special |= kCsvSpecials.special[static_cast<unsigned char>(c)];
+    }
+    if (!special) {
         return Put(at, text);
     }
     *at++ = '"';
@@ -253,7 +268,7 @@ private:
     // are made once and copied to the start of each.
     void WriteRows(const Frame& frame, std::size_t m, const MessageOutput& message,
                    OutputBlock& out) {
-        char start[256];
+        char start[3 * 122 + 3 + kOverRoom];  // three fields of at most 122, their commas
         char* end = PutCsvField(start, frame.time.substr(0, 60));
         *end++ = ',';
         end = PutCsvField(end, frame.channel.substr(0, 60));
@@ -270,7 +285,7 @@ private:
             if (!message.allSignals && !output.shown) {
                 continue;
             }
-            at = Put(at, rowStart);
+            at = PutOver(at, rowStart.data(), rowStart.size());
             const char* text = texts_.data() + output.text;
             at = PutOver(at, text, output.before);
             at = PutRaw(at, compiled.signals[value.signal], value.raw);
