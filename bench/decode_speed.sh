@@ -60,7 +60,7 @@ median_seconds() {
 }
 
 status=0
-for format in text json; do
+for format in text json csv; do
   seconds=$(median_seconds --format "$format")
   rate=$(awk -v f="$frames" -v s="$seconds" 'BEGIN { printf "%.0f", f / s }')
   printf 'tavlo decode --format %-4s  %d frames  %.3f s  %.0f frames/s  (median of %d)\n' \

@@ -36,10 +36,11 @@ const char kDecodeHelp[] =
     "signal value (time, channel, id, message, signal, raw, physical, unit,\n"
     "description) under a header line. --message and --signal (each may be\n"
     "given many times) print only the frames of those messages, and of --signal\n"
-    "messages only those signals. A message is named by its name or identifier\n"
-    "(0x123); a signal by NAME, or MESSAGE.NAME where several messages have it,\n"
-    "'*' standing for any characters. Live input (a pipe, a terminal, a bus)\n"
-    "is written out frame by frame as it arrives.\n";
+    "messages only those signals (a frame with none of them is left out). A\n"
+    "message is named by its name or identifier (0x123); a signal by NAME, or\n"
+    "MESSAGE.NAME where several messages have it, '*' standing for any\n"
+    "characters. Live input (a pipe, a terminal, a bus) is written out frame by\n"
+    "frame as it arrives.\n";
 
 enum class Format { kText, kJson, kCsv };
 
@@ -259,6 +260,9 @@ public:
             if (json) {
                 *at++ = '}';
             }
+        }
+        if (first && !message->allSignals) {
+            return;  // none of the signals asked for is in this frame: no line
         }
         out.Written(Put(at, json ? "]}\n" : "\n"));
     }
