@@ -75,7 +75,8 @@ TEST(Number, ScaledIsWhatTheDoubleGives) {
         tavlo::tool::DecimalScale scale;
         ASSERT_TRUE(tavlo::tool::MakeDecimalScale(factor, offset, bits, isSigned, scale))
             << factor << " " << offset;
-        std::int64_t raw = static_cast<std::int64_t>(random() % static_cast<std::uint64_t>(scale.mostRaw));
+        const std::uint64_t mostRaw = std::uint64_t{1} << (isSigned ? bits - 1 : bits);
+        std::int64_t raw = static_cast<std::int64_t>(random() % mostRaw);
         raw = isSigned && random() % 2 == 0 ? -raw : raw;
         if (i % 7 == 0 && factor != 0) {  // near where the offset cancels it
             raw = std::llround(-offset / factor) + static_cast<std::int64_t>(random() % 2001) - 1000;

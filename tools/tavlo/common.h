@@ -104,16 +104,16 @@ char* PutNumber(char* at, double value);
 // A signal's scaling in decimal: its factor is factor / 10^decimals and its
 // offset offset / 10^decimals, as the database writes them, so that a raw
 // value's physical value is (raw * factor + offset) / 10^decimals exactly,
-// for every raw value of at most mostRaw in magnitude. An integer one (factor
+// for every raw value of its signal. An integer one (factor
 // 1, offset 0) is written exactly, whatever its number of digits.
 struct DecimalScale {
     std::int64_t factor = 0;
     std::int64_t offset = 0;
     int decimals = 0;
     bool integer = false;
-    std::int64_t mostRaw = 0;
 };
-// The decimal scaling of a signal of `bits` bits, signed or not; false when
+// The decimal scaling of a signal of `bits` bits, signed or not, whose raw
+// values are at most 2^bits (signed 2^(bits - 1)) in magnitude; false when
 // it has none that integers can carry.
 bool MakeDecimalScale(double factor, double offset, unsigned int bits, bool isSigned,
                       DecimalScale& scale);

@@ -49,32 +49,40 @@ enum class Format { kText, kJson, kCsv };
 // where the scaling is decimal.
 enum class ValueForm : std::uint8_t { kSigned, kUnsigned, kDecimal, kNumber };
 
-// What stays the same for a signal from frame to frame. Its texts are in
-// the decoder's text block, the message's together, so that a frame reads
-// few cache lines.
+// What stays the same for a signal from frame to frame, in 32 bytes: a
+// frame's signals are read one after the other, from a message chosen by
+// the frame, so few cache lines a message matter. Its texts are in the
+// decoder's text block, the message's together.
 struct SignalOutput {
-    std::uint32_t text = 0;  // "  Name=", ",{"name":"Name","value":" or "Message,Name,", then
+    std::int64_t factor = 0;   // its DecimalScale, when decimal
+    std::int64_t offset = 0;
+    std::uint32_t text = 0;    // "  Name=", ",{"name":"Name","value":" or "Message,Name,", then
     std::uint16_t before = 0;  //   (after `before` characters) " unit", ","unit":"unit"" or
     std::uint16_t after = 0;   //   ",unit,"
+    std::uint32_t describe = 0;  // 1 + its place in the decoder's Describes, or 0: none
     ValueForm form = ValueForm::kNumber;
-    bool described = false;    // it has value descriptions
+    std::uint8_t decimals = 0;
+    bool integer = false;
     bool shown = true;
-    DecimalScale scale;
-    // An integer signal's descriptions as the form writes them, by raw value
-    // from tableLow: tableSize entries from `table` in the decoder's tables,
-    // each the text's place in the text block (shifted left 8) and its
-    // length, or 0 for a value without one. tableSize 0: the library's
-    // look-up.
+};
+
+// How a signal's value descriptions are found: an integer signal's as the
+// form writes them, by raw value from low: `size` entries from `table` in
+// the decoder's tables, each the text's place in the text block (shifted
+// left 8) and its length, or 0 for a value without one. size 0: the
+// library's look-up.
+struct Describes {
     std::uint32_t table = 0;
-    std::uint32_t tableSize = 0;
-    std::int64_t tableLow = 0;
+    std::uint32_t size = 0;
+    std::int64_t low = 0;
 };
 
 struct MessageOutput {
     std::uint32_t name = 0;  // text, or a JSON string, in the text block
     std::uint32_t nameSize = 0;
     std::size_t room = 0;  // the most its signals' text can take, but CSV's row starts
-    std::vector<SignalOutput> signals;
+    std::uint32_t first = 0;  // its signals in the decoder's signal outputs
+    std::uint32_t count = 0;
     bool shown = true;
     bool allSignals = true;  // every signal is shown
 };
@@ -165,11 +173,11 @@ public:
             if (!message.shown) {  // of --signal only: its signals named
                 message.shown = true;
                 message.allSignals = false;
-                for (SignalOutput& signal : message.signals) {
-                    signal.shown = false;
+                for (std::uint32_t i = 0; i < message.count; ++i) {
+                    signals_[message.first + i].shown = false;
                 }
             }
-            message.signals[ref.signal].shown = true;
+            signals_[message.first + ref.signal].shown = true;
         }
     }
 
@@ -245,7 +253,7 @@ public:
         bool first = true;
         for (std::size_t i = 0; i < count; ++i) {
             const tavlo_dec_value_t& value = values_[i];
-            const SignalOutput& output = message->signals[value.signal];
+            const SignalOutput& output = signals_[message->first + value.signal];
             if (!message->allSignals && !output.shown) {
                 continue;
             }
@@ -254,8 +262,8 @@ public:
             }
             first = false;
             at = PutSignal(at, output, value);
-            if (output.described) {
-                at = PutDescription(at, m, output, value);
+            if (output.describe != 0) {
+                at = PutDescription(at, m, describes_[output.describe - 1], value);
             }
             if (json) {
                 *at++ = '}';
@@ -285,7 +293,7 @@ private:
         const tavlo_dec_message_t& compiled = *db_.decoder.Message(m);
         for (std::size_t i = 0; i < count; ++i) {
             const tavlo_dec_value_t& value = values_[i];
-            const SignalOutput& output = message.signals[value.signal];
+            const SignalOutput& output = signals_[message.first + value.signal];
             if (!message.allSignals && !output.shown) {
                 continue;
             }
@@ -296,8 +304,8 @@ private:
             *at++ = ',';
             at = PutPhysical(at, output, value);
             at = PutOver(at, text + output.before, output.after);
-            if (output.described) {
-                at = PutDescription(at, m, output, value);
+            if (output.describe != 0) {
+                at = PutDescription(at, m, describes_[output.describe - 1], value);
             }
             *at++ = '\n';
         }
@@ -326,7 +334,9 @@ private:
         case ValueForm::kUnsigned:
             return std::to_chars(at, at + kNumberRoom, value.raw).ptr;
         case ValueForm::kDecimal:
-            return PutScaled(at, output.scale, static_cast<std::int64_t>(value.raw), value.physical);
+            return PutScaled(at, DecimalScale{output.factor, output.offset, output.decimals,
+                                              output.integer},
+                             static_cast<std::int64_t>(value.raw), value.physical);
         case ValueForm::kNumber:
             break;
         }
@@ -335,11 +345,11 @@ private:
 
     // The value's description as the form writes it, if it has one: from the
     // signal's table, or the library's look-up.
-    char* PutDescription(char* at, std::size_t m, const SignalOutput& output,
+    char* PutDescription(char* at, std::size_t m, const Describes& describes,
                          const tavlo_dec_value_t& value) const {
-        if (output.tableSize != 0) {
-            const std::uint64_t index = value.raw - static_cast<std::uint64_t>(output.tableLow);
-            const std::uint32_t entry = index < output.tableSize ? tables_[output.table + index] : 0;
+        if (describes.size != 0) {
+            const std::uint64_t index = value.raw - static_cast<std::uint64_t>(describes.low);
+            const std::uint32_t entry = index < describes.size ? tables_[describes.table + index] : 0;
             return PutOver(at, texts_.data() + (entry >> 8), entry & 0xFF);
         }
         const char* description = db_.decoder.Describe(m, value.signal, value.raw);
@@ -359,10 +369,10 @@ private:
         return at;
     }
 
-    // A table of an integer signal's descriptions (see SignalOutput), when
+    // A table of an integer signal's descriptions (see Describes), when
     // their values are few and close together and each text is short; their
     // values are those the library's look-up takes (at most 32 bits).
-    void Tabulate(const tavlo_dec_signal_t& signal, SignalOutput& output) {
+    void Tabulate(const tavlo_dec_signal_t& signal, Describes& output) {
         constexpr std::int64_t kMostEntries = 1024;
         const tavlo_dec_description_t* first = signal.descriptions;
         const tavlo_dec_description_t* last = first + signal.description_count - 1;
@@ -397,8 +407,8 @@ private:
             }
         }
         output.table = static_cast<std::uint32_t>(tables_.size());
-        output.tableSize = static_cast<std::uint32_t>(entries.size());
-        output.tableLow = first->value;
+        output.size = static_cast<std::uint32_t>(entries.size());
+        output.low = first->value;
         tables_.insert(tables_.end(), entries.begin(), entries.end());
     }
 
@@ -416,6 +426,7 @@ private:
         prepared.name = Keep(nameText);
         prepared.nameSize = static_cast<std::uint32_t>(nameText.size());
         prepared.room = nameText.size();
+        prepared.first = static_cast<std::uint32_t>(signals_.size());
         std::size_t i = 0;
         for (const sigblk* s = message.signals; s != nullptr; s = s->next, ++i) {
             std::string before;
@@ -441,15 +452,22 @@ private:
             output.text = Keep(before + after);
             output.before = static_cast<std::uint16_t>(std::min<std::size_t>(before.size(), 0xFFFF));
             output.after = static_cast<std::uint16_t>(std::min<std::size_t>(after.size(), 0xFFFF));
-            output.described = signal.description_count != 0;
-            if (output.described) {
-                Tabulate(signal, output);
+            if (signal.description_count != 0) {
+                Describes describes;
+                Tabulate(signal, describes);
+                describes_.push_back(describes);
+                output.describe = static_cast<std::uint32_t>(describes_.size());
             }
             const bool integer = signal.kind == TAVLO_DEC_SIGNED || signal.kind == TAVLO_DEC_UNSIGNED;
             const bool isSigned = signal.kind == TAVLO_DEC_SIGNED;
+            DecimalScale scale;
             if (integer && MakeDecimalScale(signal.factor, signal.offset, signal.length, isSigned,
-                                            output.scale)) {
+                                            scale)) {
                 output.form = ValueForm::kDecimal;
+                output.factor = scale.factor;
+                output.offset = scale.offset;
+                output.decimals = static_cast<std::uint8_t>(scale.decimals);
+                output.integer = scale.integer;
             } else if (integer && signal.factor == 1 && signal.offset == 0) {
                 output.form = isSigned ? ValueForm::kSigned : ValueForm::kUnsigned;
             }
@@ -460,7 +478,8 @@ private:
             }
             prepared.room += before.size() + 2 * kNumberRoom + after.size() + 32 +
                              JsonRoom(description);
-            prepared.signals.push_back(output);
+            signals_.push_back(output);
+            ++prepared.count;
         }
         return prepared;
     }
@@ -478,7 +497,9 @@ private:
     Format format_;
     std::string texts_;                    // the text block
     std::vector<std::uint32_t> tables_;    // of descriptions
+    std::vector<Describes> describes_;
     std::vector<MessageOutput> messages_;  // by the decoder's message index
+    std::vector<SignalOutput> signals_;
     std::vector<tavlo_dec_value_t> values_;
     bool filtered_ = false;
 };

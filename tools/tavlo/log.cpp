@@ -104,21 +104,27 @@ int ReadFrames(const Arguments& logs, const std::function<void(const Frame&)>& s
                 const_cast<std::function<void()>*>(&idle));
         }
         unsigned long shown = 0;
-        for (;;) {
+        int format = TAVLO_LOG_DETECT;  // known after the first record
+        for (unsigned long records = 1;; ++records) {
             const int result = tavlo_log_next(reader, &record);
-            const unsigned long line = tavlo_log_line(reader);
-            if (progress && line / kProgressLines != shown / kProgressLines) {
-                shown = line;
-                std::fprintf(stderr, "\r%s: %lu lines", name.c_str(), line);
+            // Where the log is, asked for now and then: it grows by a line or more a record.
+            if (progress && records % 1024 == 0) {
+                const unsigned long line = tavlo_log_line(reader);
+                if (line / kProgressLines != shown / kProgressLines) {
+                    shown = line / kProgressLines * kProgressLines;
+                    std::fprintf(stderr, "\r%s: %lu lines", name.c_str(), shown);
+                }
             }
             if (result == TAVLO_LOG_OK) {
+                format = format == TAVLO_LOG_DETECT ? tavlo_log_format(reader) : format;
                 std::size_t length = 0;
-                const char* text = tavlo_log_text(reader, &length);
-                ToFrame(record, tavlo_log_format(reader), std::string_view(text, length), frame,
-                        timeText, idText);
+                const char* text =
+                    format == TAVLO_LOG_CANDUMP ? tavlo_log_text(reader, &length) : nullptr;
+                ToFrame(record, format, std::string_view(text, length), frame, timeText, idText);
                 sink(frame);
             } else if (result == TAVLO_LOG_BAD_RECORD) {
-                std::fprintf(stderr, "%s:%lu: %s\n", name.c_str(), line, tavlo_log_error(reader));
+                std::fprintf(stderr, "%s:%lu: %s\n", name.c_str(), tavlo_log_line(reader),
+                             tavlo_log_error(reader));
                 status = kFailed;
             } else {
                 if (result == TAVLO_LOG_READ_FAILED) {

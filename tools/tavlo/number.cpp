@@ -90,10 +90,10 @@ bool MakeDecimalScale(double factor, double offset, unsigned int bits, bool isSi
     }
     scale.factor = factorDigits;
     scale.offset = offsetDigits;
-    scale.mostRaw = std::int64_t{1} << (isSigned ? bits - 1 : bits);
     scale.integer = factor == 1 && offset == 0;
     // raw * factor + offset stays below 2^62.
-    const double most = static_cast<double>(scale.mostRaw) * std::fabs(static_cast<double>(factorDigits)) +
+    const double mostRaw = std::ldexp(1.0, static_cast<int>(isSigned ? bits - 1 : bits));
+    const double most = mostRaw * std::fabs(static_cast<double>(factorDigits)) +
                         std::fabs(static_cast<double>(offsetDigits));
     return most < 4e18;
 }
