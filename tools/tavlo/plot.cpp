@@ -26,11 +26,15 @@ const char kPlotHelp[] =
     "output): one panel per signal, stacked on a shared time axis in seconds\n"
     "from the log's first frame, or on frame numbers when the log has no\n"
     "timestamps. A signal is named NAME, or MESSAGE.NAME when several messages\n"
-    "have a signal of that name. A value holds until the next one and is drawn\n"
-    "as a step; a multiplexed signal has values only in the frames of its\n"
-    "multiplexer value, and a frame too short for a signal has none. Long logs\n"
-    "are thinned to the first, smallest, largest and last value of each pixel\n"
-    "column, which keeps the curve's outline.\n"
+    "have a signal of that name. A '*' in either part (quoted from the shell)\n"
+    "stands for any characters and chooses every signal that matches, in the\n"
+    "database's order; a signal chosen twice gets one panel.\n"
+    "\n"
+    "A value holds until the next one and is drawn as a step; a multiplexed\n"
+    "signal has values only in the frames of its multiplexer value, and a frame\n"
+    "too short for a signal has none. Long logs are thinned to the first,\n"
+    "smallest, largest and last value of each pixel column, which keeps the\n"
+    "curve's outline.\n"
     "\n"
     "A signal without values in the log gets a panel saying so and a note on\n"
     "standard error; that alone is not an error (exit status 0). Lines that are\n"
@@ -75,18 +79,47 @@ struct Series {
     std::vector<Sample> samples;
 };
 
-bool Named(const msgblk& message, const std::string& name) {
-    return name == message.name || name == MessageName(message);
+// Whether text matches a pattern in which '*' stands for any run of
+// characters: on a mismatch, the last '*' takes one character more.
+bool Matches(std::string_view pattern, std::string_view text) {
+    std::size_t p = 0;
+    std::size_t t = 0;
+    std::size_t star = std::string_view::npos;
+    std::size_t resume = 0;  // where the text goes on after the last '*'
+    while (t < text.size()) {
+        if (p < pattern.size() && pattern[p] == '*') {
+            star = p++;
+            resume = t;
+        } else if (p < pattern.size() && pattern[p] == text[t]) {
+            ++p;
+            ++t;
+        } else if (star != std::string_view::npos) {
+            p = star + 1;
+            t = ++resume;
+        } else {
+            return false;
+        }
+    }
+    while (p < pattern.size() && pattern[p] == '*') {
+        ++p;
+    }
+    return p == pattern.size();
 }
 
-bool Named(const sigblk& signal, const std::string& name) {
-    return name == signal.name || name == SignalName(signal);
+bool Named(const msgblk& message, const std::string& pattern) {
+    return Matches(pattern, message.name) || Matches(pattern, MessageName(message));
 }
 
-// The signal a command line names, NAME or MESSAGE.NAME, by the records'
-// names or their long names; false with the reason shown.
-bool FindSignal(const DecodedDatabase& db, const std::string& path, const std::string& text,
-                Series& found) {
+bool Named(const sigblk& signal, const std::string& pattern) {
+    return Matches(pattern, signal.name) || Matches(pattern, SignalName(signal));
+}
+
+// Adds the signals a command line names, NAME or MESSAGE.NAME, by the
+// records' names or their long names, to those chosen: every match of a
+// pattern with '*', in the database's order, a signal already chosen not
+// again. False with the reason shown.
+bool FindSignals(const DecodedDatabase& db, const std::string& path, const std::string& text,
+                 std::vector<Series>& chosen) {
     const std::size_t dot = text.find('.');
     const std::string messageName = dot == std::string::npos ? "" : text.substr(0, dot);
     const std::string signalName = dot == std::string::npos ? text : text.substr(dot + 1);
@@ -108,7 +141,7 @@ bool FindSignal(const DecodedDatabase& db, const std::string& path, const std::s
         std::fprintf(stderr, "%s: no signal %s\n", path.c_str(), text.c_str());
         return false;
     }
-    if (matches.size() > 1) {
+    if (matches.size() > 1 && text.find('*') == std::string::npos) {
         std::string names;
         for (const Series& match : matches) {
             names += (names.empty() ? "" : ", ") + match.name;
@@ -117,7 +150,12 @@ bool FindSignal(const DecodedDatabase& db, const std::string& path, const std::s
                      text.c_str(), names.c_str());
         return false;
     }
-    found = std::move(matches.front());
+    for (Series& match : matches) {
+        const auto same = [&match](const Series& each) { return each.signal == match.signal; };
+        if (std::none_of(chosen.begin(), chosen.end(), same)) {
+            chosen.push_back(std::move(match));
+        }
+    }
     return true;
 }
 
@@ -531,9 +569,9 @@ int Plot(const Invocation& line) {
     if (!LoadDecoder(path, db)) {
         return kFailed;
     }
-    std::vector<Series> series(positional.size() - 2);
+    std::vector<Series> series;
     for (std::size_t i = 2; i < positional.size(); ++i) {
-        if (!FindSignal(db, path, positional[i], series[i - 2])) {
+        if (!FindSignals(db, path, positional[i], series)) {
             return kFailed;
         }
     }
