@@ -7,6 +7,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -30,11 +31,12 @@ const char kPlotHelp[] =
     "stands for any characters and chooses every signal that matches, in the\n"
     "database's order; a signal chosen twice gets one panel.\n"
     "\n"
-    "A value holds until the next one and is drawn as a step; a multiplexed\n"
-    "signal has values only in the frames of its multiplexer value, and a frame\n"
-    "too short for a signal has none. Long logs are thinned to the first,\n"
-    "smallest, largest and last value of each pixel column, which keeps the\n"
-    "curve's outline.\n"
+    "A value holds until the next one and is drawn as a step. A multiplexed\n"
+    "signal has values only in the frames of its multiplexer value: its line\n"
+    "breaks from the first frame of its message without it to the next frame\n"
+    "with it. A frame too short for a signal has none. Long logs are thinned to\n"
+    "the first, smallest, largest and last value of each pixel column, which\n"
+    "keeps the curve's outline; their breaks narrower than a pixel are closed.\n"
     "\n"
     "A signal without values in the log gets a panel saying so and a note on\n"
     "standard error; that alone is not an error (exit status 0). Lines that are\n"
@@ -65,9 +67,13 @@ constexpr std::size_t kSamplesPerColumn = 2;
 
 const char* const kColours[] = {"#1f77b4", "#d62728", "#2ca02c", "#9467bd", "#ff7f0e", "#17becf"};
 
+// A frame of a multiplexed signal's message that lacks the signal is kept
+// as a sample of this value: its line breaks there.
+constexpr double kAbsent = std::numeric_limits<double>::quiet_NaN();
+
 struct Sample {
     std::size_t frame;  // the frame's number in the log, from 0
-    double value;
+    double value;       // kAbsent in a frame of the message without the signal
 };
 
 struct Series {
@@ -76,7 +82,9 @@ struct Series {
     std::string name;  // Message.Signal
     std::size_t messageIndex;  // the decoder's
     std::size_t signalIndex;
+    bool multiplexed;  // present only in the frames of its multiplexer's values
     std::vector<Sample> samples;
+    std::size_t values = 0;  // the samples that are not kAbsent, once breaks are chosen
 };
 
 // Whether text matches a pattern in which '*' stands for any run of
@@ -129,11 +137,14 @@ bool FindSignals(const DecodedDatabase& db, const std::string& path, const std::
         if (dot != std::string::npos && !Named(message, messageName)) {
             continue;
         }
+        const tavlo_dec_message_t& compiled = *db.decoder.Message(m);
         std::size_t index = 0;
         for (const sigblk* s = message.signals; s != nullptr; s = s->next, ++index) {
             if (Named(*s, signalName)) {
+                const bool multiplexed =
+                    index < compiled.signal_count && compiled.signals[index].multiplexer >= 0;
                 matches.push_back({&message, s, MessageName(message) + "." + SignalName(*s), m,
-                                   index, {}});
+                                   index, multiplexed, {}});
             }
         }
     }
@@ -191,10 +202,17 @@ public:
             if (series.messageIndex != static_cast<std::size_t>(message)) {
                 continue;  // a second message of the same identifier
             }
+            bool present = false;
             for (std::size_t i = 0; i < count; ++i) {
-                if (values_[i].signal == series.signalIndex && std::isfinite(values_[i].physical)) {
-                    series.samples.push_back({number, values_[i].physical});
+                if (values_[i].signal == series.signalIndex) {
+                    present = true;
+                    if (std::isfinite(values_[i].physical)) {
+                        series.samples.push_back({number, values_[i].physical});
+                    }
                 }
+            }
+            if (!present && series.multiplexed) {
+                series.samples.push_back({number, kAbsent});
             }
         }
     }
@@ -230,6 +248,21 @@ private:
     bool timed_ = true;
     std::vector<double> times_;  // of every frame while all have one
 };
+
+// Keeps of each run of frames without the signal only the first, after a
+// value: the break in its line.
+void KeepBreaks(Series& series) {
+    std::vector<Sample> kept;
+    for (const Sample& sample : series.samples) {
+        const bool absent = std::isnan(sample.value);
+        if (absent && (kept.empty() || std::isnan(kept.back().value))) {
+            continue;
+        }
+        kept.push_back(sample);
+        series.values += absent ? 0 : 1;
+    }
+    series.samples = std::move(kept);
+}
 
 // An axis from low to high with ticks at round numbers: 1, 2 or 5 times a
 // power of ten apart.
@@ -347,25 +380,27 @@ struct Point {
     double y;
 };
 
-// The samples to draw: all of them while there are few per pixel column;
-// otherwise of each run of samples in one column its first, smallest,
-// largest and last, in their order, so that spikes survive.
-std::vector<std::size_t> Thinned(const std::vector<Point>& points) {
-    std::vector<std::size_t> kept;
-    if (points.size() <= kSamplesPerColumn * kPlotWidth) {
-        for (std::size_t i = 0; i < points.size(); ++i) {
+// The pixel column of an x coordinate.
+int Column(double x) {
+    return std::clamp(static_cast<int>(x - kLeft), 0, kPlotWidth - 1);
+}
+
+// Adds the points of [begin, end) to draw to kept: all of them without
+// thinning; otherwise of each run of points in one column its first,
+// smallest, largest and last, in their order, so that spikes survive.
+void Thin(const std::vector<Point>& points, std::size_t begin, std::size_t end, bool thin,
+          std::vector<std::size_t>& kept) {
+    if (!thin) {
+        for (std::size_t i = begin; i < end; ++i) {
             kept.push_back(i);
         }
-        return kept;
+        return;
     }
-    const auto column = [&points](std::size_t i) {
-        return std::clamp(static_cast<int>(points[i].x - kLeft), 0, kPlotWidth - 1);
-    };
-    std::size_t first = 0;
-    std::size_t lowest = 0;  // by pixel: the largest y
-    std::size_t highest = 0;
-    for (std::size_t i = 1; i <= points.size(); ++i) {
-        if (i < points.size() && column(i) == column(first)) {
+    std::size_t first = begin;
+    std::size_t lowest = begin;  // by pixel: the largest y
+    std::size_t highest = begin;
+    for (std::size_t i = begin + 1; i <= end; ++i) {
+        if (i < end && Column(points[i].x) == Column(points[first].x)) {
             lowest = points[i].y > points[lowest].y ? i : lowest;
             highest = points[i].y < points[highest].y ? i : highest;
             continue;
@@ -378,7 +413,6 @@ std::vector<std::size_t> Thinned(const std::vector<Point>& points) {
         }
         first = lowest = highest = i;
     }
-    return kept;
 }
 
 class Chart {
@@ -434,7 +468,7 @@ private:
     double PixelX(double x) const { return kLeft + time_.Fraction(x) * kPlotWidth; }
 
     void AppendPanel(std::string& out, const Series& series, int top, const char* colour) const {
-        const std::size_t samples = series.samples.size();
+        const std::size_t samples = series.values;
         out += "<g class=\"panel\">\n<text class=\"title\" x=\"" + std::to_string(kLeft) +
                "\" y=\"" + std::to_string(top - 7) + "\">";
         AppendXmlText(out, SignalName(*series.signal));
@@ -445,7 +479,7 @@ private:
         for (const double tick : Ticks(time_)) {
             AppendLine(out, PixelX(tick), top, PixelX(tick), top + kPlotHeight);
         }
-        if (series.samples.empty()) {
+        if (series.values == 0) {
             out += "<text class=\"empty\" x=\"" + std::to_string(kLeft + kPlotWidth / 2) +
                    "\" y=\"" + std::to_string(top + kPlotHeight / 2) + "\">no values</text>\n";
         } else {
@@ -457,11 +491,11 @@ private:
     }
 
     void AppendValues(std::string& out, const Series& series, int top, const char* colour) const {
-        double low = series.samples.front().value;
+        double low = series.samples.front().value;  // a value: no kAbsent comes first
         double high = low;
         for (const Sample& sample : series.samples) {
-            low = std::min(low, sample.value);
-            high = std::max(high, sample.value);
+            low = std::fmin(low, sample.value);  // fmin, fmax: kAbsent left out
+            high = std::fmax(high, sample.value);
         }
         // An integer signal's values lie a factor apart: no ticks between.
         const unsigned int valueType = series.signal->value_type;
@@ -484,32 +518,40 @@ private:
             AppendXmlText(out, unit);
             out += "</text>\n";
         }
+        // The values' points, each with the x where the line breaks after it
+        // (NaN: it goes on to the next one).
         std::vector<Point> points;
-        points.reserve(series.samples.size());
+        std::vector<double> breaks;
+        points.reserve(series.values);
+        breaks.reserve(series.values);
         for (const Sample& sample : series.samples) {
-            points.push_back({PixelX(collector_.X(sample.frame)), pixelY(sample.value)});
-        }
-        // Steps: a value holds until the next one comes.
-        out += "<polyline class=\"line\" stroke=\"";
-        out += colour;
-        out += "\" points=\"";
-        const Point* previous = nullptr;
-        const std::vector<std::size_t> kept = Thinned(points);
-        for (const std::size_t index : kept) {
-            const Point& point = points[index];
-            if (previous != nullptr) {
-                out += ' ';
-                AppendCoordinate(out, point.x);
-                out += ',';
-                AppendCoordinate(out, previous->y);
-                out += ' ';
+            const double x = PixelX(collector_.X(sample.frame));
+            if (std::isnan(sample.value)) {
+                breaks.back() = x;
+            } else {
+                points.push_back({x, pixelY(sample.value)});
+                breaks.push_back(kAbsent);
             }
-            AppendCoordinate(out, point.x);
-            out += ',';
-            AppendCoordinate(out, point.y);
-            previous = &point;
         }
-        out += "\"/>\n";
+        // A line for each run of values without a break between them. A thinned
+        // line keeps the breaks of a pixel or more: a narrower one cannot be
+        // seen, and keeping each would let a signal whose multiplexer changes
+        // every frame fill the file. What is kept of a column then belongs
+        // to one line, as a break kept ends in a later column.
+        const bool thin = points.size() > kSamplesPerColumn * kPlotWidth;
+        std::vector<std::size_t> kept;
+        std::size_t first = 0;
+        for (std::size_t i = 0; i < points.size(); ++i) {
+            const bool last = i + 1 == points.size();
+            const bool gap = !std::isnan(breaks[i]) &&
+                             (last || !thin || points[i + 1].x - breaks[i] >= 1);
+            if (gap || last) {
+                const std::size_t from = kept.size();
+                Thin(points, first, i + 1, thin, kept);
+                AppendSteps(out, colour, points, kept, from, gap ? breaks[i] : kAbsent);
+                first = i + 1;
+            }
+        }
         if (kept.size() <= kMostDots) {
             out += "<g class=\"dots\" fill=\"";
             out += colour;
@@ -523,6 +565,35 @@ private:
             }
             out += "</g>\n";
         }
+    }
+
+    // A line of steps through the points kept[from...]: a value holds until
+    // the next one comes, the last one until x `until` (if not NaN).
+    static void AppendSteps(std::string& out, const char* colour, const std::vector<Point>& points,
+                            const std::vector<std::size_t>& kept, std::size_t from, double until) {
+        out += "<polyline class=\"line\" stroke=\"";
+        out += colour;
+        out += "\" points=\"";
+        for (std::size_t k = from; k < kept.size(); ++k) {
+            const Point& point = points[kept[k]];
+            if (k > from) {
+                out += ' ';
+                AppendCoordinate(out, point.x);
+                out += ',';
+                AppendCoordinate(out, points[kept[k - 1]].y);
+                out += ' ';
+            }
+            AppendCoordinate(out, point.x);
+            out += ',';
+            AppendCoordinate(out, point.y);
+        }
+        if (!std::isnan(until)) {
+            out += ' ';
+            AppendCoordinate(out, until);
+            out += ',';
+            AppendCoordinate(out, points[kept.back()].y);
+        }
+        out += "\"/>\n";
     }
 
     void AppendTimeAxis(std::string& out, int bottom) const {
@@ -586,8 +657,9 @@ int Plot(const Invocation& line) {
     }
     Collector collector(db.decoder, series);
     int status = ReadFrames({log}, [&collector](const Frame& frame) { collector.Add(frame); });
-    for (const Series& each : series) {
-        if (each.samples.empty()) {
+    for (Series& each : series) {
+        KeepBreaks(each);
+        if (each.values == 0) {
             std::fprintf(stderr, "%s: no values of %s\n",
                          log == "-" ? "<standard input>" : log.c_str(), each.name.c_str());
         }
