@@ -8,8 +8,10 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <optional>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "commands.h"
@@ -38,10 +40,14 @@ const char kPlotHelp[] =
     "the first, smallest, largest and last value of each pixel column, which\n"
     "keeps the curve's outline; their breaks narrower than a pixel are closed.\n"
     "\n"
-    "A signal without values in the log gets a panel saying so and a note on\n"
-    "standard error; that alone is not an error (exit status 0). Lines that are\n"
-    "not frames are reported and skipped: the chart is written all the same and\n"
-    "the exit status is 1.\n";
+    "--from and --to draw only the frames from and up to a time, in seconds from\n"
+    "the log's first frame, and the time axis spans them; in a log without\n"
+    "timestamps they are frame numbers, counted from 1.\n"
+    "\n"
+    "A signal without values in the log (or the window) gets a panel saying so\n"
+    "and a note on standard error; that alone is not an error (exit status 0).\n"
+    "Lines that are not frames are reported and skipped: the chart is written\n"
+    "all the same and the exit status is 1.\n";
 
 // The chart's layout in pixels: panels of kPlotHeight under a title line,
 // the time axis' labels under the last one.
@@ -84,7 +90,7 @@ struct Series {
     std::size_t signalIndex;
     bool multiplexed;  // present only in the frames of its multiplexer's values
     std::vector<Sample> samples;
-    std::size_t values = 0;  // the samples that are not kAbsent, once breaks are chosen
+    std::size_t values = 0;  // the samples that are not kAbsent, once drawn ones are chosen
 };
 
 // Whether text matches a pattern in which '*' stands for any run of
@@ -249,11 +255,54 @@ private:
     std::vector<double> times_;  // of every frame while all have one
 };
 
-// Keeps of each run of frames without the signal only the first, after a
-// value: the break in its line.
-void KeepBreaks(Series& series) {
+// The stretch of the time axis drawn, as --from and --to give it; the whole
+// log without them.
+struct Window {
+    std::optional<double> from;
+    std::optional<double> to;
+
+    bool Holds(double x) const { return (!from || x >= *from) && (!to || x <= *to); }
+};
+
+// Reads --from and --to: numbers, not negative, the first not after the
+// second; false (a usage error, shown) otherwise.
+bool ReadWindow(const Invocation& line, Window& window) {
+    const std::pair<const char*, std::optional<double>*> options[] = {{"--from", &window.from},
+                                                                      {"--to", &window.to}};
+    for (const auto& [name, bound] : options) {
+        if (!line.Given(name)) {
+            continue;
+        }
+        const std::string text = line.Value(name, "");
+        double value = 0;
+        const char* end = text.data() + text.size();
+        const std::from_chars_result read = std::from_chars(text.data(), end, value);
+        if (text.empty() || read.ec != std::errc() || read.ptr != end || !std::isfinite(value)) {
+            std::fprintf(stderr, "tavlo plot: %s: '%s' is not a number\n", name, text.c_str());
+            return false;
+        }
+        if (value < 0) {
+            std::fprintf(stderr, "tavlo plot: %s: '%s' is negative\n", name, text.c_str());
+            return false;
+        }
+        *bound = value + 0.0;  // + 0.0: no "-0"
+    }
+    if (window.from && window.to && *window.from > *window.to) {
+        std::fprintf(stderr, "tavlo plot: --from %s is after --to %s\n",
+                     line.Value("--from", "").c_str(), line.Value("--to", "").c_str());
+        return false;
+    }
+    return true;
+}
+
+// Keeps the samples of frames inside the window, and of each run of frames
+// without the signal only the first, after a value: the break in its line.
+void KeepInWindow(const Collector& collector, const Window& window, Series& series) {
     std::vector<Sample> kept;
     for (const Sample& sample : series.samples) {
+        if (!window.Holds(collector.X(sample.frame))) {
+            continue;
+        }
         const bool absent = std::isnan(sample.value);
         if (absent && (kept.empty() || std::isnan(kept.back().value))) {
             continue;
@@ -417,15 +466,22 @@ void Thin(const std::vector<Point>& points, std::size_t begin, std::size_t end, 
 
 class Chart {
 public:
-    Chart(const Collector& collector, const std::vector<Series>& series)
+    // The time axis spans the window's frames, or the window where it is given.
+    Chart(const Collector& collector, const Window& window, const std::vector<Series>& series)
         : collector_(collector), series_(series) {
-        double low = 1;
-        double high = 1;
+        double low = window.from ? *window.from : window.to ? *window.to : 1;
+        double high = low;
+        bool any = false;
         for (std::size_t frame = 0; frame < collector.Frames(); ++frame) {
             const double x = collector.X(frame);
-            low = frame == 0 ? x : std::min(low, x);
-            high = frame == 0 ? x : std::max(high, x);
+            if (window.Holds(x)) {
+                low = any ? std::min(low, x) : x;
+                high = any ? std::max(high, x) : x;
+                any = true;
+            }
         }
+        low = window.from ? *window.from : low;
+        high = window.to ? *window.to : high;
         time_ = RoundAxis(low, high, 10, collector.Timed() ? 0 : 1, false);
         height_ = kTop + static_cast<int>(series.size()) * kPanelHeight + kBottom;
     }
@@ -634,6 +690,10 @@ int Plot(const Invocation& line) {
     if (output.empty() || positional.size() < 3) {
         return line.Misused();
     }
+    Window window;
+    if (!ReadWindow(line, window)) {
+        return kUsage;
+    }
     const std::string& path = positional[0];
     const std::string& log = positional[1];
     DecodedDatabase db;
@@ -658,13 +718,13 @@ int Plot(const Invocation& line) {
     Collector collector(db.decoder, series);
     int status = ReadFrames({log}, [&collector](const Frame& frame) { collector.Add(frame); });
     for (Series& each : series) {
-        KeepBreaks(each);
+        KeepInWindow(collector, window, each);
         if (each.values == 0) {
             std::fprintf(stderr, "%s: no values of %s\n",
                          log == "-" ? "<standard input>" : log.c_str(), each.name.c_str());
         }
     }
-    const std::string svg = Chart(collector, series).Svg();
+    const std::string svg = Chart(collector, window, series).Svg();
     const bool emptied = toStdout || EmptyIfRegular(out);
     const bool written =
         emptied && std::fwrite(svg.data(), 1, svg.size(), out) == svg.size();
@@ -680,6 +740,8 @@ int Plot(const Invocation& line) {
 
 const Subcommand kPlot{"plot", "DB LOG SIGNAL... -o SVG", "draw signals of a log as SVG",
                        &Plot, kPlotHelp,
-                       {{"-o,--output", "SVG", "the chart's file ('-' for standard output)", {}}}};
+                       {{"-o,--output", "SVG", "the chart's file ('-' for standard output)", {}},
+                        {"--from", "SECONDS", "draw the frames from this time on", {}},
+                        {"--to", "SECONDS", "draw the frames up to this time", {}}}};
 
 }  // namespace tavlo::tool
