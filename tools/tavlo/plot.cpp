@@ -7,8 +7,11 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <limits>
+#include <optional>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "commands.h"
@@ -26,16 +29,25 @@ const char kPlotHelp[] =
     "output): one panel per signal, stacked on a shared time axis in seconds\n"
     "from the log's first frame, or on frame numbers when the log has no\n"
     "timestamps. A signal is named NAME, or MESSAGE.NAME when several messages\n"
-    "have a signal of that name. A value holds until the next one and is drawn\n"
-    "as a step; a multiplexed signal has values only in the frames of its\n"
-    "multiplexer value, and a frame too short for a signal has none. Long logs\n"
-    "are thinned to the first, smallest, largest and last value of each pixel\n"
-    "column, which keeps the curve's outline.\n"
+    "have a signal of that name. A '*' in either part (quoted from the shell)\n"
+    "stands for any characters and chooses every signal that matches, in the\n"
+    "database's order; a signal chosen twice gets one panel.\n"
     "\n"
-    "A signal without values in the log gets a panel saying so and a note on\n"
-    "standard error; that alone is not an error (exit status 0). Lines that are\n"
-    "not frames are reported and skipped: the chart is written all the same and\n"
-    "the exit status is 1.\n";
+    "A value holds until the next one and is drawn as a step. A multiplexed\n"
+    "signal has values only in the frames of its multiplexer value: its line\n"
+    "breaks from the first frame of its message without it to the next frame\n"
+    "with it. A frame too short for a signal has none. Long logs are thinned to\n"
+    "the first, smallest, largest and last value of each pixel column, which\n"
+    "keeps the curve's outline; their breaks narrower than a pixel are closed.\n"
+    "\n"
+    "--from and --to draw only the frames from and up to a time, in seconds from\n"
+    "the log's first frame, and the time axis spans them; in a log without\n"
+    "timestamps they are frame numbers, counted from 1.\n"
+    "\n"
+    "A signal without values in the log (or the window) gets a panel saying so\n"
+    "and a note on standard error; that alone is not an error (exit status 0).\n"
+    "Lines that are not frames are reported and skipped: the chart is written\n"
+    "all the same and the exit status is 1.\n";
 
 // The chart's layout in pixels: panels of kPlotHeight under a title line,
 // the time axis' labels under the last one.
@@ -61,9 +73,13 @@ constexpr std::size_t kSamplesPerColumn = 2;
 
 const char* const kColours[] = {"#1f77b4", "#d62728", "#2ca02c", "#9467bd", "#ff7f0e", "#17becf"};
 
+// A frame of a multiplexed signal's message that lacks the signal is kept
+// as a sample of this value: its line breaks there.
+constexpr double kAbsent = std::numeric_limits<double>::quiet_NaN();
+
 struct Sample {
     std::size_t frame;  // the frame's number in the log, from 0
-    double value;
+    double value;       // kAbsent in a frame of the message without the signal
 };
 
 struct Series {
@@ -72,21 +88,52 @@ struct Series {
     std::string name;  // Message.Signal
     std::size_t messageIndex;  // the decoder's
     std::size_t signalIndex;
+    bool multiplexed;  // present only in the frames of its multiplexer's values
     std::vector<Sample> samples;
+    std::size_t values = 0;  // the samples that are not kAbsent, once drawn ones are chosen
 };
 
-bool Named(const msgblk& message, const std::string& name) {
-    return name == message.name || name == MessageName(message);
+// Whether text matches a pattern in which '*' stands for any run of
+// characters: on a mismatch, the last '*' takes one character more.
+bool Matches(std::string_view pattern, std::string_view text) {
+    std::size_t p = 0;
+    std::size_t t = 0;
+    std::size_t star = std::string_view::npos;
+    std::size_t resume = 0;  // where the text goes on after the last '*'
+    while (t < text.size()) {
+        if (p < pattern.size() && pattern[p] == '*') {
+            star = p++;
+            resume = t;
+        } else if (p < pattern.size() && pattern[p] == text[t]) {
+            ++p;
+            ++t;
+        } else if (star != std::string_view::npos) {
+            p = star + 1;
+            t = ++resume;
+        } else {
+            return false;
+        }
+    }
+    while (p < pattern.size() && pattern[p] == '*') {
+        ++p;
+    }
+    return p == pattern.size();
 }
 
-bool Named(const sigblk& signal, const std::string& name) {
-    return name == signal.name || name == SignalName(signal);
+bool Named(const msgblk& message, const std::string& pattern) {
+    return Matches(pattern, message.name) || Matches(pattern, MessageName(message));
 }
 
-// The signal a command line names, NAME or MESSAGE.NAME, by the records'
-// names or their long names; false with the reason shown.
-bool FindSignal(const DecodedDatabase& db, const std::string& path, const std::string& text,
-                Series& found) {
+bool Named(const sigblk& signal, const std::string& pattern) {
+    return Matches(pattern, signal.name) || Matches(pattern, SignalName(signal));
+}
+
+// Adds the signals a command line names, NAME or MESSAGE.NAME, by the
+// records' names or their long names, to those chosen: every match of a
+// pattern with '*', in the database's order, a signal already chosen not
+// again. False with the reason shown.
+bool FindSignals(const DecodedDatabase& db, const std::string& path, const std::string& text,
+                 std::vector<Series>& chosen) {
     const std::size_t dot = text.find('.');
     const std::string messageName = dot == std::string::npos ? "" : text.substr(0, dot);
     const std::string signalName = dot == std::string::npos ? text : text.substr(dot + 1);
@@ -96,11 +143,14 @@ bool FindSignal(const DecodedDatabase& db, const std::string& path, const std::s
         if (dot != std::string::npos && !Named(message, messageName)) {
             continue;
         }
+        const tavlo_dec_message_t& compiled = *db.decoder.Message(m);
         std::size_t index = 0;
         for (const sigblk* s = message.signals; s != nullptr; s = s->next, ++index) {
             if (Named(*s, signalName)) {
+                const bool multiplexed =
+                    index < compiled.signal_count && compiled.signals[index].multiplexer >= 0;
                 matches.push_back({&message, s, MessageName(message) + "." + SignalName(*s), m,
-                                   index, {}});
+                                   index, multiplexed, {}});
             }
         }
     }
@@ -108,7 +158,7 @@ bool FindSignal(const DecodedDatabase& db, const std::string& path, const std::s
         std::fprintf(stderr, "%s: no signal %s\n", path.c_str(), text.c_str());
         return false;
     }
-    if (matches.size() > 1) {
+    if (matches.size() > 1 && text.find('*') == std::string::npos) {
         std::string names;
         for (const Series& match : matches) {
             names += (names.empty() ? "" : ", ") + match.name;
@@ -117,7 +167,12 @@ bool FindSignal(const DecodedDatabase& db, const std::string& path, const std::s
                      text.c_str(), names.c_str());
         return false;
     }
-    found = std::move(matches.front());
+    for (Series& match : matches) {
+        const auto same = [&match](const Series& each) { return each.signal == match.signal; };
+        if (std::none_of(chosen.begin(), chosen.end(), same)) {
+            chosen.push_back(std::move(match));
+        }
+    }
     return true;
 }
 
@@ -153,10 +208,17 @@ public:
             if (series.messageIndex != static_cast<std::size_t>(message)) {
                 continue;  // a second message of the same identifier
             }
+            bool present = false;
             for (std::size_t i = 0; i < count; ++i) {
-                if (values_[i].signal == series.signalIndex && std::isfinite(values_[i].physical)) {
-                    series.samples.push_back({number, values_[i].physical});
+                if (values_[i].signal == series.signalIndex) {
+                    present = true;
+                    if (std::isfinite(values_[i].physical)) {
+                        series.samples.push_back({number, values_[i].physical});
+                    }
                 }
+            }
+            if (!present && series.multiplexed) {
+                series.samples.push_back({number, kAbsent});
             }
         }
     }
@@ -192,6 +254,64 @@ private:
     bool timed_ = true;
     std::vector<double> times_;  // of every frame while all have one
 };
+
+// The stretch of the time axis drawn, as --from and --to give it; the whole
+// log without them.
+struct Window {
+    std::optional<double> from;
+    std::optional<double> to;
+
+    bool Holds(double x) const { return (!from || x >= *from) && (!to || x <= *to); }
+};
+
+// Reads --from and --to: numbers, not negative, the first not after the
+// second; false (a usage error, shown) otherwise.
+bool ReadWindow(const Invocation& line, Window& window) {
+    const std::pair<const char*, std::optional<double>*> options[] = {{"--from", &window.from},
+                                                                      {"--to", &window.to}};
+    for (const auto& [name, bound] : options) {
+        if (!line.Given(name)) {
+            continue;
+        }
+        const std::string text = line.Value(name, "");
+        double value = 0;
+        const char* end = text.data() + text.size();
+        const std::from_chars_result read = std::from_chars(text.data(), end, value);
+        if (text.empty() || read.ec != std::errc() || read.ptr != end || !std::isfinite(value)) {
+            std::fprintf(stderr, "tavlo plot: %s: '%s' is not a number\n", name, text.c_str());
+            return false;
+        }
+        if (value < 0) {
+            std::fprintf(stderr, "tavlo plot: %s: '%s' is negative\n", name, text.c_str());
+            return false;
+        }
+        *bound = value + 0.0;  // + 0.0: no "-0"
+    }
+    if (window.from && window.to && *window.from > *window.to) {
+        std::fprintf(stderr, "tavlo plot: --from %s is after --to %s\n",
+                     line.Value("--from", "").c_str(), line.Value("--to", "").c_str());
+        return false;
+    }
+    return true;
+}
+
+// Keeps the samples of frames inside the window, and of each run of frames
+// without the signal only the first, after a value: the break in its line.
+void KeepInWindow(const Collector& collector, const Window& window, Series& series) {
+    std::vector<Sample> kept;
+    for (const Sample& sample : series.samples) {
+        if (!window.Holds(collector.X(sample.frame))) {
+            continue;
+        }
+        const bool absent = std::isnan(sample.value);
+        if (absent && (kept.empty() || std::isnan(kept.back().value))) {
+            continue;
+        }
+        kept.push_back(sample);
+        series.values += absent ? 0 : 1;
+    }
+    series.samples = std::move(kept);
+}
 
 // An axis from low to high with ticks at round numbers: 1, 2 or 5 times a
 // power of ten apart.
@@ -309,25 +429,27 @@ struct Point {
     double y;
 };
 
-// The samples to draw: all of them while there are few per pixel column;
-// otherwise of each run of samples in one column its first, smallest,
-// largest and last, in their order, so that spikes survive.
-std::vector<std::size_t> Thinned(const std::vector<Point>& points) {
-    std::vector<std::size_t> kept;
-    if (points.size() <= kSamplesPerColumn * kPlotWidth) {
-        for (std::size_t i = 0; i < points.size(); ++i) {
+// The pixel column of an x coordinate.
+int Column(double x) {
+    return std::clamp(static_cast<int>(x - kLeft), 0, kPlotWidth - 1);
+}
+
+// Adds the points of [begin, end) to draw to kept: all of them without
+// thinning; otherwise of each run of points in one column its first,
+// smallest, largest and last, in their order, so that spikes survive.
+void Thin(const std::vector<Point>& points, std::size_t begin, std::size_t end, bool thin,
+          std::vector<std::size_t>& kept) {
+    if (!thin) {
+        for (std::size_t i = begin; i < end; ++i) {
             kept.push_back(i);
         }
-        return kept;
+        return;
     }
-    const auto column = [&points](std::size_t i) {
-        return std::clamp(static_cast<int>(points[i].x - kLeft), 0, kPlotWidth - 1);
-    };
-    std::size_t first = 0;
-    std::size_t lowest = 0;  // by pixel: the largest y
-    std::size_t highest = 0;
-    for (std::size_t i = 1; i <= points.size(); ++i) {
-        if (i < points.size() && column(i) == column(first)) {
+    std::size_t first = begin;
+    std::size_t lowest = begin;  // by pixel: the largest y
+    std::size_t highest = begin;
+    for (std::size_t i = begin + 1; i <= end; ++i) {
+        if (i < end && Column(points[i].x) == Column(points[first].x)) {
             lowest = points[i].y > points[lowest].y ? i : lowest;
             highest = points[i].y < points[highest].y ? i : highest;
             continue;
@@ -340,20 +462,26 @@ std::vector<std::size_t> Thinned(const std::vector<Point>& points) {
         }
         first = lowest = highest = i;
     }
-    return kept;
 }
 
 class Chart {
 public:
-    Chart(const Collector& collector, const std::vector<Series>& series)
+    // The time axis spans the window's frames, or the window where it is given.
+    Chart(const Collector& collector, const Window& window, const std::vector<Series>& series)
         : collector_(collector), series_(series) {
-        double low = 1;
-        double high = 1;
+        double low = window.from ? *window.from : window.to ? *window.to : 1;
+        double high = low;
+        bool any = false;
         for (std::size_t frame = 0; frame < collector.Frames(); ++frame) {
             const double x = collector.X(frame);
-            low = frame == 0 ? x : std::min(low, x);
-            high = frame == 0 ? x : std::max(high, x);
+            if (window.Holds(x)) {
+                low = any ? std::min(low, x) : x;
+                high = any ? std::max(high, x) : x;
+                any = true;
+            }
         }
+        low = window.from ? *window.from : low;
+        high = window.to ? *window.to : high;
         time_ = RoundAxis(low, high, 10, collector.Timed() ? 0 : 1, false);
         height_ = kTop + static_cast<int>(series.size()) * kPanelHeight + kBottom;
     }
@@ -396,7 +524,7 @@ private:
     double PixelX(double x) const { return kLeft + time_.Fraction(x) * kPlotWidth; }
 
     void AppendPanel(std::string& out, const Series& series, int top, const char* colour) const {
-        const std::size_t samples = series.samples.size();
+        const std::size_t samples = series.values;
         out += "<g class=\"panel\">\n<text class=\"title\" x=\"" + std::to_string(kLeft) +
                "\" y=\"" + std::to_string(top - 7) + "\">";
         AppendXmlText(out, SignalName(*series.signal));
@@ -407,7 +535,7 @@ private:
         for (const double tick : Ticks(time_)) {
             AppendLine(out, PixelX(tick), top, PixelX(tick), top + kPlotHeight);
         }
-        if (series.samples.empty()) {
+        if (series.values == 0) {
             out += "<text class=\"empty\" x=\"" + std::to_string(kLeft + kPlotWidth / 2) +
                    "\" y=\"" + std::to_string(top + kPlotHeight / 2) + "\">no values</text>\n";
         } else {
@@ -419,11 +547,11 @@ private:
     }
 
     void AppendValues(std::string& out, const Series& series, int top, const char* colour) const {
-        double low = series.samples.front().value;
+        double low = series.samples.front().value;  // a value: no kAbsent comes first
         double high = low;
         for (const Sample& sample : series.samples) {
-            low = std::min(low, sample.value);
-            high = std::max(high, sample.value);
+            low = std::fmin(low, sample.value);  // fmin, fmax: kAbsent left out
+            high = std::fmax(high, sample.value);
         }
         // An integer signal's values lie a factor apart: no ticks between.
         const unsigned int valueType = series.signal->value_type;
@@ -446,32 +574,40 @@ private:
             AppendXmlText(out, unit);
             out += "</text>\n";
         }
+        // The values' points, each with the x where the line breaks after it
+        // (NaN: it goes on to the next one).
         std::vector<Point> points;
-        points.reserve(series.samples.size());
+        std::vector<double> breaks;
+        points.reserve(series.values);
+        breaks.reserve(series.values);
         for (const Sample& sample : series.samples) {
-            points.push_back({PixelX(collector_.X(sample.frame)), pixelY(sample.value)});
-        }
-        // Steps: a value holds until the next one comes.
-        out += "<polyline class=\"line\" stroke=\"";
-        out += colour;
-        out += "\" points=\"";
-        const Point* previous = nullptr;
-        const std::vector<std::size_t> kept = Thinned(points);
-        for (const std::size_t index : kept) {
-            const Point& point = points[index];
-            if (previous != nullptr) {
-                out += ' ';
-                AppendCoordinate(out, point.x);
-                out += ',';
-                AppendCoordinate(out, previous->y);
-                out += ' ';
+            const double x = PixelX(collector_.X(sample.frame));
+            if (std::isnan(sample.value)) {
+                breaks.back() = x;
+            } else {
+                points.push_back({x, pixelY(sample.value)});
+                breaks.push_back(kAbsent);
             }
-            AppendCoordinate(out, point.x);
-            out += ',';
-            AppendCoordinate(out, point.y);
-            previous = &point;
         }
-        out += "\"/>\n";
+        // A line for each run of values without a break between them. A thinned
+        // line keeps the breaks of a pixel or more: a narrower one cannot be
+        // seen, and keeping each would let a signal whose multiplexer changes
+        // every frame fill the file. What is kept of a column then belongs
+        // to one line, as a break kept ends in a later column.
+        const bool thin = points.size() > kSamplesPerColumn * kPlotWidth;
+        std::vector<std::size_t> kept;
+        std::size_t first = 0;
+        for (std::size_t i = 0; i < points.size(); ++i) {
+            const bool last = i + 1 == points.size();
+            const bool gap = !std::isnan(breaks[i]) &&
+                             (last || !thin || points[i + 1].x - breaks[i] >= 1);
+            if (gap || last) {
+                const std::size_t from = kept.size();
+                Thin(points, first, i + 1, thin, kept);
+                AppendSteps(out, colour, points, kept, from, gap ? breaks[i] : kAbsent);
+                first = i + 1;
+            }
+        }
         if (kept.size() <= kMostDots) {
             out += "<g class=\"dots\" fill=\"";
             out += colour;
@@ -485,6 +621,35 @@ private:
             }
             out += "</g>\n";
         }
+    }
+
+    // A line of steps through the points kept[from...]: a value holds until
+    // the next one comes, the last one until x `until` (if not NaN).
+    static void AppendSteps(std::string& out, const char* colour, const std::vector<Point>& points,
+                            const std::vector<std::size_t>& kept, std::size_t from, double until) {
+        out += "<polyline class=\"line\" stroke=\"";
+        out += colour;
+        out += "\" points=\"";
+        for (std::size_t k = from; k < kept.size(); ++k) {
+            const Point& point = points[kept[k]];
+            if (k > from) {
+                out += ' ';
+                AppendCoordinate(out, point.x);
+                out += ',';
+                AppendCoordinate(out, points[kept[k - 1]].y);
+                out += ' ';
+            }
+            AppendCoordinate(out, point.x);
+            out += ',';
+            AppendCoordinate(out, point.y);
+        }
+        if (!std::isnan(until)) {
+            out += ' ';
+            AppendCoordinate(out, until);
+            out += ',';
+            AppendCoordinate(out, points[kept.back()].y);
+        }
+        out += "\"/>\n";
     }
 
     void AppendTimeAxis(std::string& out, int bottom) const {
@@ -525,15 +690,19 @@ int Plot(const Invocation& line) {
     if (output.empty() || positional.size() < 3) {
         return line.Misused();
     }
+    Window window;
+    if (!ReadWindow(line, window)) {
+        return kUsage;
+    }
     const std::string& path = positional[0];
     const std::string& log = positional[1];
     DecodedDatabase db;
     if (!LoadDecoder(path, db)) {
         return kFailed;
     }
-    std::vector<Series> series(positional.size() - 2);
+    std::vector<Series> series;
     for (std::size_t i = 2; i < positional.size(); ++i) {
-        if (!FindSignal(db, path, positional[i], series[i - 2])) {
+        if (!FindSignals(db, path, positional[i], series)) {
             return kFailed;
         }
     }
@@ -548,13 +717,14 @@ int Plot(const Invocation& line) {
     }
     Collector collector(db.decoder, series);
     int status = ReadFrames({log}, [&collector](const Frame& frame) { collector.Add(frame); });
-    for (const Series& each : series) {
-        if (each.samples.empty()) {
+    for (Series& each : series) {
+        KeepInWindow(collector, window, each);
+        if (each.values == 0) {
             std::fprintf(stderr, "%s: no values of %s\n",
                          log == "-" ? "<standard input>" : log.c_str(), each.name.c_str());
         }
     }
-    const std::string svg = Chart(collector, series).Svg();
+    const std::string svg = Chart(collector, window, series).Svg();
     const bool emptied = toStdout || EmptyIfRegular(out);
     const bool written =
         emptied && std::fwrite(svg.data(), 1, svg.size(), out) == svg.size();
@@ -570,6 +740,8 @@ int Plot(const Invocation& line) {
 
 const Subcommand kPlot{"plot", "DB LOG SIGNAL... -o SVG", "draw signals of a log as SVG",
                        &Plot, kPlotHelp,
-                       {{"-o,--output", "SVG", "the chart's file ('-' for standard output)", {}}}};
+                       {{"-o,--output", "SVG", "the chart's file ('-' for standard output)", {}},
+                        {"--from", "SECONDS", "draw the frames from this time on", {}},
+                        {"--to", "SECONDS", "draw the frames up to this time", {}}}};
 
 }  // namespace tavlo::tool
