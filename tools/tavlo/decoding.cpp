@@ -33,22 +33,31 @@ bool LoadDecoder(const std::string& path, DecodedDatabase& db) {
 
 namespace {
 
-// Whether text matches pattern, where `*` stands for any run of characters.
+// Whether text matches a pattern in which '*' stands for any run of
+// characters: on a mismatch, the last '*' takes one character more.
 bool Matches(std::string_view pattern, std::string_view text) {
-    const std::size_t star = pattern.find('*');
-    if (star == std::string_view::npos) {
-        return pattern == text;
-    }
-    if (text.substr(0, star) != pattern.substr(0, star)) {
-        return false;
-    }
-    const std::string_view rest = pattern.substr(star + 1);
-    for (std::size_t at = star; at <= text.size(); ++at) {
-        if (Matches(rest, text.substr(at))) {
-            return true;
+    std::size_t p = 0;
+    std::size_t t = 0;
+    std::size_t star = std::string_view::npos;
+    std::size_t resume = 0;  // where the text goes on after the last '*'
+    while (t < text.size()) {
+        if (p < pattern.size() && pattern[p] == '*') {
+            star = p++;
+            resume = t;
+        } else if (p < pattern.size() && pattern[p] == text[t]) {
+            ++p;
+            ++t;
+        } else if (star != std::string_view::npos) {
+            p = star + 1;
+            t = ++resume;
+        } else {
+            return false;
         }
     }
-    return false;
+    while (p < pattern.size() && pattern[p] == '*') {
+        ++p;
+    }
+    return p == pattern.size();
 }
 
 }  // namespace

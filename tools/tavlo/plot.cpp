@@ -93,85 +93,29 @@ struct Series {
     std::size_t values = 0;  // the samples that are not kAbsent, once drawn ones are chosen
 };
 
-// Whether text matches a pattern in which '*' stands for any run of
-// characters: on a mismatch, the last '*' takes one character more.
-bool Matches(std::string_view pattern, std::string_view text) {
-    std::size_t p = 0;
-    std::size_t t = 0;
-    std::size_t star = std::string_view::npos;
-    std::size_t resume = 0;  // where the text goes on after the last '*'
-    while (t < text.size()) {
-        if (p < pattern.size() && pattern[p] == '*') {
-            star = p++;
-            resume = t;
-        } else if (p < pattern.size() && pattern[p] == text[t]) {
-            ++p;
-            ++t;
-        } else if (star != std::string_view::npos) {
-            p = star + 1;
-            t = ++resume;
-        } else {
-            return false;
+// Adds the signals a command line names (see FindSignals) to those chosen,
+// a signal already chosen not again. False with the reason shown.
+bool Choose(const DecodedDatabase& db, const std::string& path, const std::string& text,
+            std::vector<Series>& chosen) {
+    std::vector<SignalRef> found;
+    if (!FindSignals(db, path, text, found)) {
+        return false;
+    }
+    for (const SignalRef& ref : found) {
+        const msgblk& message = *db.records[ref.message];
+        const sigblk* signal = message.signals;
+        for (std::size_t i = 0; i < ref.signal; ++i) {
+            signal = signal->next;
         }
-    }
-    while (p < pattern.size() && pattern[p] == '*') {
-        ++p;
-    }
-    return p == pattern.size();
-}
-
-bool Named(const msgblk& message, const std::string& pattern) {
-    return Matches(pattern, message.name) || Matches(pattern, MessageName(message));
-}
-
-bool Named(const sigblk& signal, const std::string& pattern) {
-    return Matches(pattern, signal.name) || Matches(pattern, SignalName(signal));
-}
-
-// Adds the signals a command line names, NAME or MESSAGE.NAME, by the
-// records' names or their long names, to those chosen: every match of a
-// pattern with '*', in the database's order, a signal already chosen not
-// again. False with the reason shown.
-bool FindSignals(const DecodedDatabase& db, const std::string& path, const std::string& text,
-                 std::vector<Series>& chosen) {
-    const std::size_t dot = text.find('.');
-    const std::string messageName = dot == std::string::npos ? "" : text.substr(0, dot);
-    const std::string signalName = dot == std::string::npos ? text : text.substr(dot + 1);
-    std::vector<Series> matches;
-    for (std::size_t m = 0; m < db.records.size(); ++m) {
-        const msgblk& message = *db.records[m];
-        if (dot != std::string::npos && !Named(message, messageName)) {
+        const auto same = [signal](const Series& each) { return each.signal == signal; };
+        if (std::any_of(chosen.begin(), chosen.end(), same)) {
             continue;
         }
-        const tavlo_dec_message_t& compiled = *db.decoder.Message(m);
-        std::size_t index = 0;
-        for (const sigblk* s = message.signals; s != nullptr; s = s->next, ++index) {
-            if (Named(*s, signalName)) {
-                const bool multiplexed =
-                    index < compiled.signal_count && compiled.signals[index].multiplexer >= 0;
-                matches.push_back({&message, s, MessageName(message) + "." + SignalName(*s), m,
-                                   index, multiplexed, {}});
-            }
-        }
-    }
-    if (matches.empty()) {
-        std::fprintf(stderr, "%s: no signal %s\n", path.c_str(), text.c_str());
-        return false;
-    }
-    if (matches.size() > 1 && text.find('*') == std::string::npos) {
-        std::string names;
-        for (const Series& match : matches) {
-            names += (names.empty() ? "" : ", ") + match.name;
-        }
-        std::fprintf(stderr, "%s: signal %s is in several messages: %s\n", path.c_str(),
-                     text.c_str(), names.c_str());
-        return false;
-    }
-    for (Series& match : matches) {
-        const auto same = [&match](const Series& each) { return each.signal == match.signal; };
-        if (std::none_of(chosen.begin(), chosen.end(), same)) {
-            chosen.push_back(std::move(match));
-        }
+        const tavlo_dec_message_t& compiled = *db.decoder.Message(ref.message);
+        const bool multiplexed =
+            ref.signal < compiled.signal_count && compiled.signals[ref.signal].multiplexer >= 0;
+        chosen.push_back({&message, signal, MessageName(message) + "." + SignalName(*signal),
+                          ref.message, ref.signal, multiplexed, {}});
     }
     return true;
 }
@@ -702,7 +646,7 @@ int Plot(const Invocation& line) {
     }
     std::vector<Series> series;
     for (std::size_t i = 2; i < positional.size(); ++i) {
-        if (!FindSignals(db, path, positional[i], series)) {
+        if (!Choose(db, path, positional[i], series)) {
             return kFailed;
         }
     }
