@@ -3,8 +3,10 @@
 #   scripts/deps.sh          compiler, CMake, GoogleTest, Google Benchmark, pkg-config,
 #                            nlohmann JSON (header-only, for the JSON converter module),
 #                            CLI11 (header-only, the tavlo command's option parsing),
-#                            zlib (the log readers' BLF containers) and python3-can (an
-#                            outside writer of ASC, BLF and TRC logs for their tests)
+#                            zlib (the log readers' BLF containers), python3-can (an
+#                            outside writer of ASC, BLF and TRC logs for their tests),
+#                            ncurses (tavlo monitor's terminal view) and tmux (the
+#                            terminal its test drives)
 #   scripts/deps.sh m32      the same, plus the 32-bit compiler (g++-multilib) and its zlib
 #   scripts/deps.sh fuzz     the same, plus clang and its libFuzzer/sanitizer runtimes
 #   scripts/deps.sh windows  the same, plus the MinGW-w64 i686 cross compiler, its zlib
@@ -21,10 +23,11 @@ case "$group" in
     *) echo "usage: scripts/deps.sh [m32|fuzz|windows]" >&2; exit 2 ;;
 esac
 core=(g++ make cmake pkg-config libgtest-dev googletest libbenchmark-dev nlohmann-json3-dev
-      libcli11-dev zlib1g-dev python3-can)
+      libcli11-dev zlib1g-dev python3-can libncurses-dev tmux)
 # The 32-bit zlib of the multilib compiler (/usr/lib32): zlib1g-dev:i386 would
 # do as well, but drags in the i386 C library headers, whose version must
-# match the amd64 ones to the last security update.
+# match the amd64 ones to the last security update. (No 32-bit ncurses: the
+# 32-bit build makes tavlo without the monitor's view.)
 [[ "$group" == m32 ]] && core+=(g++-multilib lib32z1-dev)
 
 installed() {

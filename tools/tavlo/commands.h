@@ -66,5 +66,6 @@ extern const Subcommand kDecode;
 extern const Subcommand kConvert;
 extern const Subcommand kDiff;
 extern const Subcommand kPlot;
+extern const Subcommand kMonitor;
 
 }  // namespace tavlo::tool

@@ -30,6 +30,7 @@ const Subcommand* const kSubcommands[] = {
     &kConvert,
     &kDiff,
     &kPlot,
+    &kMonitor,
 };
 
 // A subcommand as declared on the command line, and what it was given.
