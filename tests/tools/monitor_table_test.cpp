@@ -14,9 +14,12 @@
 namespace tavlo::tool::monitor {
 namespace {
 
-// "100#A00F02", "00000300#07" (8 digits: extended), "555#R" (remote).
-Frame Parse(const std::string& text) {
+// "100#A00F02", "00000300#07" (8 digits: extended), "555#R" (remote),
+// "!100#0004" (an error frame).
+Frame Parse(std::string text) {
     Frame frame;
+    frame.error = text[0] == '!';
+    text.erase(0, frame.error ? 1 : 0);
     const std::size_t hash = text.find('#');
     frame.id = static_cast<unsigned int>(std::stoul(text.substr(0, hash), nullptr, 16)) |
                (hash == 8 ? kExtendedFlag : 0);
@@ -105,6 +108,7 @@ TEST(MonitorRows, LatestValuesOfEveryMessageSeen) {
         "555#0A0B0C",
         "7FF#R",
         "200#",                  // too short for Gear: it keeps its value
+        "!100#0004",             // an error frame: not EngineData's
     };
     double time = 0;
     for (const char* text : kFrames) {
@@ -118,13 +122,14 @@ TEST(MonitorRows, LatestValuesOfEveryMessageSeen) {
         const char* signals;
     };
     const Expected kRows[] = {
-        {"100", "EngineData", 2, 0.75,
+        {"100", "EngineData", 2, 1.0,
          "EngineSpeed=1000 rpm  EngineTemp=-38 degC \"Hot\"  Mux=0  OilPressure=48 kPa  OilLevel=50 %  "
          "StatusWithAVeryLongSignalNameAb1=0  StatusWithAVeryLongSignalNameAb2=0"},
-        {"200", "GearData", 2, 0, "Gear=5"},
-        {"555", "unknown", 2, 0.5, "0A 0B 0C"},
-        {"7FF", "unknown", 1, 0.25, "remote"},
-        {"00000300", "ExtendedData", 1, 1.0, "Counter=7"},
+        {"200", "GearData", 2, 0.25, "Gear=5"},
+        {"555", "unknown", 2, 0.75, "0A 0B 0C"},
+        {"7FF", "unknown", 1, 0.5, "remote"},
+        {"100", "error", 1, 0, "00 04"},
+        {"00000300", "ExtendedData", 1, 1.25, "Counter=7"},
     };
     const std::vector<Row> rows = table.Rows(time);
     ASSERT_EQ(rows.size(), std::size(kRows));
@@ -143,14 +148,14 @@ TEST(MonitorRows, LatestValuesOfEveryMessageSeen) {
     Row row = rows[0];
     row.rate = 12.345;
     EXPECT_EQ(FormatRow(row, width),
-              "100       EngineData           2    12.3     0.8  EngineSpeed=1000 rpm  EngineTemp=-38 "
+              "100       EngineData           2    12.3     1.0  EngineSpeed=1000 rpm  EngineTemp=-38 "
               "degC \"Hot\"  Mux=0  OilPressure=48 kPa  OilLevel=50 %  StatusWithAVeryLongSignalNameAb1=0  "
               "StatusWithAVeryLongSignalNameAb2=0");
     EXPECT_EQ(HeaderLine(width), "ID        NAME             COUNT  RATE/s   AGE/s  SIGNALS");
     EXPECT_EQ(HeaderLine(width).find("SIGNALS"), SignalsColumn(width));
     row.rate.reset();
     EXPECT_EQ(FormatRow(row, width).substr(0, SignalsColumn(width)),
-              "100       EngineData           2       -     0.8  ");
+              "100       EngineData           2       -     1.0  ");
 }
 
 TEST(MonitorFilter, MatchesAPartOfTheNameInAnyCase) {

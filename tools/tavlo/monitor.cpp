@@ -14,18 +14,19 @@ namespace {
 
 const char kMonitorHelp[] =
     "usage: tavlo monitor [OPTIONS] DB [LOG|-]\n"
+    "       tavlo monitor [OPTIONS] DB --bus INTERFACE\n"
     "Shows the messages seen on a full-screen terminal view, one row each,\n"
     "updated ten times a second as frames arrive: identifier, name, count, rate\n"
     "(frames per second over the last two seconds), age (seconds since its\n"
     "last frame) and the latest value of each of its signals, with unit and\n"
     "value description. Identifiers the database does not know are rows named\n"
-    "unknown, with their latest data in hex.\n"
+    "unknown, with their latest data in hex; error frames are a row named error.\n"
     "\n"
     "Frames come from standard input (no LOG, or '-'), the keys then from the\n"
     "terminal (/dev/tty); or from a log (candump, ASC, BLF or TRC), read as fast\n"
     "as it can be read with rates and ages in the log's own time, or with\n"
-    "--replay at the pace of its frames' times. When the input ends the view\n"
-    "stays, saying so, until q.\n"
+    "--replay at the pace of its frames' times; or with --bus from a SocketCAN\n"
+    "interface. When the input ends the view stays, saying so, until q.\n"
     "\n"
     "Keys: Up, Down, PgUp, PgDn, Home and End scroll; Left and Right shift the\n"
     "signals sideways; '/' filters the rows by name (type a part of it, Enter\n"
@@ -36,7 +37,8 @@ const char kMonitorHelp[] =
     "Linux only. Needs a terminal: standard output or /dev/tty.\n";
 
 int Monitor(const Invocation& line) {
-    if (line.operands.empty() || line.operands.size() > 2) {
+    const bool bus = line.Given("--bus");
+    if (line.operands.empty() || line.operands.size() > (bus ? 1 : 2)) {
         return line.Misused();
     }
 #if defined(TAVLO_HAVE_MONITOR)
@@ -44,6 +46,7 @@ int Monitor(const Invocation& line) {
     request.database = line.operands[0];
     request.input = line.operands.size() > 1 ? line.operands[1] : "-";
     request.replay = line.Given("--replay");
+    request.bus = line.Value("--bus", "");
     return monitor::RunScreen(request);
 #else
     std::fputs("tavlo monitor: not built: this tavlo has no terminal view (it needs ncurses, on "
@@ -57,6 +60,7 @@ int Monitor(const Invocation& line) {
 
 const Subcommand kMonitor{"monitor", "DB [LOG|-]", "a live terminal view of the messages seen",
                           &Monitor, kMonitorHelp,
-                          {{"--replay", nullptr, "replay LOG at the pace of its frames' times", {}}}};
+                          {{"--replay", nullptr, "replay LOG at the pace of its frames' times", {}},
+                           {"-b,--bus", "INTERFACE", "read a SocketCAN interface (Linux)", {}}}};
 
 }  // namespace tavlo::tool

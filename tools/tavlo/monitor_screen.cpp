@@ -59,8 +59,8 @@ double Since(SteadyClock::time_point start) {
     return std::chrono::duration<double>(SteadyClock::now() - start).count();
 }
 
-void ReadInput(Shared& shared, const std::string& input, Pace pace, SteadyClock::time_point start) {
-    ReadFrames({input}, [&](const Frame& frame) {
+void ReadInput(Shared& shared, const Request& request, Pace pace, SteadyClock::time_point start) {
+    const auto add = [&](const Frame& frame) {
         std::unique_lock<std::mutex> lock(shared.mutex);
         if (shared.stop) {
             return;
@@ -76,7 +76,12 @@ void ReadInput(Shared& shared, const std::string& input, Pace pace, SteadyClock:
             }
         }
         shared.table.Add(frame, time);
-    });
+    };
+    if (request.bus.empty()) {
+        ReadFrames({request.input}, add);
+    } else {
+        ReadBus(request.bus, add);
+    }
     const std::lock_guard<std::mutex> lock(shared.mutex);
     shared.ended = true;
     shared.changed.notify_all();
@@ -421,9 +426,9 @@ int RunScreen(const Request& request) {
     if (!LoadDecoder(request.database, db)) {
         return kFailed;
     }
-    const bool standardInput = request.input == "-";
+    const bool standardInput = request.input == "-" && request.bus.empty();
     Pace pace = Pace::kLive;
-    if (!standardInput) {
+    if (request.bus.empty() && !standardInput) {
         struct stat info {};
         if (stat(request.input.c_str(), &info) != 0) {
             std::fprintf(stderr, "%s: cannot be read: %s\n", request.input.c_str(), std::strerror(errno));
@@ -465,7 +470,7 @@ int RunScreen(const Request& request) {
     sigaddset(&blocked, SIGWINCH);
     sigaddset(&blocked, SIGTSTP);
     pthread_sigmask(SIG_BLOCK, &blocked, &previous);
-    std::thread reader(ReadInput, std::ref(shared), request.input, pace, start);
+    std::thread reader(ReadInput, std::ref(shared), std::cref(request), pace, start);
     pthread_sigmask(SIG_SETMASK, &previous, nullptr);
 
     Screen screen(request, pace, shared, errors, start);

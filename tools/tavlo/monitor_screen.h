@@ -9,6 +9,7 @@ namespace tavlo::tool::monitor {
 struct Request {
     std::string database;
     std::string input;  // a log, or "-" for standard input
+    std::string bus;    // a SocketCAN interface to read instead, or ""
     bool replay = false;
 };
 

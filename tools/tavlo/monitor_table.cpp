@@ -172,10 +172,12 @@ MessageTable::MessageTable(const DecodedDatabase& db) : db_(db) {
 
 void MessageTable::Add(const Frame& frame, double time) {
     ++frames_;
-    const auto [found, added] = seen_.try_emplace(frame.id);
+    // Error frames have rows of their own: never those of a message.
+    const auto [found, added] = seen_.try_emplace(frame.error ? frame.id | kErrorKey : frame.id);
     Seen& seen = found->second;
     if (added) {
-        seen.index = db_.decoder.FindId(frame.id);
+        seen.error = frame.error;
+        seen.index = frame.error ? -1 : db_.decoder.FindId(frame.id);
         if (seen.index >= 0) {
             const std::size_t count = db_.decoder.Message(static_cast<std::size_t>(seen.index))->signal_count;
             seen.values.resize(count);
@@ -209,8 +211,10 @@ std::vector<Row> MessageTable::Rows(double now) const {
     rows.reserve(seen_.size());
     for (const auto& [id, seen] : seen_) {
         Row& row = rows.emplace_back();
-        row.id = id;
-        row.name = seen.index >= 0 ? messages_[static_cast<std::size_t>(seen.index)].name : "unknown";
+        row.id = id & ~kErrorKey;
+        row.name = seen.index >= 0 ? messages_[static_cast<std::size_t>(seen.index)].name
+                   : seen.error    ? "error"
+                                   : "unknown";
         row.count = seen.count;
         row.rate = seen.rate.Rate(now);
         row.age = std::max(0.0, now - seen.latest);

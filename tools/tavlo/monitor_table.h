@@ -70,7 +70,8 @@ private:
 // A message seen, as a row shows it.
 struct Row {
     unsigned int id = 0;  // as the database keeps it: bit 31 for extended
-    std::string name;     // "unknown" for an identifier the database lacks
+    std::string name;     // "unknown" for an identifier the database lacks, "error" for
+                          // error frames
     std::uint64_t count = 0;
     std::optional<double> rate;
     double age = 0;
@@ -107,7 +108,8 @@ private:
         // A known message: the latest value of each signal, once it had one.
         std::vector<tavlo_dec_value_t> values;
         std::vector<char> valued;
-        // An unknown one: its latest frame.
+        // An unknown one, or error frames: its latest frame.
+        bool error = false;
         unsigned int length = 0;
         bool remote = false;
         unsigned char data[64] = {};
@@ -117,6 +119,9 @@ private:
 
     const DecodedDatabase& db_;
     std::vector<Message> messages_;        // by the decoder's index
+    // Error frames' identifiers are kept with this bit, which no identifier
+    // of the records has (extended ones have bit 31 and 29 bits).
+    static constexpr unsigned int kErrorKey = 0x40000000u;
     std::map<unsigned int, Seen> seen_;    // by identifier
     std::vector<tavlo_dec_value_t> decoded_;
     std::uint64_t frames_ = 0;
