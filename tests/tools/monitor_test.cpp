@@ -178,6 +178,15 @@ protected:
         EXPECT_NE(settings.find(" echo "), std::string::npos) << settings;
     }
 
+    // q: it ends with status 0, having said nothing, the terminal as it was.
+    void QuitCleanly() {
+        Keys("q");
+        std::string settings;
+        EXPECT_EQ(Ended(settings), 0) << FileBytes(errors_);
+        EXPECT_EQ(FileBytes(errors_), "");
+        ExpectTerminalRestored(settings);
+    }
+
     static std::string Lines(const std::string& line, int times) {
         std::string lines;
         for (int i = 0; i < times; ++i) {
@@ -277,11 +286,7 @@ TEST_F(Terminal, StandardInputFilteredPausedAndQuit) {
     EXPECT_NE(LineWith(screen, "GearData").find("Gear=6"), std::string::npos) << screen;
 
     // q while the reader waits on the open FIFO.
-    Keys("q");
-    std::string settings;
-    EXPECT_EQ(Ended(settings), 0) << FileBytes(errors_);
-    EXPECT_EQ(FileBytes(errors_), "");
-    ExpectTerminalRestored(settings);
+    QuitCleanly();
 }
 
 // A log replayed at its own pace: the last frame comes 0.6 s after the
@@ -314,11 +319,7 @@ TEST_F(Terminal, ReplayedLogEndsAndStays) {
         return row.size() > 4 && std::atof(row[4].c_str()) >= 0.5;
     });
     EXPECT_NE(screen.find("input ended"), std::string::npos) << screen;
-    Keys("q");
-    std::string settings;
-    EXPECT_EQ(Ended(settings), 0) << FileBytes(errors_);
-    EXPECT_EQ(FileBytes(errors_), "");
-    ExpectTerminalRestored(settings);
+    QuitCleanly();
 }
 
 // Ctrl-C leaves the terminal as it was too.
