@@ -24,15 +24,15 @@ namespace {
 
 // A raw CAN socket bound to one interface, taking FD frames and error
 // frames and stamping each with its receive time; -1 after saying why not.
-int OpenBus(const std::string& interface) {
-    const unsigned int index = if_nametoindex(interface.c_str());
-    if (interface.empty() || interface.size() >= IFNAMSIZ || index == 0) {
-        std::fprintf(stderr, "%s: no such network interface\n", interface.c_str());
+int OpenBus(const std::string& device) {
+    const unsigned int index = if_nametoindex(device.c_str());
+    if (device.empty() || device.size() >= IFNAMSIZ || index == 0) {
+        std::fprintf(stderr, "%s: no such network interface\n", device.c_str());
         return -1;
     }
     const int bus = socket(PF_CAN, SOCK_RAW, CAN_RAW);
     if (bus < 0) {
-        std::fprintf(stderr, "%s: cannot open a CAN socket: %s\n", interface.c_str(),
+        std::fprintf(stderr, "%s: cannot open a CAN socket: %s\n", device.c_str(),
                      std::strerror(errno));
         return -1;
     }
@@ -46,7 +46,7 @@ int OpenBus(const std::string& interface) {
     if (setsockopt(bus, SOL_CAN_RAW, CAN_RAW_ERR_FILTER, &errors, sizeof errors) != 0 ||
         setsockopt(bus, SOL_SOCKET, SO_TIMESTAMP, &on, sizeof on) != 0 ||
         bind(bus, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-        std::fprintf(stderr, "%s: cannot read the bus: %s\n", interface.c_str(),
+        std::fprintf(stderr, "%s: cannot read the bus: %s\n", device.c_str(),
                      std::strerror(errno));
         close(bus);
         return -1;
@@ -91,9 +91,9 @@ long Receive(int bus, canfd_frame& received, timeval& time, const std::function<
 
 }  // namespace
 
-int ReadBus(const std::string& interface, const std::function<void(const Frame&)>& sink,
+int ReadBus(const std::string& device, const std::function<void(const Frame&)>& sink,
             const std::function<void()>& idle) {
-    const int bus = OpenBus(interface);
+    const int bus = OpenBus(device);
     if (bus < 0) {
         return kFailed;
     }
@@ -102,11 +102,11 @@ int ReadBus(const std::string& interface, const std::function<void(const Frame&)
     char timeText[32];
     char idText[16];
     Frame frame;
-    frame.channel = interface;
+    frame.channel = device;
     for (;;) {
         const long got = Receive(bus, received, time, idle);
         if (got < 0) {
-            std::fprintf(stderr, "%s: %s\n", interface.c_str(), std::strerror(errno));
+            std::fprintf(stderr, "%s: %s\n", device.c_str(), std::strerror(errno));
             close(bus);
             return kFailed;
         }
@@ -137,9 +137,9 @@ int ReadBus(const std::string& interface, const std::function<void(const Frame&)
 
 #else
 
-int ReadBus(const std::string& interface, const std::function<void(const Frame&)>&,
+int ReadBus(const std::string& device, const std::function<void(const Frame&)>&,
             const std::function<void()>&) {
-    std::fprintf(stderr, "%s: a bus can be read on Linux only (SocketCAN)\n", interface.c_str());
+    std::fprintf(stderr, "%s: a bus can be read on Linux only (SocketCAN)\n", device.c_str());
     return kFailed;
 }
 

@@ -34,11 +34,11 @@ struct Frame {
 int ReadFrames(const Arguments& logs, const std::function<void(const Frame&)>& sink,
                const std::function<void()>& idle = {});
 
-// Calls sink with every frame the network interface (a SocketCAN one, on
+// Calls sink with every frame the network interface `device` (SocketCAN, on
 // Linux) receives from now on, until reading fails (kFailed, said on
 // standard error) or the process is stopped; idle as for ReadFrames. A bus
 // that cannot be opened is reported: kFailed.
-int ReadBus(const std::string& interface, const std::function<void(const Frame&)>& sink,
+int ReadBus(const std::string& device, const std::function<void(const Frame&)>& sink,
             const std::function<void()>& idle = {});
 
 }  // namespace tavlo::tool
