@@ -281,6 +281,60 @@ struct BlfCase {
     std::vector<std::string> expected;
 };
 
+// candump -L's own lines are read a quicker way than other lines; the same
+// line with a second blank after its time is read the general way. Over
+// random lines, good and bad (times without a point or fraction, long
+// times, identifiers of 1 to 9 digits, odd or long data, remote and FD
+// frames, a stray character or line end), both ways must give the same
+// frame, time to the bit, or both reject the line.
+TEST(LogReaders, CandumpLinesReadAlikeEitherWay) {
+    std::mt19937 random(11);
+    const auto pick = [&random](const char* from, std::size_t n) {
+        std::string text;
+        for (std::size_t i = 0; i < n; ++i) {
+            text += from[random() % std::strlen(from)];
+        }
+        return text;
+    };
+    std::string quick;
+    std::string general;
+    for (int i = 0; i < 4000; ++i) {
+        std::string time = pick("0123456789", 1 + random() % 12);
+        if (random() % 8 != 0) {
+            time += "." + pick("0123456789", random() % 10);
+        }
+        const std::string id = pick("0123456789ABCDEFabcdef", 1 + random() % 9);
+        std::string data = pick("0123456789ABCDEF", random() % 2 == 0 ? 16 : random() % 131);
+        const unsigned int change = random() % 16;
+        data = change == 0 ? "R" : change == 1 ? "#1" + data : change == 2 ? data + "G" : data;
+        data += change == 3 ? "\r" : change == 4 ? " x" : "";
+        const std::string rest = "can" + std::to_string(i % 3) + " " + id + "#" + data + "\n";
+        quick += "(" + time + ") " + rest;
+        general += "(" + time + ")  " + rest;
+    }
+    tavlo_log_reader_t* readers[2] = {};
+    ASSERT_EQ(tavlo_log_open_memory(quick.data(), quick.size(), "", TAVLO_LOG_CANDUMP, &readers[0]),
+              TAVLO_LOG_OK);
+    ASSERT_EQ(tavlo_log_open_memory(general.data(), general.size(), "", TAVLO_LOG_CANDUMP,
+                                    &readers[1]),
+              TAVLO_LOG_OK);
+    std::size_t frames = 0;
+    for (int result = TAVLO_LOG_OK; result != TAVLO_LOG_END;) {
+        tavlo_log_frame_t frame[2];
+        result = tavlo_log_next(readers[0], &frame[0]);
+        const unsigned long line = tavlo_log_line(readers[0]);
+        ASSERT_EQ(tavlo_log_next(readers[1], &frame[1]), result) << line;
+        if (result == TAVLO_LOG_OK) {
+            ++frames;
+            EXPECT_EQ(Describe(frame[0]), Describe(frame[1])) << line;
+            EXPECT_EQ(std::memcmp(&frame[0].time, &frame[1].time, sizeof frame[0].time), 0) << line;
+        }
+    }
+    tavlo_log_close(readers[0]);
+    tavlo_log_close(readers[1]);
+    EXPECT_GT(frames, 1000u);
+}
+
 TEST(LogReaders, BlfLogsReadToTheirFrames) {
     const Bytes standard = Object(1, CanBody(0x123, 0, 4), 1, 1, 150);  // 1.5 ms in 10 µs
     const Bytes extended = Object(86, Join(CanBody(0x80000456u, 0, 8), Bytes(8)), 2, 2, 2000000);
