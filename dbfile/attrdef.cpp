@@ -65,7 +65,8 @@ int DefineAttribute(attr_def** list, const char* name, unsigned int objectType,
     return 1;
 }
 
-int SetAttributeDefault(attr_def* list, const char* name, tavlo_attr_value_t value, int line) {
+int SetAttributeDefault(attr_def* list, const char* name, tavlo_attr_value_t value, bool isText,
+                        int line) {
     const std::string key = BlanksForTabs(name);
     attr_def* def = TAVLO_GET_ATTR_DEF_NAME(list, key.c_str());
     if (def == nullptr) {
@@ -73,7 +74,16 @@ int SetAttributeDefault(attr_def* list, const char* name, tavlo_attr_value_t val
         ReportReadError(kMsgUnknownSymbol, line, key.c_str());
         return 0;
     }
-    if (def->value_type == TAVLO_ATTR_STRING || def->value_type == TAVLO_ATTR_ENUM) {
+    const bool wantsText = def->value_type == TAVLO_ATTR_STRING || def->value_type == TAVLO_ATTR_ENUM;
+    if (wantsText != isText) {
+        // A value of the other kind (the caller checks the kind where it
+        // can): the default stays as it was, and a text is not kept.
+        if (isText) {
+            TAVLO_MFREE(value.text);
+        }
+        return 1;
+    }
+    if (wantsText) {
         TAVLO_MFREE(def->default_value.text);
         def->default_value.text = value.text;
     } else {

@@ -27,11 +27,13 @@ int DefineAttribute(attr_def** list, const char* name, unsigned int objectType,
 
 // Sets the default of the definition of `name` (tabs in the name become
 // blanks): STRING and ENUM take value.text (the old default text is
-// released), INT, FLOAT and HEX the number. Returns 1. An unknown name
-// closes the input and reports error 20 with the name and line, and returns
-// 0 if the read goes on. A text becomes the definition's only when 1 is
-// returned.
-int SetAttributeDefault(attr_def* list, const char* name, tavlo_attr_value_t value, int line);
+// released), INT, FLOAT and HEX the number; isText says which value holds.
+// A value of the other kind leaves the default as it was (a text is
+// released). Returns 1. An unknown name closes the input and reports error
+// 20 with the name and line, and returns 0 if the read goes on; the text
+// is then still the caller's.
+int SetAttributeDefault(attr_def* list, const char* name, tavlo_attr_value_t value, bool isText,
+                        int line);
 
 }  // namespace tavlo::dbfile
 

@@ -114,9 +114,11 @@ void Parser::user_define(int token) {
         TAVLO_MFREE(enumTexts);
         throw ParseStopped{false};
     }
-    Advance();  // past the ";", with the definition linked in
+    // Indexed before the next token is read: if that fails (tolerant
+    // loading goes on), the definition is linked in and must be found.
     attr_def* def = TailOf(*lists_.attrDefs);
     attrDefIndex_.emplace(def->name, def);
+    Advance();  // past the ";"
 }
 
 // sigtype_attr -> BA_DEF_SGTYPE_ STRING [data_type] ';'
@@ -170,7 +172,7 @@ void Parser::user_define_default() {
     }
     int set = 0;
     try {
-        set = SetAttributeDefault(*lists_.attrDefs, name.text, value, name.line);
+        set = SetAttributeDefault(*lists_.attrDefs, name.text, value, isText, name.line);
     } catch (...) {
         if (isText) {
             TAVLO_MFREE(value.text);

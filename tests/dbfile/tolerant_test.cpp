@@ -135,6 +135,27 @@ INSTANTIATE_TEST_SUITE_P(Faults, Tolerance, ::testing::ValuesIn(kFaults),
                              return std::string(info.param.name);
                          });
 
+// A definition followed by a token that cannot be read (line 10) is linked
+// in before the fault; later statements must find it: a default of the
+// wrong kind for it is refused as such (illegal mode, line 11) and the
+// definition's default stays.
+TEST(Tolerance, DefinitionBeforeAnUnreadableTokenIsFound) {
+    const std::string path = Written(
+        "VERSION \"\"\n\nNS_ :\n\nBS_:\n\nBU_: A\n\nBA_DEF_ \"Level\" INT 0 10;\nX\xff;\n"
+        "BA_DEF_DEF_ \"Level\" \"high\";\n",
+        "_unreadable.dbc");
+    tavlo::Loaded tolerant(path.c_str(), TAVLO_LOAD_TOLERANT);
+    std::remove(path.c_str());
+    ASSERT_TRUE(tolerant.ok());
+    bool refused = false;
+    for (const tavlo_diagnostic_t& diagnostic : tolerant.diagnostics()) {
+        refused = refused || (diagnostic.code == 11 && diagnostic.line == 11);
+    }
+    EXPECT_TRUE(refused);
+    ASSERT_NE(tolerant.root().attr_defs, nullptr);
+    EXPECT_EQ(tolerant.root().attr_defs->default_value.number, 0.0);
+}
+
 }  // namespace
 
 namespace {
