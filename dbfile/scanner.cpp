@@ -185,7 +185,9 @@ bool TakeRun(unsigned char bits, std::size_t* length) {
     }
     const auto run = static_cast<std::size_t>(p - gPos);
     if (*length + run > kTokenTextSize) {
-        std::memcpy(gText + *length, gPos, kTokenTextSize - *length);
+        if (*length < kTokenTextSize) {
+            std::memcpy(gText + *length, gPos, kTokenTextSize - *length);
+        }
         *length = kTokenTextSize;
         return false;
     }
@@ -335,6 +337,9 @@ int Number(int c) {
     }
     if (c == '.') {
         Get();
+        if (length >= kTokenTextSize) {  // the digits filled the token text
+            return TooLong(length);
+        }
         gText[length++] = '.';
         if (!Digits(&length, &c)) {
             return TooLong(length);
