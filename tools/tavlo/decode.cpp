@@ -8,6 +8,9 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
+#include <cstring>
+#include <map>
+#include <tuple>
 #include <vector>
 
 #include "commands.h"
@@ -46,22 +49,34 @@ enum class Format { kText, kJson, kCsv };
 
 // How a signal's value is written: as PutValue writes it, an integer
 // without scaling exactly, else the physical value, from its exact decimal
-// where the scaling is decimal.
-enum class ValueForm : std::uint8_t { kSigned, kUnsigned, kDecimal, kNumber };
+// where the scaling is decimal; or, for a short integer signal, its text
+// taken from a table of every raw value's, made once (kTable).
+enum class ValueForm : std::uint8_t { kSigned, kUnsigned, kDecimal, kNumber, kTable };
+
+// A value's text in a table: its characters, then their count.
+struct alignas(16) ValueText {
+    char text[15];
+    std::uint8_t size;
+};
+// Raw values of the signals given tables, at most: the tables of all
+// signals of the same kind, length and scaling are one, so these few
+// tables cover most signals and stay in the processor's cache.
+constexpr unsigned int kMostTableBits = 12;
+constexpr std::size_t kMostValueTexts = std::size_t{1} << 14;
 
 // What stays the same for a signal from frame to frame, in 32 bytes: a
 // frame's signals are read one after the other, from a message chosen by
 // the frame, so few cache lines a message matter. Its texts are in the
 // decoder's text block, the message's together.
 struct SignalOutput {
-    std::int64_t factor = 0;   // its DecimalScale, when decimal
-    std::int64_t offset = 0;
+    std::int64_t factor = 0;   // its DecimalScale, when decimal; with kTable its first
+    std::int64_t offset = 0;   //   value text, and its lowest raw value
     std::uint32_t text = 0;    // "  Name=", ",{"name":"Name","value":" or "Message,Name,", then
     std::uint16_t before = 0;  //   (after `before` characters) " unit", ","unit":"unit"" or
     std::uint16_t after = 0;   //   ",unit,"
     std::uint32_t describe = 0;  // 1 + its place in the decoder's Describes, or 0: none
     ValueForm form = ValueForm::kNumber;
-    std::uint8_t decimals = 0;
+    std::uint8_t decimals = 0;  // with kTable: the raw value's bits
     bool integer = false;
     bool shown = true;
 };
@@ -327,7 +342,20 @@ private:
         return PutOver(at, text + output.before, output.after);
     }
 
-    static char* PutPhysical(char* at, const SignalOutput& output, const tavlo_dec_value_t& value) {
+    char* PutPhysical(char* at, const SignalOutput& output, const tavlo_dec_value_t& value) const {
+        if (output.form == ValueForm::kTable) {
+            const std::uint64_t index = value.raw - static_cast<std::uint64_t>(output.offset);
+            if (index >> output.decimals != 0) {  // never from the decoder
+                return PutNumber(at, value.physical);
+            }
+            const ValueText& entry = valueTexts_[static_cast<std::size_t>(output.factor) + index];
+            std::memcpy(at, entry.text, sizeof entry);
+            return at + entry.size;
+        }
+        return PutComputed(at, output, value);
+    }
+
+    static char* PutComputed(char* at, const SignalOutput& output, const tavlo_dec_value_t& value) {
         switch (output.form) {
         case ValueForm::kSigned:
             return std::to_chars(at, at + kNumberRoom, static_cast<std::int64_t>(value.raw)).ptr;
@@ -338,6 +366,7 @@ private:
                                               output.integer},
                              static_cast<std::int64_t>(value.raw), value.physical);
         case ValueForm::kNumber:
+        case ValueForm::kTable:
             break;
         }
         return PutNumber(at, value.physical);
@@ -412,6 +441,45 @@ private:
         tables_.insert(tables_.end(), entries.begin(), entries.end());
     }
 
+    // Gives an integer signal of at most kMostTableBits bits the table of
+    // its raw values' texts (as PutComputed writes them, from the physical
+    // value the decoder computes), shared with the signals of the same kind,
+    // length and scaling, while the tables have room and every text fits.
+    void Tabulate(const tavlo_dec_signal_t& signal, SignalOutput& output) {
+        const bool isSigned = signal.kind == TAVLO_DEC_SIGNED;
+        const auto key = std::make_tuple(isSigned, signal.length, signal.factor, signal.offset);
+        const std::int64_t lowest = isSigned ? -(std::int64_t{1} << (signal.length - 1)) : 0;
+        auto found = valueTables_.find(key);
+        if (found == valueTables_.end()) {
+            const std::size_t count = std::size_t{1} << signal.length;
+            if (signal.length == 0 || valueTexts_.size() + count > kMostValueTexts) {
+                return;
+            }
+            const std::size_t first = valueTexts_.size();
+            for (std::size_t i = 0; i < count; ++i) {
+                tavlo_dec_value_t value{};
+                const std::int64_t raw = lowest + static_cast<std::int64_t>(i);
+                value.raw = static_cast<std::uint64_t>(raw);
+                value.physical = static_cast<double>(raw) * signal.factor + signal.offset;
+                char text[kNumberRoom + kOverRoom];
+                const auto size = static_cast<std::size_t>(PutComputed(text, output, value) - text);
+                ValueText entry{};
+                if (size > sizeof entry.text) {
+                    valueTexts_.resize(first);
+                    return;
+                }
+                std::memcpy(entry.text, text, size);
+                entry.size = static_cast<std::uint8_t>(size);
+                valueTexts_.push_back(entry);
+            }
+            found = valueTables_.emplace(key, first).first;
+        }
+        output.form = ValueForm::kTable;
+        output.factor = static_cast<std::int64_t>(found->second);
+        output.offset = lowest;
+        output.decimals = static_cast<std::uint8_t>(signal.length);
+    }
+
     // Appends text to the text block; where it starts.
     std::uint32_t Keep(const std::string& text) {
         const auto at = static_cast<std::uint32_t>(texts_.size());
@@ -471,6 +539,9 @@ private:
             } else if (integer && signal.factor == 1 && signal.offset == 0) {
                 output.form = isSigned ? ValueForm::kSigned : ValueForm::kUnsigned;
             }
+            if (output.form != ValueForm::kNumber && signal.length <= kMostTableBits) {
+                Tabulate(signal, output);
+            }
             // The longest description, as the form writes it.
             std::size_t description = 0;
             for (std::size_t d = 0; d < signal.description_count; ++d) {
@@ -500,6 +571,8 @@ private:
     std::vector<Describes> describes_;
     std::vector<MessageOutput> messages_;  // by the decoder's message index
     std::vector<SignalOutput> signals_;
+    std::vector<ValueText> valueTexts_;
+    std::map<std::tuple<bool, unsigned int, double, double>, std::size_t> valueTables_;
     std::vector<tavlo_dec_value_t> values_;
     bool filtered_ = false;
 };
