@@ -5,6 +5,7 @@
 #include "log.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 
@@ -14,11 +15,25 @@
 namespace tavlo::tool {
 namespace {
 
+// The characters that end a word of a candump line (blanks), and of its
+// identifier ('#' too), by table: this runs for every frame of a log.
+struct WordEnds {
+    bool blank[256] = {};
+    bool idEnd[256] = {};
+    constexpr WordEnds() {
+        for (const char c : {' ', '\t', '\r'}) {
+            blank[static_cast<unsigned char>(c)] = true;
+            idEnd[static_cast<unsigned char>(c)] = true;
+        }
+        idEnd[static_cast<unsigned char>('#')] = true;
+    }
+};
+constexpr WordEnds kEnds;
+
 // The time and identifier of a candump line the reader took as a frame:
-// "(TIME) DEVICE ID#..." or "DEVICE ID [LEN] ...". Scanned by hand: this
-// runs for every frame of a log.
+// "(TIME) DEVICE ID#..." or "DEVICE ID [LEN] ...".
 void CandumpTexts(std::string_view line, Frame& frame) {
-    const auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\r'; };
+    const auto blank = [](char c) { return kEnds.blank[static_cast<unsigned char>(c)]; };
     const char* at = line.data();
     const char* const end = at + line.size();
     const auto skipBlanks = [&] {
@@ -42,16 +57,32 @@ void CandumpTexts(std::string_view line, Frame& frame) {
     }
     skipBlanks();
     const char* const id = at;
-    while (at < end && !blank(*at) && *at != '#') {
+    while (at < end && !kEnds.idEnd[static_cast<unsigned char>(*at)]) {
         ++at;
     }
     frame.idText = std::string_view(id, static_cast<std::size_t>(at - id));
+}
+
+// A channel's length: its text ends within the record's 16 bytes. Read as
+// two words, whose first zero byte shows in the lowest bit this sets.
+std::size_t Length(const char (&channel)[16]) {
+    std::uint64_t words[2];
+    std::memcpy(words, channel, sizeof words);
+    for (std::size_t i = 0; i < 2; ++i) {
+        const std::uint64_t zero =
+            (words[i] - 0x0101010101010101u) & ~words[i] & 0x8080808080808080u;
+        if (zero != 0) {
+            return 8 * i + static_cast<std::size_t>(__builtin_ctzll(zero)) / 8;
+        }
+    }
+    return sizeof channel;
 }
 
 // A library frame as the subcommands take it; texts of other formats are
 // made in the buffers given.
 void ToFrame(const tavlo_log_frame_t& record, int format, std::string_view line, Frame& frame,
              char (&timeText)[32], char (&idText)[16]) {
+    frame.channel = std::string_view(record.channel, Length(record.channel));
     if (format == TAVLO_LOG_CANDUMP) {
         CandumpTexts(line, frame);
     } else {
@@ -63,7 +94,6 @@ void ToFrame(const tavlo_log_frame_t& record, int format, std::string_view line,
                                            static_cast<unsigned int>(record.id & 0x1FFFFFFFu));
         frame.idText = std::string_view(idText, idLength > 0 ? idLength : 0);
     }
-    frame.channel = record.channel;
     frame.id = record.id;
     frame.remote = (record.flags & TAVLO_LOG_REMOTE) != 0;
     frame.error = (record.flags & TAVLO_LOG_ERROR_FRAME) != 0;
