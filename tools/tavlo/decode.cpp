@@ -70,14 +70,14 @@ constexpr std::size_t kMostValueTexts = std::size_t{1} << 14;
 // decoder's text block, the message's together.
 struct SignalOutput {
     std::int64_t factor = 0;   // its DecimalScale, when decimal; with kTable its first
-    std::int64_t offset = 0;   //   value text, and its lowest raw value
+    std::int64_t offset = 0;   //   value text, and (CSV) its first raw value text
     std::uint32_t text = 0;    // "  Name=", ",{"name":"Name","value":" or "Message,Name,", then
     std::uint16_t before = 0;  //   (after `before` characters) " unit", ","unit":"unit"" or
     std::uint16_t after = 0;   //   ",unit,"
     std::uint32_t describe = 0;  // 1 + its place in the decoder's Describes, or 0: none
     ValueForm form = ValueForm::kNumber;
     std::uint8_t decimals = 0;  // with kTable: the raw value's bits
-    bool integer = false;
+    bool integer = false;       // with kTable: the raw value is signed
     bool shown = true;
 };
 
@@ -315,7 +315,9 @@ private:
             at = PutOver(at, rowStart.data(), rowStart.size());
             const char* text = texts_.data() + output.text;
             at = PutOver(at, text, output.before);
-            at = PutRaw(at, compiled.signals[value.signal], value.raw);
+            at = output.form == ValueForm::kTable
+                     ? PutTableText(at, output, output.offset, value)
+                     : PutRaw(at, compiled.signals[value.signal], value.raw);
             *at++ = ',';
             at = PutPhysical(at, output, value);
             at = PutOver(at, text + output.before, output.after);
@@ -344,15 +346,23 @@ private:
 
     char* PutPhysical(char* at, const SignalOutput& output, const tavlo_dec_value_t& value) const {
         if (output.form == ValueForm::kTable) {
-            const std::uint64_t index = value.raw - static_cast<std::uint64_t>(output.offset);
-            if (index >> output.decimals != 0) {  // never from the decoder
-                return PutNumber(at, value.physical);
-            }
-            const ValueText& entry = valueTexts_[static_cast<std::size_t>(output.factor) + index];
-            std::memcpy(at, entry.text, sizeof entry);
-            return at + entry.size;
+            return PutTableText(at, output, output.factor, value);
         }
         return PutComputed(at, output, value);
+    }
+
+    // The text of a value from the table at first (kTable).
+    char* PutTableText(char* at, const SignalOutput& output, std::int64_t first,
+                       const tavlo_dec_value_t& value) const {
+        // Signed raw values count from the lowest, -2^(bits - 1).
+        const std::uint64_t index =
+            value.raw + (static_cast<std::uint64_t>(output.integer) << (output.decimals - 1));
+        if (index >> output.decimals != 0) {  // never from the decoder
+            return PutNumber(at, value.physical);
+        }
+        const ValueText& entry = valueTexts_[static_cast<std::size_t>(first) + index];
+        std::memcpy(at, entry.text, sizeof entry);
+        return at + entry.size;
     }
 
     static char* PutComputed(char* at, const SignalOutput& output, const tavlo_dec_value_t& value) {
@@ -441,43 +451,65 @@ private:
         tables_.insert(tables_.end(), entries.begin(), entries.end());
     }
 
-    // Gives an integer signal of at most kMostTableBits bits the table of
-    // its raw values' texts (as PutComputed writes them, from the physical
-    // value the decoder computes), shared with the signals of the same kind,
-    // length and scaling, while the tables have room and every text fits.
+    // Gives an integer signal of at most kMostTableBits bits the tables of
+    // its raw values' texts: as PutComputed writes its physical value (from
+    // the physical value the decoder computes) and, for CSV, its raw value;
+    // while the tables have room and every text fits.
     void Tabulate(const tavlo_dec_signal_t& signal, SignalOutput& output) {
         const bool isSigned = signal.kind == TAVLO_DEC_SIGNED;
-        const auto key = std::make_tuple(isSigned, signal.length, signal.factor, signal.offset);
-        const std::int64_t lowest = isSigned ? -(std::int64_t{1} << (signal.length - 1)) : 0;
-        auto found = valueTables_.find(key);
-        if (found == valueTables_.end()) {
-            const std::size_t count = std::size_t{1} << signal.length;
-            if (signal.length == 0 || valueTexts_.size() + count > kMostValueTexts) {
-                return;
-            }
-            const std::size_t first = valueTexts_.size();
-            for (std::size_t i = 0; i < count; ++i) {
-                tavlo_dec_value_t value{};
-                const std::int64_t raw = lowest + static_cast<std::int64_t>(i);
-                value.raw = static_cast<std::uint64_t>(raw);
-                value.physical = static_cast<double>(raw) * signal.factor + signal.offset;
-                char text[kNumberRoom + kOverRoom];
-                const auto size = static_cast<std::size_t>(PutComputed(text, output, value) - text);
-                ValueText entry{};
-                if (size > sizeof entry.text) {
-                    valueTexts_.resize(first);
-                    return;
-                }
-                std::memcpy(entry.text, text, size);
-                entry.size = static_cast<std::uint8_t>(size);
-                valueTexts_.push_back(entry);
-            }
-            found = valueTables_.emplace(key, first).first;
+        SignalOutput raw;
+        raw.form = isSigned ? ValueForm::kSigned : ValueForm::kUnsigned;
+        const std::size_t values = TableOf(signal, signal.factor, signal.offset, output);
+        const std::size_t raws = format_ == Format::kCsv ? TableOf(signal, 1, 0, raw) : 0;
+        if (values == kNoTable || raws == kNoTable) {
+            return;
         }
         output.form = ValueForm::kTable;
-        output.factor = static_cast<std::int64_t>(found->second);
-        output.offset = lowest;
+        output.factor = static_cast<std::int64_t>(values);
+        output.offset = static_cast<std::int64_t>(raws);
         output.decimals = static_cast<std::uint8_t>(signal.length);
+        output.integer = isSigned;
+    }
+
+    // The first of the texts of the signal's raw values under this scaling,
+    // as `computed` writes them: a table shared by the signals of the same
+    // kind, length and scaling, made when first asked for. kNoTable when
+    // there is no room for it or a text does not fit.
+    static constexpr std::size_t kNoTable = ~std::size_t{0};
+    std::size_t TableOf(const tavlo_dec_signal_t& signal, double factor, double offset,
+                        const SignalOutput& computed) {
+        const bool isSigned = signal.kind == TAVLO_DEC_SIGNED;
+        const auto key = std::make_tuple(isSigned, signal.length, factor, offset);
+        const auto found = valueTables_.find(key);
+        if (found != valueTables_.end()) {
+            return found->second;
+        }
+        const std::size_t count = std::size_t{1} << signal.length;
+        if (signal.length == 0 || valueTexts_.size() + count > kMostValueTexts) {
+            valueTables_.emplace(key, kNoTable);
+            return kNoTable;
+        }
+        const std::int64_t lowest = isSigned ? -(std::int64_t{1} << (signal.length - 1)) : 0;
+        const std::size_t first = valueTexts_.size();
+        for (std::size_t i = 0; i < count; ++i) {
+            tavlo_dec_value_t value{};
+            const std::int64_t raw = lowest + static_cast<std::int64_t>(i);
+            value.raw = static_cast<std::uint64_t>(raw);
+            value.physical = static_cast<double>(raw) * factor + offset;
+            char text[kNumberRoom + kOverRoom];
+            const auto size = static_cast<std::size_t>(PutComputed(text, computed, value) - text);
+            ValueText entry{};
+            if (size > sizeof entry.text) {
+                valueTexts_.resize(first);
+                valueTables_.emplace(key, kNoTable);
+                return kNoTable;
+            }
+            std::memcpy(entry.text, text, size);
+            entry.size = static_cast<std::uint8_t>(size);
+            valueTexts_.push_back(entry);
+        }
+        valueTables_.emplace(key, first);
+        return first;
     }
 
     // Appends text to the text block; where it starts.
