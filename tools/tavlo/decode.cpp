@@ -13,6 +13,10 @@
 #include <tuple>
 #include <vector>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "commands.h"
 #include "decoding.h"
 #include "log.h"
@@ -115,9 +119,42 @@ struct CsvSpecials {
 };
 constexpr CsvSpecials kCsvSpecials;
 
+// Whether [from, end) holds a comma, a quote or a line end; with SSE2,
+// sixteen characters at a time, reading up to 15 bytes past end (which
+// must be readable) without counting them.
+bool CsvSpecialIn(const char* from, const char* end) {
+#if defined(__SSE2__)
+    const __m128i comma = _mm_set1_epi8(',');
+    const __m128i quote = _mm_set1_epi8('"');
+    const __m128i carriageReturn = _mm_set1_epi8('\r');
+    const __m128i lineFeed = _mm_set1_epi8('\n');
+    for (; from < end; from += 16) {
+        const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
+        const __m128i found =
+            _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(block, comma), _mm_cmpeq_epi8(block, quote)),
+                         _mm_or_si128(_mm_cmpeq_epi8(block, carriageReturn),
+                                      _mm_cmpeq_epi8(block, lineFeed)));
+        auto bits = static_cast<unsigned int>(_mm_movemask_epi8(found));
+        if (end - from < 16) {
+            bits &= (1u << (end - from)) - 1;
+        }
+        if (bits != 0) {
+            return true;
+        }
+    }
+    return false;
+#else
+    bool special = false;
+    for (; from < end; ++from) {
+        special |= kCsvSpecials.special[static_cast<unsigned char>(*from)];
+    }
+    return special;
+#endif
+}
+
 char* PutCsvField(char* at, std::string_view text) {
     bool special = false;
-    for (const char c : text) {  // by table: every frame's time, channel and id pass here
+    for (const char c : text) {
         special |= kCsvSpecials.special[static_cast<unsigned char>(c)];
     }
     if (!special) {
@@ -296,11 +333,25 @@ private:
     void WriteRows(const Frame& frame, std::size_t m, const MessageOutput& message,
                    OutputBlock& out) {
         char start[3 * 122 + 3 + kOverRoom];  // three fields of at most 122, their commas
-        char* end = PutCsvField(start, frame.time.substr(0, 60));
-        *end++ = ',';
-        end = PutCsvField(end, frame.channel.substr(0, 60));
-        *end++ = ',';
-        end = PutCsvField(end, frame.idText.substr(0, 60));
+        // As they are, unless one must be quoted: the three are looked at in
+        // one pass, their commas put in after.
+        char* end = Put(start, frame.time.substr(0, 60));
+        char* const firstComma = end++;
+        end = Put(end, frame.channel.substr(0, 60));
+        char* const secondComma = end++;
+        end = Put(end, frame.idText.substr(0, 60));
+        *firstComma = ' ';
+        *secondComma = ' ';
+        if (!CsvSpecialIn(start, end)) {
+            *firstComma = ',';
+            *secondComma = ',';
+        } else {
+            end = PutCsvField(start, frame.time.substr(0, 60));
+            *end++ = ',';
+            end = PutCsvField(end, frame.channel.substr(0, 60));
+            *end++ = ',';
+            end = PutCsvField(end, frame.idText.substr(0, 60));
+        }
         *end++ = ',';
         const std::string_view rowStart(start, static_cast<std::size_t>(end - start));
         const std::size_t count = Decode(frame);
