@@ -11,6 +11,7 @@
 #include <cstring>
 #include <map>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #if defined(__SSE2__)
@@ -530,7 +531,7 @@ private:
     std::size_t TableOf(const tavlo_dec_signal_t& signal, double factor, double offset,
                         const SignalOutput& computed) {
         const bool isSigned = signal.kind == TAVLO_DEC_SIGNED;
-        const auto key = std::make_tuple(isSigned, signal.length, factor, offset);
+        const ScalingKey key = KeyOf(signal, factor, offset);
         const auto found = valueTables_.find(key);
         if (found != valueTables_.end()) {
             return found->second;
@@ -561,6 +562,32 @@ private:
         }
         valueTables_.emplace(key, first);
         return first;
+    }
+
+    // A signal's kind, length and scaling, its numbers by their bits (so
+    // that any two are ordered).
+    using ScalingKey = std::tuple<bool, unsigned int, std::uint64_t, std::uint64_t>;
+    static ScalingKey KeyOf(const tavlo_dec_signal_t& signal, double factor, double offset) {
+        std::uint64_t factorBits;
+        std::uint64_t offsetBits;
+        std::memcpy(&factorBits, &factor, sizeof factorBits);
+        std::memcpy(&offsetBits, &offset, sizeof offsetBits);
+        return ScalingKey(signal.kind == TAVLO_DEC_SIGNED, signal.length, factorBits, offsetBits);
+    }
+
+    // The signal's decimal scaling (MakeDecimalScale), found once for each
+    // kind, length and scaling: a database repeats few of them.
+    bool DecimalScaleOf(const tavlo_dec_signal_t& signal, DecimalScale& scale) {
+        const ScalingKey key = KeyOf(signal, signal.factor, signal.offset);
+        auto found = scales_.find(key);
+        if (found == scales_.end()) {
+            DecimalScale made;
+            const bool decimal = MakeDecimalScale(signal.factor, signal.offset, signal.length,
+                                                  std::get<0>(key), made);
+            found = scales_.emplace(key, std::make_pair(decimal, made)).first;
+        }
+        scale = found->second.second;
+        return found->second.first;
     }
 
     // Appends text to the text block; where it starts.
@@ -612,8 +639,7 @@ private:
             const bool integer = signal.kind == TAVLO_DEC_SIGNED || signal.kind == TAVLO_DEC_UNSIGNED;
             const bool isSigned = signal.kind == TAVLO_DEC_SIGNED;
             DecimalScale scale;
-            if (integer && MakeDecimalScale(signal.factor, signal.offset, signal.length, isSigned,
-                                            scale)) {
+            if (integer && DecimalScaleOf(signal, scale)) {
                 output.form = ValueForm::kDecimal;
                 output.factor = scale.factor;
                 output.offset = scale.offset;
@@ -655,7 +681,8 @@ private:
     std::vector<MessageOutput> messages_;  // by the decoder's message index
     std::vector<SignalOutput> signals_;
     std::vector<ValueText> valueTexts_;
-    std::map<std::tuple<bool, unsigned int, double, double>, std::size_t> valueTables_;
+    std::map<ScalingKey, std::size_t> valueTables_;
+    std::map<ScalingKey, std::pair<bool, DecimalScale>> scales_;
     std::vector<tavlo_dec_value_t> values_;
     bool filtered_ = false;
 };
