@@ -299,31 +299,38 @@ public:
             return;
         }
         if (json) {
-            at = Put(at, ",\"signals\":[");
+            at = Put(at, ",\"signals\":");
         }
+        // A JSON signal's object starts with a comma, which the first one's
+        // gives way to the array's bracket, and ends in its text after the
+        // value unless a description comes first.
+        char* const signals = at;
         const auto m = static_cast<std::size_t>(index);
         const std::size_t count = Decode(frame);
-        bool first = true;
+        const SignalOutput* const outputs = signals_.data() + message->first;
         for (std::size_t i = 0; i < count; ++i) {
             const tavlo_dec_value_t& value = values_[i];
-            const SignalOutput& output = signals_[message->first + value.signal];
+            const SignalOutput& output = outputs[value.signal];
             if (!message->allSignals && !output.shown) {
                 continue;
             }
-            if (json && !first) {
-                *at++ = ',';
-            }
-            first = false;
             at = PutSignal(at, output, value);
             if (output.describe != 0) {
                 at = PutDescription(at, m, describes_[output.describe - 1], value);
-            }
-            if (json) {
-                *at++ = '}';
+                if (json) {
+                    *at++ = '}';
+                }
             }
         }
-        if (first && !message->allSignals) {
+        if (at == signals && !message->allSignals) {
             return;  // none of the signals asked for is in this frame: no line
+        }
+        if (json) {
+            if (at == signals) {
+                *at++ = '[';
+            } else {
+                *signals = '[';
+            }
         }
         out.Written(Put(at, json ? "]}\n" : "\n"));
     }
@@ -607,12 +614,13 @@ private:
         prepared.first = static_cast<std::uint32_t>(signals_.size());
         std::size_t i = 0;
         for (const sigblk* s = message.signals; s != nullptr; s = s->next, ++i) {
+            const tavlo_dec_signal_t& signal = compiled.signals[i];
             std::string before;
             std::string after;
             switch (format_) {
             case Format::kJson:
-                before = "{\"name\":" + JsonText(SignalName(*s)) + ",\"value\":";
-                after = ",\"unit\":" + JsonText(s->unit);
+                before = ",{\"name\":" + JsonText(SignalName(*s)) + ",\"value\":";
+                after = ",\"unit\":" + JsonText(s->unit) + (signal.description_count == 0 ? "}" : "");
                 break;
             case Format::kCsv:
                 before = CsvField(name) + "," + CsvField(SignalName(*s)) + ",";
@@ -625,7 +633,6 @@ private:
                 }
                 break;
             }
-            const tavlo_dec_signal_t& signal = compiled.signals[i];
             SignalOutput output;
             output.text = Keep(before + after);
             output.before = static_cast<std::uint16_t>(std::min<std::size_t>(before.size(), 0xFFFF));
