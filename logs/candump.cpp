@@ -13,6 +13,21 @@ namespace {
 // candump's flag of an error frame in an 8-digit identifier (CAN_ERR_FLAG).
 constexpr std::uint32_t kErrorFlag = 0x20000000u;
 
+// The identifier of digits hex digits, of value id: more than three digits
+// (or a value above 11 bits) name an extended identifier; eight digits may
+// carry the error frame flag.
+void SetId(tavlo_log_frame_t& frame, std::uint32_t id, std::size_t digits) {
+    if (digits > 3 || id > 0x7FF) {
+        if (digits == 8 && (id & kErrorFlag) != 0) {
+            frame.flags |= TAVLO_LOG_ERROR_FRAME;
+            id &= ~kErrorFlag;
+        }
+        frame.flags |= TAVLO_LOG_EXTENDED;
+        id |= 0x80000000u;
+    }
+    frame.id = id;
+}
+
 bool ParseId(std::string_view text, tavlo_log_frame_t& frame) {
     if (text.empty() || text.size() > 8) {
         return false;
@@ -25,17 +40,7 @@ bool ParseId(std::string_view text, tavlo_log_frame_t& frame) {
         }
         id = id << 4 | static_cast<std::uint32_t>(digit);
     }
-    // More than three digits (or a value above 11 bits) name an extended
-    // identifier.
-    if (text.size() > 3 || id > 0x7FF) {
-        if (text.size() == 8 && (id & kErrorFlag) != 0) {
-            frame.flags |= TAVLO_LOG_ERROR_FRAME;
-            id &= ~kErrorFlag;
-        }
-        frame.flags |= TAVLO_LOG_EXTENDED;
-        id |= 0x80000000u;
-    }
-    frame.id = id;
+    SetId(frame, id, text.size());
     return true;
 }
 
