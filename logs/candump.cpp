@@ -170,8 +170,10 @@ bool ParseLine(std::string_view line, std::size_t at, tavlo_log_frame_t& frame) 
 
 // The lines candump -L writes are read eight bytes at a time: the first
 // byte of the text is the lowest of the number, as little-endian machines
-// load it, and each test below marks the high bit of the bytes it finds,
-// without carries from one byte into the next.
+// load it, and each test below marks the high bit of the bytes it finds. The
+// tests that look for the first byte of a kind may carry from a byte above
+// 0x7F into the next, but mark that byte, so that the first marked byte is
+// right and the bytes before it are unmarked.
 #if defined(__GNUC__)
 // Inlined always: GCC otherwise calls some of these, which costs more than
 // their work.
@@ -210,16 +212,15 @@ TAVLO_INLINE void Store4(void* to, std::uint32_t value) {
 // The bytes of digits (bytes ^ '0', so that decimal digits are 0 to 9) that
 // are not decimal digits.
 TAVLO_INLINE std::uint64_t NotDigits(std::uint64_t digits) {
-    return (((digits & kLow7Bits) + (0x80 - 10) * kOnes) | digits) & kHighBits;
+    return ((digits + (0x80 - 10) * kOnes) | digits) & kHighBits;
 }
 
 // The bytes that are not hex digits (of either case).
 TAVLO_INLINE std::uint64_t NotHexDigits(std::uint64_t bytes) {
-    // Letters of either case as 1 to 6.
-    const std::uint64_t letters = ((bytes | 0x20 * kOnes) ^ 0x60 * kOnes) & kLow7Bits;
-    return NotDigits(bytes ^ kZeros) &
-           ((letters + (0x80 - 7) * kOnes) | ~(letters + (0x80 - 1) * kOnes) | bytes) &
-           kHighBits;
+    // Letters of either case as 0x7A to 0x7F.
+    const std::uint64_t letters = (bytes | 0x20 * kOnes) + (0x80 - 'f' - 1) * kOnes;
+    const std::uint64_t notLetters = letters | ~(letters + ('f' - 'a' + 1) * kOnes);
+    return (NotDigits(bytes ^ kZeros) & notLetters) | (bytes & kHighBits);
 }
 
 // The bytes at or below ' ' (blanks among them): where a word ends.
@@ -251,9 +252,11 @@ TAVLO_INLINE std::uint64_t Leading(std::uint64_t bytes, unsigned int count) {
 // The value of eight decimal digits, each byte one digit's value (0 to 9),
 // the first the most significant.
 TAVLO_INLINE std::uint32_t DecimalValue(std::uint64_t digits) {
-    digits = (digits * 10 + (digits >> 8)) & 0x00FF00FF00FF00FFu;
-    digits = (digits * 100 + (digits >> 16)) & 0x0000FFFF0000FFFFu;
-    return static_cast<std::uint32_t>(digits * 10000 + (digits >> 32));
+    // Pairs, then fours, then all eight: each product adds the first times its
+    // weight to the second, in the second's place, which the shift moves down.
+    digits = (digits * (1 + (10 << 8)) >> 8) & 0x00FF00FF00FF00FFu;
+    digits = (digits * (1 + (100 << 16)) >> 16) & 0x0000FFFF0000FFFFu;
+    return static_cast<std::uint32_t>(digits * (1 + (std::uint64_t{10000} << 32)) >> 32);
 }
 
 // The value of each byte of hex digits (garbage for other bytes).
