@@ -217,10 +217,11 @@ TAVLO_INLINE std::uint64_t NotDigits(std::uint64_t digits) {
 
 // The bytes that are not hex digits (of either case).
 TAVLO_INLINE std::uint64_t NotHexDigits(std::uint64_t bytes) {
-    // Letters of either case as 0x7A to 0x7F.
+    // Letters of either case as 0x7A to 0x7F; a byte above 0x7F is not one,
+    // carry or not, and NotDigits marks it.
     const std::uint64_t letters = (bytes | 0x20 * kOnes) + (0x80 - 'f' - 1) * kOnes;
     const std::uint64_t notLetters = letters | ~(letters + ('f' - 'a' + 1) * kOnes);
-    return (NotDigits(bytes ^ kZeros) & notLetters) | (bytes & kHighBits);
+    return NotDigits(bytes ^ kZeros) & notLetters;
 }
 
 // The bytes at or below ' ' (blanks among them): where a word ends.
