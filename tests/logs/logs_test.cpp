@@ -285,8 +285,9 @@ struct BlfCase {
 // line with a second blank after its time is read the general way. Over
 // random lines, good and bad (times without a point or fraction, long
 // times, identifiers of 1 to 9 digits, odd or long data, remote and FD
-// frames, a stray character or line end), both ways must give the same
-// frame, time to the bit, or both reject the line.
+// frames, short and long devices, a stray character or line end, a
+// character at the edge of digits, letters or blanks anywhere), both ways
+// must give the same frame, time to the bit, or both reject the line.
 TEST(LogReaders, CandumpLinesReadAlikeEitherWay) {
     std::mt19937 random(11);
     const auto pick = [&random](const char* from, std::size_t n) {
@@ -304,13 +305,18 @@ TEST(LogReaders, CandumpLinesReadAlikeEitherWay) {
             time += "." + pick("0123456789", random() % 10);
         }
         const std::string id = pick("0123456789ABCDEFabcdef", 1 + random() % 9);
-        std::string data = pick("0123456789ABCDEF", random() % 2 == 0 ? 16 : random() % 131);
+        std::string data = pick("0123456789ABCDEFabcdef", random() % 2 == 0 ? 16 : random() % 131);
         const unsigned int change = random() % 16;
         data = change == 0 ? "R" : change == 1 ? "#1" + data : change == 2 ? data + "G" : data;
         data += change == 3 ? "\r" : change == 4 ? " x" : "";
-        const std::string rest = "can" + std::to_string(i % 3) + " " + id + "#" + data + "\n";
-        quick += "(" + time + ") " + rest;
-        general += "(" + time + ")  " + rest;
+        const char* const devices[] = {"can0", "c", "vcan1234", "vcan12345", "ca\xE9n"};
+        std::string rest = devices[i % 5] + (" " + id) + "#" + data;
+        std::string& changed = random() % 2 == 0 ? time : rest;
+        if (change >= 12 && !changed.empty()) {
+            changed[random() % changed.size()] = pick("/:@G`g\x7F\x80\xFF\x1F\t", 1)[0];
+        }
+        quick += "(" + time + ") " + rest + "\n";
+        general += "(" + time + ")  " + rest + "\n";
     }
     tavlo_log_reader_t* readers[2] = {};
     ASSERT_EQ(tavlo_log_open_memory(quick.data(), quick.size(), "", TAVLO_LOG_CANDUMP, &readers[0]),
