@@ -307,14 +307,19 @@ public:
         char* const signals = at;
         const auto m = static_cast<std::size_t>(index);
         const std::size_t count = Decode(frame);
+        // The arrays the loop reads are found once: its writes through char
+        // pointers could change anything, as far as the compiler knows.
+        const Texts texts = TextsNow();
         const SignalOutput* const outputs = signals_.data() + message->first;
+        const tavlo_dec_value_t* const values = values_.data();
+        const bool all = message->allSignals;
         for (std::size_t i = 0; i < count; ++i) {
-            const tavlo_dec_value_t& value = values_[i];
+            const tavlo_dec_value_t& value = values[i];
             const SignalOutput& output = outputs[value.signal];
-            if (!message->allSignals && !output.shown) {
+            if (!all && !output.shown) {
                 continue;
             }
-            at = PutSignal(at, output, value);
+            at = PutSignal(at, texts, output, value);
             if (output.describe != 0) {
                 at = PutDescription(at, m, describes_[output.describe - 1], value);
                 if (json) {
@@ -365,20 +370,24 @@ private:
         const std::size_t count = Decode(frame);
         char* at = out.Room(message.room + count * rowStart.size());
         const tavlo_dec_message_t& compiled = *db_.decoder.Message(m);
+        const Texts texts = TextsNow();  // as in Write
+        const SignalOutput* const outputs = signals_.data() + message.first;
+        const tavlo_dec_value_t* const values = values_.data();
+        const bool all = message.allSignals;
         for (std::size_t i = 0; i < count; ++i) {
-            const tavlo_dec_value_t& value = values_[i];
-            const SignalOutput& output = signals_[message.first + value.signal];
-            if (!message.allSignals && !output.shown) {
+            const tavlo_dec_value_t& value = values[i];
+            const SignalOutput& output = outputs[value.signal];
+            if (!all && !output.shown) {
                 continue;
             }
             at = PutOver(at, rowStart.data(), rowStart.size());
-            const char* text = texts_.data() + output.text;
+            const char* text = texts.block + output.text;
             at = PutOver(at, text, output.before);
             at = output.form == ValueForm::kTable
-                     ? PutTableText(at, output, output.offset, value)
+                     ? PutTableText(at, texts, output, output.offset, value)
                      : PutRaw(at, compiled.signals[value.signal], value.raw);
             *at++ = ',';
-            at = PutPhysical(at, output, value);
+            at = PutPhysical(at, texts, output, value);
             at = PutOver(at, text + output.before, output.after);
             if (output.describe != 0) {
                 at = PutDescription(at, m, describes_[output.describe - 1], value);
@@ -395,31 +404,40 @@ private:
         return count;
     }
 
+    // Where the text block and the value texts are, while they do not grow.
+    struct Texts {
+        const char* block;
+        const ValueText* values;
+    };
+    Texts TextsNow() const { return Texts{texts_.data(), valueTexts_.data()}; }
+
     // The value and the texts around it.
-    char* PutSignal(char* at, const SignalOutput& output, const tavlo_dec_value_t& value) const {
-        const char* text = texts_.data() + output.text;
+    static char* PutSignal(char* at, const Texts& texts, const SignalOutput& output,
+                           const tavlo_dec_value_t& value) {
+        const char* text = texts.block + output.text;
         at = PutOver(at, text, output.before);
-        at = PutPhysical(at, output, value);
+        at = PutPhysical(at, texts, output, value);
         return PutOver(at, text + output.before, output.after);
     }
 
-    char* PutPhysical(char* at, const SignalOutput& output, const tavlo_dec_value_t& value) const {
+    static char* PutPhysical(char* at, const Texts& texts, const SignalOutput& output,
+                             const tavlo_dec_value_t& value) {
         if (output.form == ValueForm::kTable) {
-            return PutTableText(at, output, output.factor, value);
+            return PutTableText(at, texts, output, output.factor, value);
         }
         return PutComputed(at, output, value);
     }
 
     // The text of a value from the table at first (kTable).
-    char* PutTableText(char* at, const SignalOutput& output, std::int64_t first,
-                       const tavlo_dec_value_t& value) const {
+    static char* PutTableText(char* at, const Texts& texts, const SignalOutput& output,
+                              std::int64_t first, const tavlo_dec_value_t& value) {
         // Signed raw values count from the lowest, -2^(bits - 1).
         const std::uint64_t index =
             value.raw + (static_cast<std::uint64_t>(output.integer) << (output.decimals - 1));
         if (index >> output.decimals != 0) {  // never from the decoder
             return PutNumber(at, value.physical);
         }
-        const ValueText& entry = valueTexts_[static_cast<std::size_t>(first) + index];
+        const ValueText& entry = texts.values[static_cast<std::size_t>(first) + index];
         std::memcpy(at, entry.text, sizeof entry);
         return at + entry.size;
     }
