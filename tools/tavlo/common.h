@@ -134,9 +134,15 @@ char* PutJsonText(char* at, std::string_view text);
 void AppendJsonText(std::string& out, std::string_view text);
 std::string JsonText(std::string_view text);
 
-// Writes text; returns its end. A text of at most 32 characters (a time, a
-// channel, an identifier) is moved without a call, by two moves of a power
-// of two that overlap, each reading and writing inside the text's place.
+// Writes text; returns its end.
+inline char* Put(char* at, std::string_view text) {
+    std::memcpy(at, text.data(), text.size());
+    return at + text.size();
+}
+
+// As Put, for the short texts of every frame (a time, a channel, an
+// identifier): one of at most 32 characters is moved without a call, by two
+// moves of a power of two that overlap, each inside the text's place.
 template <typename Piece>
 inline void PutOverlapping(char* at, const char* from, std::size_t n) {
     Piece first;
@@ -149,10 +155,7 @@ inline void PutOverlapping(char* at, const char* from, std::size_t n) {
 struct Piece16 {
     char bytes[16];
 };
-#if defined(__GNUC__)
-__attribute__((always_inline))
-#endif
-inline char* Put(char* at, std::string_view text) {
+inline char* PutShort(char* at, std::string_view text) {
     const char* from = text.data();
     const std::size_t n = text.size();
     if (n >= 16 && n <= 32) {

@@ -261,11 +261,11 @@ public:
                             frame.idText.size() + (message != nullptr ? message->room : 0));
         if (json) {
             at = Put(at, "{\"time\":");
-            at = Put(at, frame.time.empty() ? std::string_view("null") : frame.time);
+            at = PutShort(at, frame.time.empty() ? std::string_view("null") : frame.time);
             at = Put(at, ",\"channel\":");
             at = frame.channel.empty() ? Put(at, "null") : PutJsonText(at, frame.channel);
             at = Put(at, ",\"id\":\"");
-            at = Put(at, frame.idText);
+            at = PutShort(at, frame.idText);
             at = Put(at, frame.error ? "\",\"error\":true" : "\",\"message\":");
             if (!frame.error) {
                 at = message != nullptr ? PutOver(at, texts_.data() + message->name, message->nameSize)
@@ -276,13 +276,13 @@ public:
                 *at++ = '-';
             } else {
                 *at++ = '(';
-                at = Put(at, frame.time);
+                at = PutShort(at, frame.time);
                 *at++ = ')';
             }
             *at++ = ' ';
-            at = Put(at, frame.channel.empty() ? std::string_view("-") : frame.channel);
+            at = PutShort(at, frame.channel.empty() ? std::string_view("-") : frame.channel);
             *at++ = ' ';
-            at = Put(at, frame.idText);
+            at = PutShort(at, frame.idText);
             *at++ = ' ';
             at = frame.error        ? Put(at, "error")
                  : message != nullptr ? PutOver(at, texts_.data() + message->name, message->nameSize)
@@ -348,11 +348,11 @@ private:
         char start[3 * 122 + 3 + kOverRoom];  // three fields of at most 122, their commas
         // As they are, unless one must be quoted: the three are looked at in
         // one pass, their commas put in after.
-        char* end = Put(start, frame.time.substr(0, 60));
+        char* end = PutShort(start, frame.time.substr(0, 60));
         char* const firstComma = end++;
-        end = Put(end, frame.channel.substr(0, 60));
+        end = PutShort(end, frame.channel.substr(0, 60));
         char* const secondComma = end++;
-        end = Put(end, frame.idText.substr(0, 60));
+        end = PutShort(end, frame.idText.substr(0, 60));
         *firstComma = ' ';
         *secondComma = ' ';
         if (!CsvSpecialIn(start, end)) {
