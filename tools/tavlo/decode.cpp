@@ -355,6 +355,7 @@ private:
         end = PutShort(end, frame.idText.substr(0, 60));
         *firstComma = ' ';
         *secondComma = ' ';
+        std::memset(end, 0, 16);  // read past the end by the check, unused
         if (!CsvSpecialIn(start, end)) {
             *firstComma = ',';
             *secondComma = ',';
