@@ -5,8 +5,9 @@
 #                            CLI11 (header-only, the tavlo command's option parsing),
 #                            zlib (the log readers' BLF containers), python3-can (an
 #                            outside writer of ASC, BLF and TRC logs for their tests),
-#                            ncurses (tavlo monitor's terminal view) and tmux (the
-#                            terminal its test drives)
+#                            ncurses (tavlo monitor's terminal view), tmux (the
+#                            terminal its test drives) and pybind11, Python's headers,
+#                            NumPy and pytest (the Python package and its tests)
 #   scripts/deps.sh m32      the same, plus the 32-bit compiler (g++-multilib) and its zlib
 #   scripts/deps.sh fuzz     the same, plus clang and its libFuzzer/sanitizer runtimes
 #   scripts/deps.sh windows  the same, plus the MinGW-w64 i686 cross compiler, its zlib
@@ -23,7 +24,8 @@ case "$group" in
     *) echo "usage: scripts/deps.sh [m32|fuzz|windows]" >&2; exit 2 ;;
 esac
 core=(g++ make cmake pkg-config libgtest-dev googletest libbenchmark-dev nlohmann-json3-dev
-      libcli11-dev zlib1g-dev python3-can libncurses-dev tmux)
+      libcli11-dev zlib1g-dev python3-can libncurses-dev tmux
+      pybind11-dev python3-dev python3-numpy python3-pytest)
 # The 32-bit zlib of the multilib compiler (/usr/lib32): zlib1g-dev:i386 would
 # do as well, but drags in the i386 C library headers, whose version must
 # match the amd64 ones to the last security update. (No 32-bit ncurses: the
