@@ -1,0 +1,721 @@
+// python/_tavloms.cpp: the extension module behind the Python package
+// tavloms. A database is loaded with tavlo_load, compiled into a decoder and
+// described once into plain objects (the records are freed right after);
+// frames are decoded and encoded by the decoder, logs read by tavloms_logs.
+// Texts of the files are bytes in no known encoding: they cross into Python
+// as UTF-8 with "surrogateescape", so that any byte comes back unchanged.
+#include <pybind11/numpy.h>
+#include <pybind11/pybind11.h>
+#include <pybind11/stl.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdint>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include <tavloms/decoder.h>
+#include <tavloms/lifecycle.h>
+#include <tavloms/load.h>
+#include <tavloms/logs.h>
+
+namespace py = pybind11;
+
+namespace {
+
+constexpr std::uint32_t kExtendedBit = 0x80000000u;
+// Ranges of multiplexer values are listed value by value up to this many.
+constexpr std::uint64_t kMostListedValues = 65536;
+
+py::str Str(const char* text) {
+    if (text == nullptr) {
+        text = "";
+    }
+    PyObject* decoded =
+        PyUnicode_DecodeUTF8(text, static_cast<Py_ssize_t>(std::strlen(text)), "surrogateescape");
+    if (decoded == nullptr) {
+        throw py::error_already_set();
+    }
+    return py::reinterpret_steal<py::str>(decoded);
+}
+
+std::string Bytes(const py::handle& text) {
+    PyObject* encoded = PyUnicode_AsEncodedString(text.ptr(), "utf-8", "surrogateescape");
+    if (encoded == nullptr) {
+        throw py::error_already_set();
+    }
+    return py::reinterpret_steal<py::bytes>(encoded);
+}
+
+std::optional<std::string> Comment(const char* text) {
+    if (text == nullptr) {
+        return std::nullopt;
+    }
+    return std::string(text);
+}
+
+// A number as a double; TypeError for anything else.
+double Double(const py::handle& value) {
+    const double number = PyFloat_AsDouble(value.ptr());
+    if (number == -1.0 && PyErr_Occurred() != nullptr) {
+        throw py::error_already_set();
+    }
+    return number;
+}
+
+py::object OptionalStr(const std::optional<std::string>& text) {
+    return text ? py::object(Str(text->c_str())) : py::object(py::none());
+}
+
+std::string Hex(std::uint32_t id) {
+    char text[16];
+    std::snprintf(text, sizeof text, "0x%X", static_cast<unsigned int>(id));
+    return text;
+}
+
+// The identifier as the records hold it (bit 31 for an extended one) of an
+// identifier as a Python user gives it. Without is_extended, identifiers
+// above 0x7FF are extended; one given with bit 31 set already is as well.
+std::uint32_t RecordId(const py::int_& frameId, const py::object& isExtended) {
+    const unsigned long long value = frameId.cast<unsigned long long>();
+    if ((value & ~static_cast<unsigned long long>(kExtendedBit)) > 0x1FFFFFFFull) {
+        throw py::value_error("frame_id " + std::to_string(value) + " is not a CAN identifier");
+    }
+    const auto id = static_cast<std::uint32_t>(value);
+    bool extended = (id & kExtendedBit) != 0 || id > 0x7FF;
+    if (!isExtended.is_none()) {
+        extended = (id & kExtendedBit) != 0 || isExtended.cast<bool>();
+    }
+    return extended ? (id | kExtendedBit) : id;
+}
+
+struct Diagnostic {
+    std::string file;
+    unsigned int line = 0;
+    unsigned int column = 0;
+    unsigned int code = 0;
+    std::string text;
+    bool error = false;
+};
+
+struct Signal {
+    std::string name;        // the full name
+    std::string record_name; // the name the decoder knows
+    unsigned int start = 0;
+    unsigned int length = 0;
+    bool big_endian = false;
+    bool is_signed = false;
+    int kind = TAVLO_DEC_UNSIGNED;
+    double factor = 1;
+    double offset = 0;
+    double minimum = 0;
+    double maximum = 0;
+    std::string unit;
+    std::vector<std::string> receivers;
+    bool is_multiplexer = false;
+    std::optional<std::string> multiplexer_signal;
+    std::vector<tavlo_dec_range_t> ranges;
+    std::map<std::int64_t, std::string> choices;
+    std::optional<std::string> comment;
+
+    bool is_float() const { return kind == TAVLO_DEC_FLOAT || kind == TAVLO_DEC_DOUBLE; }
+};
+
+struct Message {
+    std::string name;
+    std::uint32_t id = 0;  // bit 31 for an extended one
+    std::size_t index = 0; // in the decoder
+    unsigned int length = 0;
+    std::vector<std::string> senders;
+    std::vector<std::shared_ptr<Signal>> signals;
+    std::optional<std::string> comment;
+    std::unordered_map<std::string, std::size_t> byName;  // full and record names
+
+    std::size_t SignalIndex(const std::string& wanted) const {
+        const auto found = byName.find(wanted);
+        if (found == byName.end()) {
+            throw py::key_error("message " + name + " has no signal " + wanted);
+        }
+        return found->second;
+    }
+};
+
+struct Database {
+    std::string path;
+    tavlo::Decoder decoder;
+    std::vector<std::shared_ptr<Message>> messages;
+    std::vector<std::string> nodes;
+    std::vector<Diagnostic> diagnostics;
+    std::string version;
+    std::optional<std::string> comment;
+    std::unordered_map<std::string, std::size_t> byName;  // full and record names
+
+    const Message& Find(const py::object& nameOrId, const py::object& isExtended) const {
+        if (py::isinstance<py::str>(nameOrId)) {
+            const std::string name = Bytes(nameOrId);
+            const auto found = byName.find(name);
+            if (found == byName.end()) {
+                throw py::key_error("no message named " + name);
+            }
+            return *messages[found->second];
+        }
+        if (!py::isinstance<py::int_>(nameOrId)) {
+            throw py::type_error("a message is given by its name (str) or frame id (int)");
+        }
+        const std::uint32_t id = RecordId(nameOrId, isExtended);
+        const long index = decoder.FindId(id);
+        if (index < 0) {
+            throw py::key_error("no message with frame id " + Hex(id & ~kExtendedBit) +
+                                ((id & kExtendedBit) != 0 ? " (extended)" : ""));
+        }
+        return *messages[static_cast<std::size_t>(index)];
+    }
+};
+
+std::string NodeName(const symblk* node) {
+    return node != nullptr ? tavlo::FullName(TAVLO_OBJ_NODE, node) : std::string();
+}
+
+void AddOnce(std::vector<std::string>& names, const std::string& name) {
+    if (!name.empty() && std::find(names.begin(), names.end(), name) == names.end()) {
+        names.push_back(name);
+    }
+}
+
+// The signals of message number index as the decoder compiled them, with
+// what only the records hold (receivers, comments, full names).
+std::shared_ptr<Message> Describe(const tavlo::Decoder& decoder, std::size_t index,
+                                  const msgblk* record) {
+    const tavlo_dec_message_t& compiled = *decoder.Message(index);
+    auto message = std::make_shared<Message>();
+    message->name = tavlo::FullName(TAVLO_OBJ_MESSAGE, record);
+    message->id = compiled.id;
+    message->index = index;
+    message->length = compiled.length;
+    message->comment = Comment(record->comment);
+    AddOnce(message->senders, NodeName(record->transmitter));
+    for (const rxblk* tx = record->transmitters; tx != nullptr; tx = tx->next) {
+        AddOnce(message->senders, NodeName(tx->symbol));
+    }
+    const sigblk* s = record->signals;
+    for (std::size_t i = 0; i < compiled.signal_count && s != nullptr; ++i, s = s->next) {
+        const tavlo_dec_signal_t& c = compiled.signals[i];
+        auto signal = std::make_shared<Signal>();
+        signal->name = tavlo::FullName(TAVLO_OBJ_SIGNAL, s);
+        signal->record_name = c.name;
+        signal->start = c.start_bit;
+        signal->length = c.length;
+        signal->big_endian = c.motorola != 0;
+        const unsigned int flags = s->flags;
+        signal->is_signed = (flags & TAVLO_SIG_SIGNED) != 0 || c.kind == TAVLO_DEC_SIGNED;
+        signal->kind = c.kind;
+        signal->factor = c.factor;
+        signal->offset = c.offset;
+        signal->minimum = c.minimum;
+        signal->maximum = c.maximum;
+        signal->unit = c.unit;
+        for (const rxblk* rx = s->receivers; rx != nullptr; rx = rx->next) {
+            AddOnce(signal->receivers, NodeName(rx->symbol));
+        }
+        signal->is_multiplexer = c.is_multiplexer != 0;
+        if (c.multiplexer >= 0 && static_cast<std::size_t>(c.multiplexer) < compiled.signal_count) {
+            signal->ranges.assign(c.ranges, c.ranges + c.range_count);
+        } else if ((flags & TAVLO_SIG_MULTIPLEXED) != 0) {
+            const std::uint64_t value = s->mode_value;
+            signal->ranges.assign(1, tavlo_dec_range_t{value, value});
+        }
+        for (std::size_t d = 0; d < c.description_count; ++d) {
+            signal->choices.emplace(c.descriptions[d].value, c.descriptions[d].text);
+        }
+        signal->comment = Comment(s->comment);
+        message->byName.emplace(signal->record_name, i);
+        message->signals.push_back(std::move(signal));
+    }
+    // Full names first: a record name never hides another signal's full name.
+    for (std::size_t i = 0; i < message->signals.size(); ++i) {
+        message->byName[message->signals[i]->name] = i;
+        const tavlo_dec_signal_t& c = compiled.signals[i];
+        if (c.multiplexer >= 0 && static_cast<std::size_t>(c.multiplexer) < message->signals.size()) {
+            message->signals[i]->multiplexer_signal =
+                message->signals[static_cast<std::size_t>(c.multiplexer)]->name;
+        }
+    }
+    return message;
+}
+
+// tavlo_load: (status, database or None, diagnostics).
+py::tuple Load(const std::string& path, bool strict) {
+    auto db = std::make_shared<Database>();
+    db->path = path;
+    unsigned int status = TAVLO_LOAD_NOT_FOUND;
+    {
+        tavlo::Loaded loaded(path.c_str(), strict ? TAVLO_LOAD_STRICT : TAVLO_LOAD_TOLERANT);
+        status = loaded.status();
+        for (const tavlo_diagnostic_t& d : loaded.diagnostics()) {
+            db->diagnostics.push_back(Diagnostic{path, d.line, d.column, d.code,
+                                                 d.text != nullptr ? d.text : "",
+                                                 d.severity == TAVLO_SEVERITY_ERROR});
+        }
+        if (loaded.ok()) {
+            tavlo_root_t& root = loaded.root();
+            db->decoder = tavlo::Decoder(root, loaded.kept());
+            if (!db->decoder) {
+                throw std::bad_alloc();
+            }
+            const char* version = root.version;
+            db->version = version != nullptr ? version : "";
+            db->comment = Comment(root.comment);
+            for (const symblk* n = root.nodes; n != nullptr; n = n->next) {
+                db->nodes.push_back(NodeName(n));
+            }
+            std::size_t index = 0;
+            for (const msgblk* m = root.messages; m != nullptr; m = m->next, ++index) {
+                db->messages.push_back(Describe(db->decoder, index, m));
+                db->byName.emplace(m->name, index);
+            }
+            for (std::size_t i = 0; i < db->messages.size(); ++i) {
+                db->byName[db->messages[i]->name] = i;
+            }
+        }
+    }
+    py::list diagnostics;
+    for (const Diagnostic& d : db->diagnostics) {
+        diagnostics.append(py::cast(d));
+    }
+    return py::make_tuple(status, status == TAVLO_LOAD_OK ? py::cast(db) : py::none(),
+                          diagnostics);
+}
+
+py::object RawValue(const Signal& signal, std::uint64_t raw) {
+    switch (signal.kind) {
+    case TAVLO_DEC_SIGNED: return py::int_(static_cast<std::int64_t>(raw));
+    case TAVLO_DEC_FLOAT: {
+        const auto bits = static_cast<std::uint32_t>(raw);
+        float value;
+        std::memcpy(&value, &bits, sizeof value);
+        return py::float_(value);
+    }
+    case TAVLO_DEC_DOUBLE: {
+        double value;
+        std::memcpy(&value, &raw, sizeof value);
+        return py::float_(value);
+    }
+    default: return py::int_(raw);
+    }
+}
+
+py::dict Decode(const Database& db, const py::int_& frameId, const py::object& data,
+                bool decodeChoices, bool raw, const py::object& isExtended) {
+    const Message& message = db.Find(frameId, isExtended);
+    PyObject* copied = PyBytes_FromObject(data.ptr());
+    if (copied == nullptr) {
+        throw py::error_already_set();
+    }
+    const std::string frame = py::reinterpret_steal<py::bytes>(copied);
+    if (frame.size() > 64) {
+        throw py::value_error("a frame holds at most 64 bytes, not " + std::to_string(frame.size()));
+    }
+    std::vector<tavlo_dec_value_t> values = db.decoder.Decode(
+        message.index, reinterpret_cast<const unsigned char*>(frame.data()), frame.size());
+    py::dict decoded;
+    for (const tavlo_dec_value_t& value : values) {
+        const Signal& signal = *message.signals[value.signal];
+        const char* text =
+            decodeChoices ? db.decoder.Describe(message.index, value.signal, value.raw) : nullptr;
+        py::object result = text != nullptr ? py::object(Str(text))
+                            : raw           ? RawValue(signal, value.raw)
+                                            : py::object(py::float_(value.physical));
+        decoded[Str(signal.name.c_str())] = result;
+    }
+    return decoded;
+}
+
+// A raw value as tavlo_dec_value_t.raw holds it: two's complement for
+// negative numbers, the IEEE bits of a float signal's number.
+std::uint64_t RawSetting(const Signal& signal, const py::handle& value) {
+    if (signal.kind == TAVLO_DEC_FLOAT) {
+        const auto number = static_cast<float>(Double(value));
+        std::uint32_t bits;
+        std::memcpy(&bits, &number, sizeof bits);
+        return bits;
+    }
+    if (signal.kind == TAVLO_DEC_DOUBLE) {
+        const double number = Double(value);
+        std::uint64_t bits;
+        std::memcpy(&bits, &number, sizeof bits);
+        return bits;
+    }
+    if (!py::isinstance<py::int_>(value)) {
+        throw py::type_error("the raw value of " + signal.name + " must be an int");
+    }
+    if (value.cast<py::int_>() < py::int_(0)) {
+        return static_cast<std::uint64_t>(value.cast<std::int64_t>());
+    }
+    return value.cast<std::uint64_t>();
+}
+
+py::bytes Encode(const Database& db, const py::object& nameOrId, const py::object& values,
+                 bool raw, bool checkRange, const py::object& isExtended) {
+    const Message& message = db.Find(nameOrId, isExtended);
+    const py::list items(values.attr("items")());
+    std::vector<tavlo_dec_setting_t> settings;
+    std::vector<std::string> texts;  // names and texts the settings point to
+    texts.reserve(2 * items.size());
+    for (const py::handle item : items) {
+        const py::tuple pair = item.cast<py::tuple>();
+        texts.push_back(Bytes(pair[0]));
+        tavlo_dec_setting_t setting{};
+        const auto found = message.byName.find(texts.back());
+        const Signal* signal = nullptr;
+        if (found != message.byName.end()) {
+            signal = message.signals[found->second].get();
+            texts.back() = signal->record_name;
+        }
+        setting.signal = texts.back().c_str();
+        const py::handle value = pair[1];
+        if (py::isinstance<py::str>(value)) {
+            texts.push_back(Bytes(value));
+            setting.how = TAVLO_DEC_SET_TEXT;
+            setting.text = texts.back().c_str();
+        } else if (raw && signal != nullptr) {
+            setting.how = TAVLO_DEC_SET_RAW;
+            setting.raw = RawSetting(*signal, value);
+        } else {
+            setting.how = TAVLO_DEC_SET_PHYSICAL;
+            setting.physical = Double(value);
+        }
+        settings.push_back(setting);
+    }
+    std::vector<unsigned char> frame;
+    std::string error;
+    const int result = db.decoder.Encode(message.index, settings, frame, error);
+    if (result != TAVLO_DEC_OK && (result != TAVLO_DEC_OUT_OF_RANGE || checkRange)) {
+        throw py::value_error(error);
+    }
+    return py::bytes(reinterpret_cast<const char*>(frame.data()), frame.size());
+}
+
+template <class T>
+py::array_t<T> Array(std::vector<T>&& values, std::vector<py::ssize_t> shape) {
+    auto* owned = new std::vector<T>(std::move(values));
+    py::capsule owner(owned, [](void* p) { delete static_cast<std::vector<T>*>(p); });
+    return py::array_t<T>(shape, owned->data(), owner);
+}
+
+// The frames of a log as columns: time, channel (index into channels), id
+// (bit 31 for extended ones), flags, length, data (64 bytes a frame).
+py::dict ReadLog(const std::string& path) {
+    tavlo_log_reader_t* opened = nullptr;
+    const int open = tavlo_log_open(path.c_str(), TAVLO_LOG_DETECT, &opened);
+    if (open == TAVLO_LOG_CANNOT_OPEN) {
+        PyErr_SetFromErrnoWithFilename(PyExc_OSError, path.c_str());
+        throw py::error_already_set();
+    }
+    if (opened == nullptr) {
+        throw std::bad_alloc();
+    }
+    const std::unique_ptr<tavlo_log_reader_t, void (*)(tavlo_log_reader_t*)> reader(
+        opened, tavlo_log_close);
+
+    std::vector<double> times;
+    std::vector<std::uint32_t> channelOf, ids, flags;
+    std::vector<std::uint8_t> lengths, data;
+    std::vector<std::string> channels;
+    std::string firstBad, failed;
+    unsigned long bad = 0;
+    {
+        py::gil_scoped_release unlocked;
+        std::vector<tavlo_log_frame_t> block(1024);
+        std::size_t last = 0;  // the channel of the frame before
+        for (;;) {
+            std::size_t count = 0;
+            const int result = tavlo_log_read(reader.get(), block.data(), block.size(), &count);
+            for (std::size_t i = 0; i < count; ++i) {
+                const tavlo_log_frame_t& f = block[i];
+                if (last >= channels.size() || channels[last] != f.channel) {
+                    last = 0;
+                    while (last < channels.size() && channels[last] != f.channel) {
+                        ++last;
+                    }
+                    if (last == channels.size()) {
+                        channels.emplace_back(f.channel);
+                    }
+                }
+                times.push_back(f.has_time != 0 ? f.time : std::nan(""));
+                channelOf.push_back(static_cast<std::uint32_t>(last));
+                ids.push_back(f.id);
+                flags.push_back(f.flags);
+                lengths.push_back(static_cast<std::uint8_t>(f.length));
+                data.insert(data.end(), f.data, f.data + sizeof f.data);
+            }
+            if (result == TAVLO_LOG_BAD_RECORD) {
+                if (bad++ == 0) {
+                    firstBad = path + ":" + std::to_string(tavlo_log_line(reader.get())) + ": " +
+                               tavlo_log_error(reader.get());
+                }
+            } else if (result == TAVLO_LOG_READ_FAILED) {
+                failed = path + ": " + tavlo_log_error(reader.get());
+                break;
+            } else if (result != TAVLO_LOG_OK) {
+                break;
+            }
+        }
+    }
+    if (!failed.empty()) {
+        PyErr_SetString(PyExc_OSError, failed.c_str());
+        throw py::error_already_set();
+    }
+    if (bad != 0) {
+        const std::string warning = std::to_string(bad) + " bad record(s) skipped, the first: " +
+                                    firstBad;
+        if (PyErr_WarnEx(PyExc_RuntimeWarning, warning.c_str(), 2) != 0) {
+            throw py::error_already_set();
+        }
+    }
+    const auto n = static_cast<py::ssize_t>(times.size());
+    py::list channelNames;
+    for (const std::string& channel : channels) {
+        channelNames.append(Str(channel.c_str()));
+    }
+    py::dict columns;
+    columns["time"] = Array(std::move(times), {n});
+    columns["channel_index"] = Array(std::move(channelOf), {n});
+    columns["channels"] = channelNames;
+    columns["id"] = Array(std::move(ids), {n});
+    columns["flags"] = Array(std::move(flags), {n});
+    columns["length"] = Array(std::move(lengths), {n});
+    columns["data"] = Array(std::move(data), {n, 64});
+    return columns;
+}
+
+std::string Quoted(const std::string& text) {
+    return py::repr(Str(text.c_str()));
+}
+
+std::string Number(double value) {
+    return py::repr(py::float_(value));
+}
+
+py::object MultiplexerIds(const Signal& signal) {
+    if (signal.ranges.empty()) {
+        return py::none();
+    }
+    std::uint64_t total = 0;
+    for (const tavlo_dec_range_t& range : signal.ranges) {
+        total += range.high - range.low + 1;
+        if (range.high - range.low >= kMostListedValues || total > kMostListedValues) {
+            throw py::value_error("signal " + signal.name +
+                                  " is selected by more values than are listed: see "
+                                  "multiplexer_ranges");
+        }
+    }
+    py::list ids;
+    for (const tavlo_dec_range_t& range : signal.ranges) {
+        for (std::uint64_t v = range.low;; ++v) {
+            ids.append(py::int_(v));
+            if (v == range.high) {
+                break;
+            }
+        }
+    }
+    return ids;
+}
+
+}  // namespace
+
+PYBIND11_MODULE(_tavloms, m) {
+    m.doc() = "The compiled part of tavloms: databases, frames and logs over the C++ library.";
+
+    py::class_<Diagnostic>(m, "Diagnostic",
+                           "A message of a load: where in which file, its code and text.")
+        .def_readonly("file", &Diagnostic::file, "The file loaded.")
+        .def_readonly("line", &Diagnostic::line, "Line, counted from 1 (0: not in the file).")
+        .def_readonly("column", &Diagnostic::column,
+                      "Column, counted from 1 (0: not in the file).")
+        .def_readonly("code", &Diagnostic::code,
+                      "The reader's message number, or 100 and above for tolerant loading's own.")
+        .def_property_readonly(
+            "text", [](const Diagnostic& d) { return Str(d.text.c_str()); }, "The message.")
+        .def_property_readonly(
+            "severity", [](const Diagnostic& d) { return d.error ? "error" : "warning"; },
+            "\"error\" or \"warning\".")
+        .def("__repr__", [](const Diagnostic& d) {
+            return "<Diagnostic " + std::string(d.error ? "error" : "warning") + " " + d.file +
+                   ":" + std::to_string(d.line) + ":" + std::to_string(d.column) + " [" +
+                   std::to_string(d.code) + "] " + Quoted(d.text) + ">";
+        });
+
+    py::class_<Signal, std::shared_ptr<Signal>>(m, "Signal", "A signal of a message (read-only).")
+        .def_property_readonly(
+            "name", [](const Signal& s) { return Str(s.name.c_str()); },
+            "The full name (a long name attribute's, else the file's).")
+        .def_readonly("start", &Signal::start,
+                      "The start bit as in the file: little-endian signals' least, big-endian "
+                      "signals' most significant bit.")
+        .def_readonly("length", &Signal::length, "Bits (32 for float, 64 for double signals).")
+        .def_property_readonly(
+            "byte_order",
+            [](const Signal& s) { return s.big_endian ? "big_endian" : "little_endian"; },
+            "\"little_endian\" or \"big_endian\".")
+        .def_readonly("is_signed", &Signal::is_signed, "Whether the raw value is signed.")
+        .def_property_readonly("is_float", &Signal::is_float,
+                               "Whether the raw value is an IEEE float or double.")
+        .def_readonly("factor", &Signal::factor, "physical = raw * factor + offset")
+        .def_readonly("offset", &Signal::offset, "physical = raw * factor + offset")
+        .def_readonly("minimum", &Signal::minimum, "The least physical value.")
+        .def_readonly("maximum", &Signal::maximum, "The greatest physical value.")
+        .def_property_readonly(
+            "unit", [](const Signal& s) { return Str(s.unit.c_str()); }, "The unit, or \"\".")
+        .def_property_readonly(
+            "receivers",
+            [](const Signal& s) {
+                py::list names;
+                for (const std::string& name : s.receivers) {
+                    names.append(Str(name.c_str()));
+                }
+                return names;
+            },
+            "Names of the receiving nodes.")
+        .def_readonly("multiplexer", &Signal::is_multiplexer,
+                      "Whether it selects other signals of its message.")
+        .def_property_readonly("multiplexer_ids", &MultiplexerIds,
+                               "The values of its multiplexer that select it (extended "
+                               "multiplexing included), or None when it is always present.")
+        .def_property_readonly(
+            "multiplexer_ranges",
+            [](const Signal& s) {
+                py::list ranges;
+                for (const tavlo_dec_range_t& r : s.ranges) {
+                    ranges.append(py::make_tuple(r.low, r.high));
+                }
+                return ranges;
+            },
+            "multiplexer_ids as (low, high) pairs; empty when it is always present.")
+        .def_property_readonly(
+            "multiplexer_signal",
+            [](const Signal& s) { return OptionalStr(s.multiplexer_signal); },
+            "The name of the signal that selects it, or None.")
+        .def_property_readonly(
+            "choices",
+            [](const Signal& s) {
+                py::dict choices;
+                for (const auto& choice : s.choices) {
+                    choices[py::int_(choice.first)] = Str(choice.second.c_str());
+                }
+                return choices;
+            },
+            "Value descriptions: raw value -> text.")
+        .def_property_readonly(
+            "comment", [](const Signal& s) { return OptionalStr(s.comment); },
+            "The comment, or None.")
+        .def("__repr__", [](const Signal& s) {
+            return "<Signal " + Quoted(s.name) + " start=" + std::to_string(s.start) +
+                   " length=" + std::to_string(s.length) +
+                   (s.big_endian ? " big_endian" : " little_endian") +
+                   (s.is_float() ? " float" : s.is_signed ? " signed" : " unsigned") +
+                   " factor=" + Number(s.factor) + " offset=" + Number(s.offset) +
+                   (s.unit.empty() ? "" : " unit=" + Quoted(s.unit)) + ">";
+        });
+
+    py::class_<Message, std::shared_ptr<Message>>(m, "Message",
+                                                  "A message of a database (read-only).")
+        .def_property_readonly(
+            "name", [](const Message& msg) { return Str(msg.name.c_str()); },
+            "The full name (a long name attribute's, else the file's).")
+        .def_property_readonly(
+            "frame_id", [](const Message& msg) { return msg.id & ~kExtendedBit; },
+            "The identifier, without the extended flag.")
+        .def_property_readonly(
+            "is_extended", [](const Message& msg) { return (msg.id & kExtendedBit) != 0; },
+            "Whether the identifier is a 29-bit one.")
+        .def_readonly("length", &Message::length, "Bytes of its frames (at most 64).")
+        .def_property_readonly(
+            "senders",
+            [](const Message& msg) {
+                py::list names;
+                for (const std::string& name : msg.senders) {
+                    names.append(Str(name.c_str()));
+                }
+                return names;
+            },
+            "Names of the transmitting nodes.")
+        .def_readonly("signals", &Message::signals, "Its signals, in the file's order.")
+        .def_property_readonly(
+            "comment", [](const Message& msg) { return OptionalStr(msg.comment); },
+            "The comment, or None.")
+        .def(
+            "get_signal",
+            [](const Message& msg, const py::str& name) {
+                return msg.signals[msg.SignalIndex(Bytes(name))];
+            },
+            py::arg("name"), "The signal of that name (full or as in the file); KeyError if none.")
+        .def("__repr__", [](const Message& msg) {
+            return "<Message " + Quoted(msg.name) + " frame_id=" + Hex(msg.id & ~kExtendedBit) +
+                   ((msg.id & kExtendedBit) != 0 ? " extended" : "") +
+                   " length=" + std::to_string(msg.length) +
+                   " signals=" + std::to_string(msg.signals.size()) + ">";
+        });
+
+    py::class_<Database, std::shared_ptr<Database>>(
+        m, "Database", "A loaded database file with its compiled decoder (read-only).")
+        .def_readonly("path", &Database::path, "The file it was loaded from.")
+        .def_readonly("messages", &Database::messages, "Its messages, in the file's order.")
+        .def_property_readonly(
+            "nodes",
+            [](const Database& db) {
+                py::list names;
+                for (const std::string& name : db.nodes) {
+                    names.append(Str(name.c_str()));
+                }
+                return names;
+            },
+            "Names of its nodes.")
+        .def_property_readonly(
+            "version", [](const Database& db) { return Str(db.version.c_str()); },
+            "The VERSION text.")
+        .def_property_readonly(
+            "comment", [](const Database& db) { return OptionalStr(db.comment); },
+            "The database's comment, or None.")
+        .def_readonly("diagnostics", &Database::diagnostics,
+                      "The warnings of a tolerant load (empty after a strict one).")
+        .def(
+            "get_message",
+            [](const Database& db, const py::object& nameOrId, const py::object& isExtended) {
+                return db.messages[db.Find(nameOrId, isExtended).index];
+            },
+            py::arg("name_or_id"), py::kw_only(), py::arg("is_extended") = py::none(),
+            "The message of that name or frame id; KeyError if none. Frame ids above 0x7FF are "
+            "extended ones unless is_extended says otherwise.")
+        .def("decode", &Decode, py::arg("frame_id"), py::arg("data"),
+             py::arg("decode_choices") = true, py::arg("raw") = false, py::kw_only(),
+             py::arg("is_extended") = py::none(),
+             "The values of the signals present in a frame (data: 0 to 64 bytes), by name: "
+             "physical floats, or raw ints with raw=True (the number itself for float "
+             "signals), or a value's description text with decode_choices. KeyError for an "
+             "unknown frame id.")
+        .def("encode", &Encode, py::arg("name_or_id"), py::arg("values"), py::kw_only(),
+             py::arg("raw") = false, py::arg("check_range") = true,
+             py::arg("is_extended") = py::none(),
+             "A frame of the message (bytes of its length) with the values given by signal "
+             "name: numbers (physical, or raw with raw=True) or description texts. Signals not "
+             "given are 0; multiplexers are set to select the signals given. ValueError with "
+             "the reason when a value cannot be encoded or, with check_range, lies outside its "
+             "signal's [minimum, maximum].")
+        .def("__repr__", [](const Database& db) {
+            return "<Database " + Quoted(db.path) + " messages=" +
+                   std::to_string(db.messages.size()) +
+                   " nodes=" + std::to_string(db.nodes.size()) + ">";
+        });
+
+    m.def("_load", &Load, py::arg("path"), py::arg("strict"),
+          "tavlo_load: (status, Database or None, diagnostics).");
+    m.def("_read_log", &ReadLog, py::arg("path"), "The frames of a log as columns.");
+    m.attr("LOAD_OK") = TAVLO_LOAD_OK;
+    m.attr("LOAD_NOT_FOUND") = TAVLO_LOAD_NOT_FOUND;
+}
