@@ -683,7 +683,7 @@ PYBIND11_MODULE(_tavloms, m) {
             "comment", [](const Database& db) { return OptionalStr(db.comment); },
             "The database's comment, or None.")
         .def_readonly("diagnostics", &Database::diagnostics,
-                      "The warnings of a tolerant load (empty after a strict one).")
+                      "The warnings of the load (tolerant loading turns faults into warnings).")
         .def(
             "get_message",
             [](const Database& db, const py::object& nameOrId, const py::object& isExtended) {
