@@ -1,0 +1,164 @@
+# The Python package over the library: loading with diagnostics, what it
+# tells of messages and signals, frames decoded (as the tavlo command decodes
+# them) and encoded, and logs read into columns.
+import csv
+import os
+import subprocess
+from pathlib import Path
+
+import numpy
+import pytest
+
+import tavloms
+
+TESTS = Path(__file__).resolve().parent.parent
+CORPUS = TESTS / "dbfile" / "corpus"
+POWERTRAIN = TESTS / "manager" / "data" / "powertrain.dbc"
+DATA = TESTS / "tools" / "data"
+
+
+def test_powertrain_as_described():
+    db = tavloms.load(POWERTRAIN)
+    assert (db.version, db.comment, db.nodes) == ("PT 1.2", "Powertrain network", ["Engine", "Gateway", "Gearbox"])
+    assert [(m.name, m.frame_id, m.is_extended, m.length) for m in db.messages] == [
+        ("EngineData", 0x100, False, 8), ("GearData", 0x200, False, 2), ("ExtendedData", 0x300, True, 8)]
+    engine = db.get_message(0x100)
+    assert engine is db.get_message("EngineData") and engine.senders == ["Engine", "Gateway"]
+    speed, temp, mux, oil = (engine.get_signal(n) for n in ("EngineSpeed", "EngineTemp", "Mux", "OilLevel"))
+    assert (speed.start, speed.length, speed.factor, speed.maximum, speed.unit) == (0, 16, 0.25, 16383.75, "rpm")
+    assert speed.receivers == ["Gateway", "Gearbox"] and speed.multiplexer_ids is None
+    assert (temp.is_signed, temp.offset, temp.choices) == (True, -40, {0: "Cold", 1: "Warm", 2: "Hot"})
+    assert mux.multiplexer and not oil.multiplexer
+    assert (oil.multiplexer_ids, oil.multiplexer_signal) == ([1], "Mux")
+    assert db.get_message("GearData").signals[0].byte_order == "big_endian"
+    assert speed.byte_order == "little_endian"
+    assert db.get_message(0x300, is_extended=True).name == "ExtendedData"
+    for absent in (0x300, "Nothing", 0x12345):
+        with pytest.raises(KeyError):
+            db.get_message(absent)
+    with pytest.raises(KeyError):
+        engine.get_signal("Nothing")
+
+
+def test_long_names_stand_for_the_short_ones():
+    db = tavloms.load(DATA / "long_names.dbc")
+    status = db.get_message("BatteryManagementSystemStatus_0123456789")
+    assert status is db.get_message("BatteryManagementSystemStatus_0")
+    assert [s.name for s in status.signals] == ["CellVoltageMaximumOfAllModules_InMillivolts", "Mode"]
+    assert db.decode(0x400, bytes.fromhex("01020100")) == {
+        "CellVoltageMaximumOfAllModules_InMillivolts": 0.513, "Mode": "Charging"}
+
+
+def corpus_rows():
+    with open(CORPUS / "EXPECTED.tsv", newline="") as table:
+        return [(row["file"], row["outcome"]) for row in csv.DictReader(table, delimiter="\t")]
+
+
+@pytest.mark.parametrize("name, outcome", corpus_rows())
+def test_corpus_loads_strictly_as_expected(name, outcome):
+    if outcome == "OK":
+        assert all(d.severity == "warning" for d in tavloms.load(CORPUS / name, strict=True).diagnostics)
+        return
+    with pytest.raises(tavloms.LoadError) as raised:
+        tavloms.load(CORPUS / name, strict=True)
+    first = raised.value.diagnostics[0]
+    assert first.severity == "error" and first.line > 0 and first.column > 0
+
+
+def test_strict_load_fails_where_tolerant_load_warns():
+    with pytest.raises(tavloms.LoadError) as raised:
+        tavloms.load(DATA / "syntax_error.dbc", strict=True)
+    (error,) = raised.value.diagnostics
+    assert (error.severity, error.line, error.column, error.text) == ("error", 11, 2, "error: syntax")
+    db = tavloms.load(DATA / "syntax_error.dbc")
+    assert [(d.severity, d.line, d.column) for d in db.diagnostics] == [("warning", 11, 2)]
+    assert [s.name for s in db.get_message("Status").signals] == ["Speed"]
+    with pytest.raises(tavloms.LoadError):
+        tavloms.load(DATA / "no_such_file.dbc")
+
+
+CASCADED = CORPUS / "issue_184_extended_mux_cascaded.dbc"
+
+
+@pytest.mark.parametrize("path, frame_id, data, options, values", [
+    (POWERTRAIN, 0x100, "A00F022103000000", {}, {"EngineSpeed": 1000, "EngineTemp": "Hot", "Mux": 1,
+     "OilLevel": 50, "StatusWithAVeryLongSignalNameAb1": 0, "StatusWithAVeryLongSignalNameAb2": 0}),
+    (POWERTRAIN, 0x100, "A00F020003", {"decode_choices": False}, {"EngineSpeed": 1000, "EngineTemp": -38, "Mux": 0,
+     "OilPressure": 48}),
+    (POWERTRAIN, 0x100, "A00F020003", {"raw": True}, {"EngineSpeed": 4000, "EngineTemp": "Hot", "Mux": 0, "OilPressure": 48}),
+    (CASCADED, 1, "0201050700000000", {"is_extended": True}, {"muxed_B_1": 7, "muxed_A_2_MUX_B": 1, "MUX_A": 2}),
+    (CASCADED, 1, "0200FB0700000000", {"is_extended": True}, {"muxed_B_0": -5, "muxed_A_2_MUX_B": 0, "MUX_A": 2}),
+    (DATA / "mux_values.dbc", 0x100, "010409", {}, {"Mux": 1, "Inner": 4, "Value": 9}),
+    (DATA / "mux_values.dbc", 0x100, "010309", {}, {"Mux": 1, "Inner": 3}),
+    (DATA / "wide_fd.dbc", 0x123, "FFFFFFFFFFFFFFFF", {"raw": True}, {"Counter": 2**64 - 1}),
+    (DATA / "wide_fd.dbc", 0x124, "FFFFFFFFFFFFFFFE", {}, {"Offset": -2}),
+    (DATA / "wide_fd.dbc", 0x200, "01" + "00" * 61 + "FEFF", {"is_extended": True}, {"First": 1, "Last": -1}),
+])
+def test_decode(path, frame_id, data, options, values):
+    decoded = tavloms.load(path).decode(frame_id, bytes.fromhex(data), **options)
+    assert decoded == values and list(decoded) == list(values)
+    assert all(type(v) is (int if options.get("raw") else float) for v in decoded.values() if type(v) is not str)
+
+
+@pytest.mark.skipif("TAVLO_COMMAND" not in os.environ, reason="the tavlo command is not built")
+def test_decode_reads_frames_as_tavlo_decode(tmp_path):
+    frames = ["100#A00F022103000000", "100#FFFF7F0D09000000", "100#0000800000", "200#05", "00000300#07"]
+    (tmp_path / "frames.log").write_text("".join(f"({t}.0) can0 {f}\n" for t, f in enumerate(frames)))
+    shown = subprocess.run([os.environ["TAVLO_COMMAND"], "decode", "-f", "csv", str(POWERTRAIN), str(tmp_path / "frames.log")],
+                           check=True, capture_output=True, text=True).stdout
+    expected = [{} for _ in frames]
+    for row in csv.DictReader(shown.splitlines()):
+        expected[int(float(row["time"]))][row["signal"]] = (int(row["raw"]), pytest.approx(float(row["physical"])))
+    db = tavloms.load(POWERTRAIN)
+    for frame, values in zip(frames, expected):
+        frame_id, data = frame.split("#")
+        decode = lambda **raw: db.decode(int(frame_id, 16), bytes.fromhex(data), False, is_extended=len(frame_id) == 8, **raw)
+        raw, physical = decode(raw=True), decode()
+        assert values and {name: (raw[name], physical[name]) for name in raw} == values
+
+
+def test_encode_gives_back_what_decode_reads():
+    db = tavloms.load(POWERTRAIN)
+    values = {"EngineSpeed": 1000, "EngineTemp": "Hot", "Mux": 1, "OilLevel": 50}
+    frame = db.encode("EngineData", values)
+    assert frame == bytes.fromhex("A00F022103000000")
+    assert db.decode(0x100, bytearray(frame)).items() >= values.items()
+    assert db.encode(0x300, {"Counter": 7}, is_extended=True) == bytes.fromhex("0700000000000000")
+    assert db.encode("EngineData", {"OilLevel": 150}, check_range=False) == bytes.fromhex("0000006109000000")
+    for bad, reason in [({"OilLevel": 150}, "out of range"), ({"Nothing": 1}, "no signal Nothing"),
+                        ({"EngineTemp": "Boiling"}, "neither a number nor a value description"),
+                        ({"EngineSpeed": 70000}, "does not fit")]:
+        with pytest.raises(ValueError, match=reason):
+            db.encode("EngineData", bad)
+    with pytest.raises(ValueError):
+        db.decode(0x100, bytes(65))
+
+
+def test_64_bit_values_are_exact_both_ways():
+    db = tavloms.load(DATA / "wide_fd.dbc")
+    for name, value, frame in [("Wide", 2**64 - 1, "FFFFFFFFFFFFFFFF"), ("Wide", 578437695752307201, "0102030405060708"),
+                               ("WideSigned", -2, "FFFFFFFFFFFFFFFE")]:
+        signal = db.get_message(name).signals[0]
+        assert db.encode(name, {signal.name: value}, raw=True) == bytes.fromhex(frame)
+        assert db.decode(db.get_message(name).frame_id, bytes.fromhex(frame), raw=True) == {signal.name: value}
+    assert len(db.encode("Fd", {"Last": -1})) == 64
+
+
+def test_read_log_gives_columns(tmp_path):
+    log = tmp_path / "bus.log"
+    log.write_text("(1600000000.000100) can0 100#A00F022103000000\n"
+                   "  vcan1  1FFFFFFF   [2]  05 00\n"
+                   "(1600000000.000300) can1 123#R\n"
+                   "not a frame\n"
+                   "(1600000000.000500) can0 00000200##1" + "AB" * 12 + "\n")
+    with pytest.warns(RuntimeWarning, match="bus.log:4: not a CAN frame"):
+        frames = tavloms.read_log(log)
+    assert frames["time"][0] == 1600000000.0001 and numpy.isnan(frames["time"][1])
+    assert list(frames["channel"]) == ["can0", "vcan1", "can1", "can0"]
+    assert frames["frame_id"].dtype == numpy.uint32 and list(frames["frame_id"]) == [0x100, 0x1FFFFFFF, 0x123, 0x200]
+    assert list(frames["is_extended"]) == [False, True, False, True]
+    assert list(frames["is_remote"]) == [False, False, True, False] and not frames["is_error"].any()
+    assert list(frames["length"]) == [8, 2, 0, 12] and frames["data"].shape == (4, 64)
+    assert bytes(frames["data"][3]) == b"\xab" * 12 + bytes(52) and bytes(frames["data"][1][:3]) == b"\x05\x00\x00"
+    with pytest.raises(OSError):
+        tavloms.read_log(tmp_path / "missing.log")
