@@ -83,9 +83,12 @@ std::string Hex(std::uint32_t id) {
 // identifier as a Python user gives it. Without is_extended, identifiers
 // above 0x7FF are extended; one given with bit 31 set already is as well.
 std::uint32_t RecordId(const py::int_& frameId, const py::object& isExtended) {
-    const unsigned long long value = frameId.cast<unsigned long long>();
-    if ((value & ~static_cast<unsigned long long>(kExtendedBit)) > 0x1FFFFFFFull) {
-        throw py::value_error("frame_id " + std::to_string(value) + " is not a CAN identifier");
+    const unsigned long long value = PyLong_AsUnsignedLongLong(frameId.ptr());
+    if (PyErr_Occurred() != nullptr ||
+        (value & ~static_cast<unsigned long long>(kExtendedBit)) > 0x1FFFFFFFull) {
+        PyErr_Clear();
+        throw py::value_error("frame_id " + std::string(py::repr(frameId)) +
+                              " is not a CAN identifier");
     }
     const auto id = static_cast<std::uint32_t>(value);
     bool extended = (id & kExtendedBit) != 0 || id > 0x7FF;
@@ -255,6 +258,7 @@ py::tuple Load(const std::string& path, bool strict) {
     db->path = path;
     unsigned int status = TAVLO_LOAD_NOT_FOUND;
     {
+        py::gil_scoped_release unlocked;  // nothing of Python's until the end of the block
         tavlo::Loaded loaded(path.c_str(), strict ? TAVLO_LOAD_STRICT : TAVLO_LOAD_TOLERANT);
         status = loaded.status();
         for (const tavlo_diagnostic_t& d : loaded.diagnostics()) {
@@ -354,10 +358,19 @@ std::uint64_t RawSetting(const Signal& signal, const py::handle& value) {
     if (!py::isinstance<py::int_>(value)) {
         throw py::type_error("the raw value of " + signal.name + " must be an int");
     }
-    if (value.cast<py::int_>() < py::int_(0)) {
-        return static_cast<std::uint64_t>(value.cast<std::int64_t>());
+    int overflow = 0;
+    const long long number = PyLong_AsLongLongAndOverflow(value.ptr(), &overflow);
+    if (overflow == 0 && !(number == -1 && PyErr_Occurred() != nullptr)) {
+        return static_cast<std::uint64_t>(number);
     }
-    return value.cast<std::uint64_t>();
+    PyErr_Clear();
+    const unsigned long long bits = overflow > 0 ? PyLong_AsUnsignedLongLong(value.ptr()) : 0;
+    if (overflow < 0 || PyErr_Occurred() != nullptr) {
+        PyErr_Clear();
+        throw py::value_error(std::string(py::repr(value)) + " does not fit in 64 bits, the raw "
+                              "value of " + signal.name);
+    }
+    return bits;
 }
 
 py::bytes Encode(const Database& db, const py::object& nameOrId, const py::object& values,

@@ -45,8 +45,21 @@ def test_long_names_stand_for_the_short_ones():
     status = db.get_message("BatteryManagementSystemStatus_0123456789")
     assert status is db.get_message("BatteryManagementSystemStatus_0")
     assert [s.name for s in status.signals] == ["CellVoltageMaximumOfAllModules_InMillivolts", "Mode"]
-    assert db.decode(0x400, bytes.fromhex("01020100")) == {
-        "CellVoltageMaximumOfAllModules_InMillivolts": 0.513, "Mode": "Charging"}
+    assert status.get_signal("CellVoltageMaximumOfAllModules_InMillivolts") is status.signals[0]
+    values = {"CellVoltageMaximumOfAllModules_InMillivolts": 0.513, "Mode": "Charging"}
+    assert db.decode(0x400, bytes.fromhex("01020100")) == values
+    assert db.encode(status.name, values) == bytes.fromhex("01020100")
+
+
+def test_multiplexer_values_extended_and_plain(tmp_path):
+    value = tavloms.load(DATA / "mux_values.dbc").get_message("Frame").get_signal("Value")
+    assert (value.multiplexer_ids, value.multiplexer_ranges, value.multiplexer_signal) == ([2, 4, 5], [(2, 2), (4, 5)], "Inner")
+    # A multiplexed signal in a message without a multiplexer: never decoded, its value told all the same.
+    (tmp_path / "alone.dbc").write_text('VERSION ""\nBU_: Ecu\nBO_ 256 Frame: 8 Ecu\n SG_ Alone m3 : 8|8@1+ (1,0) [0|0] "" Ecu\n'
+                                        ' SG_ Plain : 0|8@1+ (1,0) [0|0] "" Ecu\n')
+    db = tavloms.load(tmp_path / "alone.dbc", strict=True)
+    assert [(s.multiplexer_ids, s.multiplexer_ranges) for s in db.messages[0].signals] == [([3], [(3, 3)]), (None, [])]
+    assert db.decode(0x100, bytes(8)) == {"Plain": 0.0}
 
 
 def corpus_rows():
@@ -130,8 +143,9 @@ def test_encode_gives_back_what_decode_reads():
                         ({"EngineSpeed": 70000}, "does not fit")]:
         with pytest.raises(ValueError, match=reason):
             db.encode("EngineData", bad)
-    with pytest.raises(ValueError):
-        db.decode(0x100, bytes(65))
+    for frame_id, data in [(0x100, bytes(65)), (-1, b""), (0x20000000, b"")]:
+        with pytest.raises(ValueError):
+            db.decode(frame_id, data)
 
 
 def test_64_bit_values_are_exact_both_ways():
