@@ -543,7 +543,7 @@ py::object MultiplexerIds(const Signal& signal) {
 }  // namespace
 
 PYBIND11_MODULE(_tavloms, m) {
-    m.doc() = "The compiled part of tavloms: databases, frames and logs over the C++ library.";
+    m.doc() = "The extension module of tavloms: databases, frames and logs over the C++ library.";
 
     py::class_<Diagnostic>(m, "Diagnostic",
                            "A message of a load: where in which file, its code and text.")

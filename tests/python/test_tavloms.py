@@ -90,17 +90,12 @@ def test_strict_load_fails_where_tolerant_load_warns():
         tavloms.load(DATA / "no_such_file.dbc")
 
 
-CASCADED = CORPUS / "issue_184_extended_mux_cascaded.dbc"
-
-
 @pytest.mark.parametrize("path, frame_id, data, options, values", [
     (POWERTRAIN, 0x100, "A00F022103000000", {}, {"EngineSpeed": 1000, "EngineTemp": "Hot", "Mux": 1,
      "OilLevel": 50, "StatusWithAVeryLongSignalNameAb1": 0, "StatusWithAVeryLongSignalNameAb2": 0}),
     (POWERTRAIN, 0x100, "A00F020003", {"decode_choices": False}, {"EngineSpeed": 1000, "EngineTemp": -38, "Mux": 0,
      "OilPressure": 48}),
     (POWERTRAIN, 0x100, "A00F020003", {"raw": True}, {"EngineSpeed": 4000, "EngineTemp": "Hot", "Mux": 0, "OilPressure": 48}),
-    (CASCADED, 1, "0201050700000000", {"is_extended": True}, {"muxed_B_1": 7, "muxed_A_2_MUX_B": 1, "MUX_A": 2}),
-    (CASCADED, 1, "0200FB0700000000", {"is_extended": True}, {"muxed_B_0": -5, "muxed_A_2_MUX_B": 0, "MUX_A": 2}),
     (DATA / "mux_values.dbc", 0x100, "010409", {}, {"Mux": 1, "Inner": 4, "Value": 9}),
     (DATA / "mux_values.dbc", 0x100, "010309", {}, {"Mux": 1, "Inner": 3}),
     (DATA / "wide_fd.dbc", 0x123, "FFFFFFFFFFFFFFFF", {"raw": True}, {"Counter": 2**64 - 1}),
