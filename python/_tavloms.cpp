@@ -69,6 +69,15 @@ double Double(const py::handle& value) {
     return number;
 }
 
+// Names as a list of str.
+py::list StrList(const std::vector<std::string>& names) {
+    py::list list;
+    for (const std::string& name : names) {
+        list.append(Str(name.c_str()));
+    }
+    return list;
+}
+
 py::object OptionalStr(const std::optional<std::string>& text) {
     return text ? py::object(Str(text->c_str())) : py::object(py::none());
 }
@@ -587,13 +596,7 @@ PYBIND11_MODULE(_tavloms, m) {
             "unit", [](const Signal& s) { return Str(s.unit.c_str()); }, "The unit, or \"\".")
         .def_property_readonly(
             "receivers",
-            [](const Signal& s) {
-                py::list names;
-                for (const std::string& name : s.receivers) {
-                    names.append(Str(name.c_str()));
-                }
-                return names;
-            },
+            [](const Signal& s) { return StrList(s.receivers); },
             "Names of the receiving nodes.")
         .def_readonly("multiplexer", &Signal::is_multiplexer,
                       "Whether it selects other signals of its message.")
@@ -650,13 +653,7 @@ PYBIND11_MODULE(_tavloms, m) {
         .def_readonly("length", &Message::length, "Bytes of its frames (at most 64).")
         .def_property_readonly(
             "senders",
-            [](const Message& msg) {
-                py::list names;
-                for (const std::string& name : msg.senders) {
-                    names.append(Str(name.c_str()));
-                }
-                return names;
-            },
+            [](const Message& msg) { return StrList(msg.senders); },
             "Names of the transmitting nodes.")
         .def_readonly("signals", &Message::signals, "Its signals, in the file's order.")
         .def_property_readonly(
@@ -681,13 +678,7 @@ PYBIND11_MODULE(_tavloms, m) {
         .def_readonly("messages", &Database::messages, "Its messages, in the file's order.")
         .def_property_readonly(
             "nodes",
-            [](const Database& db) {
-                py::list names;
-                for (const std::string& name : db.nodes) {
-                    names.append(Str(name.c_str()));
-                }
-                return names;
-            },
+            [](const Database& db) { return StrList(db.nodes); },
             "Names of its nodes.")
         .def_property_readonly(
             "version", [](const Database& db) { return Str(db.version.c_str()); },
