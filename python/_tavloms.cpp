@@ -501,10 +501,7 @@ py::dict ReadLog(const std::string& path) {
         }
     }
     const auto n = static_cast<py::ssize_t>(times.size());
-    py::list channelNames;
-    for (const std::string& channel : channels) {
-        channelNames.append(Str(channel.c_str()));
-    }
+    const py::list channelNames = StrList(channels);
     py::dict columns;
     columns["time"] = Array(std::move(times), {n});
     columns["channel_index"] = Array(std::move(channelOf), {n});
@@ -514,6 +511,65 @@ py::dict ReadLog(const std::string& path) {
     columns["length"] = Array(std::move(lengths), {n});
     columns["data"] = Array(std::move(data), {n, 64});
     return columns;
+}
+
+// Frames decoded into columns by the batch decoder, straight into numpy
+// arrays: {message index: (times, [physical per signal], [raw per signal])}
+// for the messages with rows. ids carry bit 31 for extended ones; data is
+// N x 64. Absent values are NaN in physical and 0 in raw.
+py::dict DecodeColumns(const Database& db, const py::array_t<double, py::array::c_style>& times,
+                       const py::array_t<std::uint32_t, py::array::c_style>& ids,
+                       const py::array_t<std::uint8_t, py::array::c_style>& lengths,
+                       const py::array_t<std::uint8_t, py::array::c_style>& data) {
+    const auto frames = static_cast<std::size_t>(ids.size());
+    if (static_cast<std::size_t>(times.size()) != frames ||
+        static_cast<std::size_t>(lengths.size()) != frames ||
+        static_cast<std::size_t>(data.size()) != 64 * frames) {
+        throw py::value_error("times, ids, lengths and data (N x 64) must have the same frames");
+    }
+    const tavlo_decoder_t* decoder = db.decoder.get();
+    std::vector<std::size_t> rows(db.messages.size(), 0);
+    tavlo_decoder_count(decoder, frames, ids.data(), rows.data());
+    std::vector<tavlo_dec_columns_t> columns(db.messages.size());
+    std::vector<std::vector<double*>> physical(db.messages.size());
+    std::vector<std::vector<std::uint64_t*>> raw(db.messages.size());
+    py::dict decoded;
+    for (std::size_t m = 0; m < db.messages.size(); ++m) {
+        columns[m] = tavlo_dec_columns_t{0, 0, nullptr, nullptr, nullptr};  // no frames: nothing
+        if (rows[m] == 0) {
+            continue;
+        }
+        const std::size_t signals = db.messages[m]->signals.size();
+        const auto n = static_cast<py::ssize_t>(rows[m]);
+        py::array_t<double> messageTimes(n);
+        py::list physicalArrays;
+        py::list rawArrays;
+        for (std::size_t s = 0; s < signals; ++s) {
+            py::array_t<double> values(n);
+            py::array_t<std::uint64_t> raws(n);
+            physical[m].push_back(values.mutable_data());
+            raw[m].push_back(raws.mutable_data());
+            physicalArrays.append(values);
+            rawArrays.append(raws);
+        }
+        columns[m].capacity = rows[m];
+        columns[m].rows = 0;
+        columns[m].times = messageTimes.mutable_data();
+        columns[m].physical = physical[m].data();
+        columns[m].raw = raw[m].data();
+        decoded[py::int_(m)] = py::make_tuple(messageTimes, physicalArrays, rawArrays);
+    }
+    int result = TAVLO_DEC_OK;
+    {
+        py::gil_scoped_release unlocked;
+        result = tavlo_decoder_decode_columns(decoder, frames, times.data(), ids.data(),
+                                              lengths.data(), data.data(), 64, columns.data(),
+                                              nullptr);
+    }
+    if (result != TAVLO_DEC_OK) {
+        throw py::value_error("a frame is longer than 64 bytes");
+    }
+    return decoded;
 }
 
 std::string Quoted(const std::string& text) {
@@ -720,6 +776,9 @@ PYBIND11_MODULE(_tavloms, m) {
     m.def("_load", &Load, py::arg("path"), py::arg("strict"),
           "tavlo_load: (status, Database or None, diagnostics).");
     m.def("_read_log", &ReadLog, py::arg("path"), "The frames of a log as columns.");
+    m.def("_decode_columns", &DecodeColumns, py::arg("database"), py::arg("times"),
+          py::arg("ids"), py::arg("lengths"), py::arg("data"),
+          "Frames decoded into columns per message index.");
     m.attr("LOAD_OK") = TAVLO_LOAD_OK;
     m.attr("LOAD_NOT_FOUND") = TAVLO_LOAD_NOT_FOUND;
 }

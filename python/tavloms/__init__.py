@@ -5,6 +5,7 @@
     >>> db.decode(0x100, bytes.fromhex("A00F022103000000"))["EngineSpeed"]
     1000.0
     >>> frames = tavloms.read_log("drive.log")   # columns as numpy arrays
+    >>> tables = db.decode_log("drive.log")      # {message name: pandas.DataFrame}
 """
 
 import os
@@ -15,6 +16,8 @@ from ._tavloms import Database, Diagnostic, Message, Signal
 from . import _tavloms
 
 __all__ = ["Database", "Diagnostic", "LoadError", "Message", "Signal", "load", "read_log"]
+
+_EXTENDED = numpy.uint32(0x80000000)
 
 
 class LoadError(Exception):
@@ -71,3 +74,84 @@ def read_log(path):
         "length": columns["length"],
         "data": columns["data"],
     }
+
+
+def _frames_of(messages):
+    """read_log's columns for an iterable of can.Message objects."""
+    frames = list(messages)
+    data = numpy.zeros((len(frames), 64), dtype=numpy.uint8)
+    for row, frame in enumerate(frames):
+        payload = bytes(frame.data or b"")[:64]
+        data[row, :len(payload)] = numpy.frombuffer(payload, dtype=numpy.uint8)
+    column = lambda get, dtype: numpy.array([get(f) for f in frames], dtype=dtype)
+    return {
+        "time": column(lambda f: f.timestamp, numpy.float64),
+        "frame_id": column(lambda f: f.arbitration_id & 0x1FFFFFFF, numpy.uint32),
+        "is_extended": column(lambda f: f.is_extended_id, bool),
+        "is_remote": column(lambda f: f.is_remote_frame, bool),
+        "is_error": column(lambda f: f.is_error_frame, bool),
+        "length": column(lambda f: min(len(f.data or b""), 64), numpy.uint8),
+        "data": data,
+    }
+
+
+def _raw_column(signal, raw, absent):
+    """A signal's raw values as its kind reads them, absent ones missing."""
+    import pandas
+
+    if signal.is_float:
+        numbers = (raw.view(numpy.float64) if signal.length == 64
+                   else raw.astype(numpy.uint32).view(numpy.float32).astype(numpy.float64))
+        return numpy.where(absent, numpy.nan, numbers)
+    values = raw.view(numpy.int64) if signal.is_signed else raw
+    return pandas.arrays.IntegerArray(values, absent)
+
+
+def decode_log(self, source, messages=None, raw=False):
+    """Decodes a whole log into one pandas.DataFrame per message, by name.
+
+    source is a log's path (as read_log reads it), the dict read_log
+    returns, or an iterable of can.Message objects. Each DataFrame is indexed
+    by time and has a column per signal: physical values (float), or raw
+    values with raw=True (integers, or the numbers of float signals); a
+    signal a frame does not carry (multiplexed out, or beyond its length) is
+    missing (NaN, or <NA>). messages, when given, names the messages (by
+    name or frame id) to keep. Error and remote frames are left out. The
+    frames are decoded into the columns by the library, without a Python
+    object per frame and with the interpreter's lock released.
+    """
+    import pandas
+
+    if isinstance(source, dict):
+        columns = source
+    elif isinstance(source, (str, bytes, os.PathLike)):
+        columns = read_log(source)
+    else:
+        columns = _frames_of(source)
+    keep = ~(numpy.asarray(columns["is_error"]) | numpy.asarray(columns["is_remote"]))
+    ids = numpy.asarray(columns["frame_id"], dtype=numpy.uint32)[keep]
+    ids = ids | numpy.where(numpy.asarray(columns["is_extended"])[keep], _EXTENDED, numpy.uint32(0))
+    decoded = _tavloms._decode_columns(
+        self,
+        numpy.ascontiguousarray(numpy.asarray(columns["time"], dtype=numpy.float64)[keep]),
+        numpy.ascontiguousarray(ids),
+        numpy.ascontiguousarray(numpy.asarray(columns["length"], dtype=numpy.uint8)[keep]),
+        numpy.ascontiguousarray(numpy.asarray(columns["data"], dtype=numpy.uint8)[keep]))
+    wanted = None
+    if messages is not None:
+        wanted = {self.get_message(m).name for m in messages}
+    tables = {}
+    for index, (times, physical, raws) in decoded.items():
+        message = self.messages[index]
+        if wanted is not None and message.name not in wanted:
+            continue
+        data = {}
+        for signal, values, raw_values in zip(message.signals, physical, raws):
+            data[signal.name] = (_raw_column(signal, raw_values, numpy.isnan(values))
+                                 if raw else values)
+        tables[message.name] = pandas.DataFrame(
+            data, index=pandas.Index(times, name="time"), columns=[s.name for s in message.signals])
+    return tables
+
+
+Database.decode_log = decode_log

@@ -171,3 +171,33 @@ def test_read_log_gives_columns(tmp_path):
     assert bytes(frames["data"][3]) == b"\xab" * 12 + bytes(52) and bytes(frames["data"][1][:3]) == b"\x05\x00\x00"
     with pytest.raises(OSError):
         tavloms.read_log(tmp_path / "missing.log")
+
+
+def test_decode_log_into_tables_as_frame_by_frame(tmp_path):
+    pandas = pytest.importorskip("pandas")
+    can = pytest.importorskip("can")
+    db = tavloms.load(POWERTRAIN)
+    log = tmp_path / "bus.log"
+    log.write_text("(1.0) can0 100#A00F022103000000\n(2.0) can0 200#0500\n(3.0) can0 100#A00F020003000000\n"
+                   "(4.0) can0 100#R\n(5.0) can0 100#A00F\n(6.0) can0 00000300#0700000000000000\n")
+    frames = tavloms.read_log(log)
+    messages = [can.Message(timestamp=t, arbitration_id=int(i), is_extended_id=bool(x), is_remote_frame=bool(r),
+                            data=bytes(d[:n])) for t, i, x, r, n, d in zip(frames["time"], frames["frame_id"],
+                            frames["is_extended"], frames["is_remote"], frames["length"], frames["data"])]
+    for source in (log, frames, messages):
+        tables = db.decode_log(source)
+        assert sorted(tables) == ["EngineData", "ExtendedData", "GearData"]
+        for name, table in tables.items():
+            message = db.get_message(name)
+            rows = [k for k in range(len(frames["time"])) if frames["frame_id"][k] == message.frame_id
+                    and not frames["is_remote"][k]]
+            assert list(table.index) == [frames["time"][k] for k in rows]
+            assert list(table.columns) == [s.name for s in message.signals]
+            for k, (_, row) in zip(rows, table.iterrows()):
+                expected = db.decode(message.frame_id, bytes(frames["data"][k][:frames["length"][k]]), False,
+                                     is_extended=message.is_extended)
+                assert {s: v for s, v in row.items() if not numpy.isnan(v)} == expected
+    raw = db.decode_log(log, messages=["EngineData"], raw=True)
+    assert list(raw) == ["EngineData"]
+    assert raw["EngineData"]["EngineTemp"].dtype == "Int64" and raw["EngineData"]["OilLevel"].isna().tolist() == [False, True, True]
+    assert raw["EngineData"]["EngineSpeed"].tolist() == [4000, 4000, 4000]
