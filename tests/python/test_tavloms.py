@@ -201,3 +201,14 @@ def test_decode_log_into_tables_as_frame_by_frame(tmp_path):
     assert list(raw) == ["EngineData"]
     assert raw["EngineData"]["EngineTemp"].dtype == "Int64" and raw["EngineData"]["OilLevel"].isna().tolist() == [False, True, True]
     assert raw["EngineData"]["EngineSpeed"].tolist() == [4000, 4000, 4000]
+
+
+def test_type_stubs_name_what_the_package_has():
+    import ast
+    stubs = ast.parse((Path(tavloms.__file__).parent / "__init__.pyi").read_text())
+    declared = {node.name: {item.name for item in node.body if isinstance(item, ast.FunctionDef)}
+                for node in stubs.body if isinstance(node, (ast.ClassDef, ast.FunctionDef))}
+    assert set(declared) == set(tavloms.__all__)
+    for name, members in declared.items():
+        public = {m for m in dir(getattr(tavloms, name)) if not m.startswith("_")}
+        assert members - {"__init__"} == (public if name not in ("LoadError", "load", "read_log") else set()), name
