@@ -4,6 +4,7 @@
 import csv
 import os
 import subprocess
+import sys
 from pathlib import Path
 
 import numpy
@@ -212,3 +213,18 @@ def test_type_stubs_name_what_the_package_has():
     for name, members in declared.items():
         public = {m for m in dir(getattr(tavloms, name)) if not m.startswith("_")}
         assert members - {"__init__"} == (public if name not in ("LoadError", "load", "read_log") else set()), name
+
+
+@pytest.mark.skipif("TAVLO_COMMAND" not in os.environ, reason="the tavlo command is not built")
+def test_module_decodes_as_tavlo_decode(tmp_path):
+    from tavloms.__main__ import main
+    log = tmp_path / "bus.log"
+    log.write_text("(1600000000.000100) can0 100#A00F022103000000\n(1600000000.000200) vcan1 555#0102\n"
+                   "(1600000000.000300) can0 100#R\n(1600000000.000400) can0 00000300#0700000000000000\n"
+                   "(1600000000.000500) can0 100#FFFF7F0D09000000\n(1600000000.000600) can0 200#05\n")
+    tavlo = subprocess.run([os.environ["TAVLO_COMMAND"], "decode", str(POWERTRAIN), str(log)],
+                           check=True, capture_output=True, text=True).stdout
+    module = subprocess.run([sys.executable, "-m", "tavloms", "decode", str(POWERTRAIN), str(log)],
+                            check=True, capture_output=True, text=True).stdout
+    assert module == tavlo and len(module.splitlines()) == 6
+    assert main(["decode", str(POWERTRAIN), str(tmp_path / "missing.log")]) == 1
