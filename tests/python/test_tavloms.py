@@ -228,3 +228,23 @@ def test_module_decodes_as_tavlo_decode(tmp_path):
                             check=True, capture_output=True, text=True).stdout
     assert module == tavlo and len(module.splitlines()) == 6
     assert main(["decode", str(POWERTRAIN), str(tmp_path / "missing.log")]) == 1
+
+
+def test_logs_decoded_on_a_cluster_as_one_by_one(tmp_path):
+    pandas = pytest.importorskip("pandas")
+    distributed = pytest.importorskip("distributed")
+    from tavloms.dask import decode_logs
+    db = tavloms.load(POWERTRAIN)
+    logs = []
+    for k in range(4):
+        logs.append(tmp_path / f"day{k}.log")
+        logs[-1].write_text(f"({k}.1) can0 100#A00F02{k}103000000\n({k}.2) can0 200#0{k}\n({k}.3) can0 100#A00F020003000000\n")
+    cluster = distributed.LocalCluster(n_workers=2, threads_per_worker=1, dashboard_address=":0")
+    with cluster, distributed.Client(cluster) as client:
+        tables = decode_logs(logs, POWERTRAIN, client=client)
+        assert sorted(tables) == sorted(m.name for m in db.messages)
+        for name, table in tables.items():
+            parts = [one[name] for one in map(db.decode_log, logs) if name in one]
+            expected = pandas.concat(parts) if parts else table.compute().iloc[:0]
+            pandas.testing.assert_frame_equal(table.compute(), expected)
+        assert list(decode_logs(logs[:1], POWERTRAIN, client=client, messages=[0x200])) == ["GearData"]
