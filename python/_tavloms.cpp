@@ -514,13 +514,15 @@ py::dict ReadLog(const std::string& path) {
 }
 
 // Frames decoded into columns by the batch decoder, straight into numpy
-// arrays: {message index: (times, [physical per signal], [raw per signal])}
-// for the messages with rows. ids carry bit 31 for extended ones; data is
+// arrays: {message index: (times, physical, raw or None)} for the messages
+// with rows, physical (and raw) a rows x signals array in column order, so
+// that each signal's column is one run of memory, as the decoder writes it
+// and a DataFrame keeps it. ids carry bit 31 for extended ones; data is
 // N x 64. Absent values are NaN in physical and 0 in raw.
 py::dict DecodeColumns(const Database& db, const py::array_t<double, py::array::c_style>& times,
                        const py::array_t<std::uint32_t, py::array::c_style>& ids,
                        const py::array_t<std::uint8_t, py::array::c_style>& lengths,
-                       const py::array_t<std::uint8_t, py::array::c_style>& data) {
+                       const py::array_t<std::uint8_t, py::array::c_style>& data, bool withRaw) {
     const auto frames = static_cast<std::size_t>(ids.size());
     if (static_cast<std::size_t>(times.size()) != frames ||
         static_cast<std::size_t>(lengths.size()) != frames ||
@@ -528,36 +530,40 @@ py::dict DecodeColumns(const Database& db, const py::array_t<double, py::array::
         throw py::value_error("times, ids, lengths and data (N x 64) must have the same frames");
     }
     const tavlo_decoder_t* decoder = db.decoder.get();
-    std::vector<std::size_t> rows(db.messages.size(), 0);
+    const std::size_t messages = db.messages.size();
+    std::vector<std::size_t> rows(messages, 0);
     tavlo_decoder_count(decoder, frames, ids.data(), rows.data());
-    std::vector<tavlo_dec_columns_t> columns(db.messages.size());
-    std::vector<std::vector<double*>> physical(db.messages.size());
-    std::vector<std::vector<std::uint64_t*>> raw(db.messages.size());
+    std::vector<tavlo_dec_columns_t> columns(messages, tavlo_dec_columns_t{0, 0, nullptr, nullptr,
+                                                                           nullptr});
+    std::vector<std::vector<double*>> physical(messages);
+    std::vector<std::vector<std::uint64_t*>> raw(messages);
     py::dict decoded;
-    for (std::size_t m = 0; m < db.messages.size(); ++m) {
-        columns[m] = tavlo_dec_columns_t{0, 0, nullptr, nullptr, nullptr};  // no frames: nothing
+    for (std::size_t m = 0; m < messages; ++m) {
         if (rows[m] == 0) {
-            continue;
+            continue;  // no frames of it: nothing is written
         }
         const std::size_t signals = db.messages[m]->signals.size();
         const auto n = static_cast<py::ssize_t>(rows[m]);
+        const std::vector<py::ssize_t> shape{n, static_cast<py::ssize_t>(signals)};
+        const std::vector<py::ssize_t> doubleStrides{8, 8 * n};
         py::array_t<double> messageTimes(n);
-        py::list physicalArrays;
-        py::list rawArrays;
+        py::array_t<double> values(shape, doubleStrides);
+        py::object raws = py::none();
         for (std::size_t s = 0; s < signals; ++s) {
-            py::array_t<double> values(n);
-            py::array_t<std::uint64_t> raws(n);
-            physical[m].push_back(values.mutable_data());
-            raw[m].push_back(raws.mutable_data());
-            physicalArrays.append(values);
-            rawArrays.append(raws);
+            physical[m].push_back(values.mutable_data() + s * rows[m]);
+        }
+        if (withRaw) {
+            py::array_t<std::uint64_t> rawValues(shape, doubleStrides);
+            for (std::size_t s = 0; s < signals; ++s) {
+                raw[m].push_back(rawValues.mutable_data() + s * rows[m]);
+            }
+            raws = rawValues;
         }
         columns[m].capacity = rows[m];
-        columns[m].rows = 0;
         columns[m].times = messageTimes.mutable_data();
         columns[m].physical = physical[m].data();
-        columns[m].raw = raw[m].data();
-        decoded[py::int_(m)] = py::make_tuple(messageTimes, physicalArrays, rawArrays);
+        columns[m].raw = withRaw ? raw[m].data() : nullptr;
+        decoded[py::int_(m)] = py::make_tuple(messageTimes, values, raws);
     }
     int result = TAVLO_DEC_OK;
     {
@@ -777,7 +783,7 @@ PYBIND11_MODULE(_tavloms, m) {
           "tavlo_load: (status, Database or None, diagnostics).");
     m.def("_read_log", &ReadLog, py::arg("path"), "The frames of a log as columns.");
     m.def("_decode_columns", &DecodeColumns, py::arg("database"), py::arg("times"),
-          py::arg("ids"), py::arg("lengths"), py::arg("data"),
+          py::arg("ids"), py::arg("lengths"), py::arg("data"), py::arg("raw"),
           "Frames decoded into columns per message index.");
     m.attr("LOAD_OK") = TAVLO_LOAD_OK;
     m.attr("LOAD_NOT_FOUND") = TAVLO_LOAD_NOT_FOUND;

@@ -129,28 +129,37 @@ def decode_log(self, source, messages=None, raw=False):
     else:
         columns = _frames_of(source)
     keep = ~(numpy.asarray(columns["is_error"]) | numpy.asarray(columns["is_remote"]))
-    ids = numpy.asarray(columns["frame_id"], dtype=numpy.uint32)[keep]
-    ids = ids | numpy.where(numpy.asarray(columns["is_extended"])[keep], _EXTENDED, numpy.uint32(0))
-    decoded = _tavloms._decode_columns(
-        self,
-        numpy.ascontiguousarray(numpy.asarray(columns["time"], dtype=numpy.float64)[keep]),
-        numpy.ascontiguousarray(ids),
-        numpy.ascontiguousarray(numpy.asarray(columns["length"], dtype=numpy.uint8)[keep]),
-        numpy.ascontiguousarray(numpy.asarray(columns["data"], dtype=numpy.uint8)[keep]))
+    every = bool(keep.all())  # then the columns are taken as they are, not copied
+
+    def kept(name, dtype):
+        values = numpy.asarray(columns[name], dtype=dtype)
+        return numpy.ascontiguousarray(values if every else values[keep])
+
+    ids = kept("frame_id", numpy.uint32) | numpy.where(kept("is_extended", bool), _EXTENDED,
+                                                       numpy.uint32(0))
+    decoded = _tavloms._decode_columns(self, kept("time", numpy.float64), ids,
+                                       kept("length", numpy.uint8), kept("data", numpy.uint8),
+                                       bool(raw))
     wanted = None
     if messages is not None:
         wanted = {self.get_message(m).name for m in messages}
+    described = self.messages  # a list made anew at each reading
     tables = {}
     for index, (times, physical, raws) in decoded.items():
-        message = self.messages[index]
+        message = described[index]
         if wanted is not None and message.name not in wanted:
             continue
-        data = {}
-        for signal, values, raw_values in zip(message.signals, physical, raws):
-            data[signal.name] = (_raw_column(signal, raw_values, numpy.isnan(values))
-                                 if raw else values)
-        tables[message.name] = pandas.DataFrame(
-            data, index=pandas.Index(times, name="time"), columns=[s.name for s in message.signals])
+        signals = message.signals
+        names = [s.name for s in signals]
+        time_index = pandas.Index(times, dtype=numpy.float64, copy=False, name="time")
+        if raw:
+            absent = numpy.isnan(physical)
+            data = {name: _raw_column(signal, raws[:, k], absent[:, k])
+                    for k, (name, signal) in enumerate(zip(names, signals))}
+            tables[message.name] = pandas.DataFrame(data, index=time_index, columns=names)
+        else:
+            tables[message.name] = pandas.DataFrame(physical, index=time_index, columns=names,
+                                                    copy=False)
     return tables
 
 
