@@ -6,6 +6,7 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <vector>
 
 #include "decoder/compiled.h"
 
@@ -393,6 +394,29 @@ int tavlo_decoder_decode_message(const tavlo_decoder_t* decoder, size_t index,
 
 namespace {
 
+// The n signals of a frame of at least 8 bytes of a quick message (not
+// decoded in lanes), from its first 8 bytes read once in both byte orders,
+// each without a check; returns n.
+inline std::size_t DecodeQuick(const tavlo_decoder_t& d, const tavlo::decoder::Head& head,
+                               std::uint32_t n, const unsigned char* data,
+                               tavlo_dec_value_t* values) {
+    const tavlo::decoder::Quick* quick = d.quick.data() + head.first;
+    const tavlo::decoder::Scale* scales = d.scales.data();
+    std::uint64_t words[2];
+    words[0] = tavlo::decoder::Load64(data);
+    words[1] = tavlo::decoder::Swap64(words[0]);
+    for (std::uint32_t i = 0; i < n; ++i) {
+        const tavlo::decoder::Quick& plan = quick[i];
+        const tavlo::decoder::Scale& scale = scales[plan.scale];
+        const std::uint64_t raw = tavlo::decoder::ExtractQuick(plan, words);
+        const double number = static_cast<double>(static_cast<std::int64_t>(raw));
+        values[i].raw = raw;
+        values[i].physical = number * scale.factor + scale.offset;
+        values[i].signal = i;
+    }
+    return n;
+}
+
 // A frame after its message was looked up (null: unknown), every way but
 // lanes: see tavlo_decoder_decode.
 __attribute__((noinline)) int DecodeFound(const tavlo_decoder_t* decoder,
@@ -412,21 +436,7 @@ __attribute__((noinline)) int DecodeFound(const tavlo_decoder_t* decoder,
     const bool quickFrame =
         length >= 8 && length <= 64 && data != nullptr && count != nullptr && values != nullptr;
     if (quickFrame && n != 0 && capacity >= n && (head.quick & tavlo::decoder::kLaned) == 0) {
-        const tavlo::decoder::Quick* quick = decoder->quick.data() + head.first;
-        const tavlo::decoder::Scale* scales = decoder->scales.data();
-        std::uint64_t words[2];
-        words[0] = tavlo::decoder::Load64(data);
-        words[1] = tavlo::decoder::Swap64(words[0]);
-        for (std::uint32_t i = 0; i < n; ++i) {
-            const tavlo::decoder::Quick& plan = quick[i];
-            const tavlo::decoder::Scale& scale = scales[plan.scale];
-            const std::uint64_t raw = tavlo::decoder::ExtractQuick(plan, words);
-            const double number = static_cast<double>(static_cast<std::int64_t>(raw));
-            values[i].raw = raw;
-            values[i].physical = number * scale.factor + scale.offset;
-            values[i].signal = i;
-        }
-        *count = n;
+        *count = DecodeQuick(*decoder, head, n, data, values);
         return TAVLO_DEC_OK;
     }
     if (quickFrame && n == 0) {
@@ -437,6 +447,26 @@ __attribute__((noinline)) int DecodeFound(const tavlo_decoder_t* decoder,
         }
     }
     return tavlo_decoder_decode_message(decoder, m, data, length, values, capacity, count);
+}
+
+// Every signal of a frame of at least 8 bytes (and at most 64) of a quick
+// message of at most kMostEvery signals without multiplexers, in order, into
+// values; returns how many, or 0 when the message is not such a one.
+constexpr std::size_t kMostEvery = 64;
+inline std::size_t DecodeEvery(const tavlo_decoder_t& d, const tavlo::decoder::Head& head,
+                               const unsigned char* data, std::size_t length,
+                               tavlo_dec_value_t* values) {
+    const std::uint32_t n = head.quick & tavlo::decoder::kQuickCount;
+    if (n == 0 || n > kMostEvery || length < 8 || length > 64 ||
+        (head.quick & tavlo::decoder::kGated) != 0) {
+        return 0;
+    }
+#if TAVLO_DECODER_AVX2
+    if ((head.quick & tavlo::decoder::kLaned) != 0) {
+        return tavlo::decoder::DecodeLaned(d, head, data, values);
+    }
+#endif
+    return DecodeQuick(d, head, n, data, values);
 }
 
 }  // namespace
@@ -517,6 +547,100 @@ size_t tavlo_decoder_count(const tavlo_decoder_t* decoder, size_t frames, const 
     return unknown;
 }
 
+namespace {
+
+// Decodes frames into columns (see tavlo_decoder_decode_columns) and keeps
+// the result: TAVLO_DEC_BAD_ARGUMENT once a frame was too long, else
+// TAVLO_DEC_NO_MEMORY once a column was full.
+class ColumnWriter {
+public:
+    ColumnWriter(const tavlo_decoder_t& decoder, const double* times, const unsigned char* lengths,
+                 const unsigned char* data, std::size_t stride, tavlo_dec_columns_t* columns)
+        : decoder_(decoder), times_(times), lengths_(lengths), data_(data), stride_(stride),
+          columns_(columns) {}
+
+    int result() const { return result_; }
+
+    // Frame i, of the message of head, as the next row of its column.
+    void Row(std::size_t i, const tavlo::decoder::Head& head) {
+        constexpr double kAbsent = std::numeric_limits<double>::quiet_NaN();
+        const std::uint32_t m = head.message;
+        const std::size_t length = lengths_[i];
+        if (length > 64 || length > stride_) {
+            result_ = TAVLO_DEC_BAD_ARGUMENT;
+            return;
+        }
+        tavlo_dec_columns_t& column = columns_[m];
+        if (column.rows >= column.capacity) {
+            if (result_ == TAVLO_DEC_OK) {
+                result_ = TAVLO_DEC_NO_MEMORY;
+            }
+            return;
+        }
+        const std::size_t row = column.rows++;
+        if (column.times != nullptr) {
+            column.times[row] = times_ != nullptr ? times_[i] : kAbsent;
+        }
+        double** physical = column.physical;
+        std::uint64_t** raw = column.raw;
+        const unsigned char* frame = data_ + i * stride_;
+        const std::size_t every = DecodeEvery(decoder_, head, frame, length, values_);
+        if (every != 0) {
+            for (std::size_t s = 0; s < every; ++s) {
+                if (physical != nullptr && physical[s] != nullptr) {
+                    physical[s][row] = values_[s].physical;
+                }
+                if (raw != nullptr && raw[s] != nullptr) {
+                    raw[s][row] = values_[s].raw;
+                }
+            }
+            return;
+        }
+        Walk(decoder_, m, frame, length,
+             [physical, raw, row](std::uint32_t signal, std::uint64_t value, double number,
+                                  bool present) {
+                 if (physical != nullptr && physical[signal] != nullptr) {
+                     physical[signal][row] = present ? number : kAbsent;
+                 }
+                 if (raw != nullptr && raw[signal] != nullptr) {
+                     raw[signal][row] = value;
+                 }
+             });
+    }
+
+private:
+    const tavlo_decoder_t& decoder_;
+    const double* times_;
+    const unsigned char* lengths_;
+    const unsigned char* data_;
+    std::size_t stride_;
+    tavlo_dec_columns_t* columns_;
+    int result_ = TAVLO_DEC_OK;
+    tavlo_dec_value_t values_[kMostEvery];
+};
+
+// Frames are decoded a group at a time, message by message within the group
+// (each message's frames in their order), so that the columns are written
+// in runs rather than a value here and there across all of them: with
+// thousands of messages the scattered writes would miss the caches and the
+// address translations at nearly every value.
+constexpr std::size_t kGroupFrames = 32768;
+constexpr std::uint32_t kPrefetchAhead = 8;
+
+struct Grouping {
+    std::vector<const tavlo::decoder::Head*> heads;  // of the group's frames; null: unknown
+    std::vector<std::uint32_t> order;                // the group's frames, message by message
+    std::vector<std::uint32_t> touched;              // the group's messages
+    std::vector<std::uint32_t> place;                // by message: frames, then the next place
+
+    explicit Grouping(std::size_t messages)
+        : heads(kGroupFrames), order(kGroupFrames), place(messages, 0) {
+        touched.reserve(kGroupFrames);
+    }
+};
+
+}  // namespace
+
 int tavlo_decoder_decode_columns(const tavlo_decoder_t* decoder, size_t frames, const double* times,
                                  const unsigned int* ids, const unsigned char* lengths,
                                  const unsigned char* data, size_t stride,
@@ -528,46 +652,69 @@ int tavlo_decoder_decode_columns(const tavlo_decoder_t* decoder, size_t frames, 
         (frames != 0 && (ids == nullptr || lengths == nullptr || data == nullptr))) {
         return TAVLO_DEC_BAD_ARGUMENT;
     }
-    int result = TAVLO_DEC_OK;
-    constexpr double kAbsent = std::numeric_limits<double>::quiet_NaN();
-    for (std::size_t i = 0; i < frames; ++i) {
-        const std::uint32_t m = decoder->Find(ids[i]);
-        if (m == kEmpty) {
-            if (unknown != nullptr) {
-                ++*unknown;
-            }
-            continue;
+    ColumnWriter writer(*decoder, times, lengths, data, stride, columns);
+    std::size_t strangers = 0;
+    std::unique_ptr<Grouping> grouping;
+    if (frames > kGroupFrames / 4) {
+        try {
+            grouping = std::make_unique<Grouping>(decoder->messages.size());
+        } catch (const std::bad_alloc&) {
+            grouping.reset();  // then frame by frame, in their order
         }
-        const std::size_t length = lengths[i];
-        if (length > 64 || length > stride) {
-            result = TAVLO_DEC_BAD_ARGUMENT;
-            continue;
-        }
-        tavlo_dec_columns_t& column = columns[m];
-        if (column.rows >= column.capacity) {
-            if (result == TAVLO_DEC_OK) {
-                result = TAVLO_DEC_NO_MEMORY;
-            }
-            continue;
-        }
-        const std::size_t row = column.rows++;
-        if (column.times != nullptr) {
-            column.times[row] = times != nullptr ? times[i] : kAbsent;
-        }
-        double** physical = column.physical;
-        std::uint64_t** raw = column.raw;
-        Walk(*decoder, m, data + i * stride, length,
-             [physical, raw, row](std::uint32_t signal, std::uint64_t value, double number,
-                                  bool present) {
-                 if (physical != nullptr && physical[signal] != nullptr) {
-                     physical[signal][row] = present ? number : kAbsent;
-                 }
-                 if (raw != nullptr && raw[signal] != nullptr) {
-                     raw[signal][row] = value;
-                 }
-             });
     }
-    return result;
+    if (grouping == nullptr) {
+        for (std::size_t i = 0; i < frames; ++i) {
+            const tavlo::decoder::Head* head = decoder->FindHead(ids[i]);
+            if (head == nullptr) {
+                ++strangers;
+            } else {
+                writer.Row(i, *head);
+            }
+        }
+    }
+    for (std::size_t first = 0; grouping != nullptr && first < frames; first += kGroupFrames) {
+        Grouping& g = *grouping;
+        const std::size_t count = std::min(kGroupFrames, frames - first);
+        g.touched.clear();
+        for (std::size_t k = 0; k < count; ++k) {
+            const tavlo::decoder::Head* head = decoder->FindHead(ids[first + k]);
+            g.heads[k] = head;
+            if (head == nullptr) {
+                ++strangers;
+            } else if (g.place[head->message]++ == 0) {
+                g.touched.push_back(head->message);
+            }
+        }
+        std::uint32_t next = 0;
+        for (const std::uint32_t m : g.touched) {
+            const std::uint32_t n = g.place[m];
+            g.place[m] = next;
+            next += n;
+        }
+        for (std::size_t k = 0; k < count; ++k) {
+            if (g.heads[k] != nullptr) {
+                g.order[g.place[g.heads[k]->message]++] = static_cast<std::uint32_t>(k);
+            }
+        }
+        for (const std::uint32_t m : g.touched) {
+            g.place[m] = 0;
+        }
+        for (std::uint32_t k = 0; k < next; ++k) {
+            if (k + kPrefetchAhead < next) {
+                const std::size_t ahead = first + g.order[k + kPrefetchAhead];
+                __builtin_prefetch(data + ahead * stride);
+                if (times != nullptr) {
+                    __builtin_prefetch(times + ahead);
+                }
+            }
+            const std::size_t frame = g.order[k];
+            writer.Row(first + frame, *g.heads[frame]);
+        }
+    }
+    if (unknown != nullptr) {
+        *unknown = strangers;
+    }
+    return writer.result();
 }
 
 // Library-owned columns: one block per message holding its times, then its

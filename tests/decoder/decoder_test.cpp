@@ -233,15 +233,27 @@ INSTANTIATE_TEST_SUITE_P(Corpus, ExtendedMultiplexing, ::testing::ValuesIn(kMuxC
 // Random multiplexed messages in the first 8 bytes, multiplexers cascading,
 // some signals selected by one range and some by two: every frame decodes
 // by identifier (the quick ways) as by message number (the general walk).
-TEST(Decoder, MultiplexedFramesDecodeAlikeEitherWay) {
-    std::mt19937_64 random(20261124);
+// Messages 0 to count - 1 of random layouts in the first 8 bytes: up to
+// three multiplexers (at least one unless plainToo), each other signal
+// selected by ranges of one of them (SG_MUL_VAL_ statements) or by none.
+struct RandomNetwork {
     Root db;
     std::vector<std::string> statements;
-    for (unsigned int m = 0; m < 400; ++m) {
+    std::vector<tavlo_kept_t> kept;
+
+    RandomNetwork(std::mt19937_64& random, unsigned int count, bool plainToo) {
+        for (unsigned int m = 0; m < count; ++m) {
+            AddMessage(random, m, plainToo ? random() % 4 : 1 + random() % 3);
+        }
+        for (const std::string& text : statements) {
+            kept.push_back(tavlo_kept_t{text.c_str(), 1});
+        }
+    }
+
+    void AddMessage(std::mt19937_64& random, unsigned int m, std::size_t muxes) {
         msgblk* message = TAVLO_CREATE_MSGBLK();
         message->id = m;
         message->dlc = 8;
-        const std::size_t muxes = 1 + random() % 3;
         const std::size_t count = muxes + 1 + random() % 9;
         for (std::size_t k = 0; k < count; ++k) {
             const bool motorola = random() % 2 == 1;
@@ -262,7 +274,7 @@ TEST(Decoder, MultiplexedFramesDecodeAlikeEitherWay) {
             signal->factor = 0.5;
             signal->offset = 1;
             CAN_INSERT_SIG(message, signal, static_cast<unsigned int>(k));
-            if (k == 0 || random() % 3 == 0) {
+            if (k == 0 || muxes == 0 || random() % 3 == 0) {
                 continue;  // selected by none
             }
             const std::size_t mux = random() % std::min(k, muxes);
@@ -276,11 +288,12 @@ TEST(Decoder, MultiplexedFramesDecodeAlikeEitherWay) {
         }
         CAN_INSERT_MSG(&db.root.messages, message, m);
     }
-    std::vector<tavlo_kept_t> kept;
-    for (const std::string& text : statements) {
-        kept.push_back(tavlo_kept_t{text.c_str(), 1});
-    }
-    const tavlo::Decoder decoder(db.root, kept);
+};
+
+TEST(Decoder, MultiplexedFramesDecodeAlikeEitherWay) {
+    std::mt19937_64 random(20261124);
+    const RandomNetwork network(random, 400, false);
+    const tavlo::Decoder decoder(network.db.root, network.kept);
     ASSERT_EQ(tavlo_decoder_skipped(decoder.get(), nullptr), 0u);
     std::size_t present = 0;
     std::size_t absent = 0;
@@ -309,6 +322,96 @@ TEST(Decoder, MultiplexedFramesDecodeAlikeEitherWay) {
     // Both kinds are common enough that a wrong gate shows.
     EXPECT_GT(present, 10000u);
     EXPECT_GT(absent, 10000u);
+}
+
+// Batch decoding into columns gives, message by message and in the frames'
+// order, what decoding each frame gives; unknown identifiers are counted, an
+// overlong frame and the rows beyond a column's capacity are left out. Small
+// batches are decoded frame by frame, large ones in groups by message.
+TEST(Decoder, ColumnsHoldWhatEachFrameDecodesTo) {
+    std::mt19937_64 random(7);
+    const RandomNetwork network(random, 400, true);
+    const tavlo::Decoder decoder(network.db.root, network.kept);
+    const std::size_t messages = tavlo_decoder_message_count(decoder.get());
+    for (const std::size_t frames : {std::size_t{1000}, std::size_t{70000}}) {
+        SCOPED_TRACE(std::to_string(frames) + " frames");
+        std::vector<unsigned int> ids(frames);
+        std::vector<unsigned char> lengths(frames);
+        std::vector<unsigned char> data(64 * frames);
+        std::vector<double> times(frames);
+        for (std::size_t i = 0; i < frames; ++i) {
+            ids[i] = static_cast<unsigned int>(random() % 410);  // 400 and on are unknown
+            lengths[i] = static_cast<unsigned char>(random() % 4 != 0 ? 8 : random() % 65);
+            times[i] = 0.5 * static_cast<double>(i);
+            for (std::size_t b = 0; b < 64; ++b) {
+                data[64 * i + b] = static_cast<unsigned char>(random() % 3 == 0 ? random() : b % 4);
+            }
+        }
+        const bool overlong = frames < 5000;  // else one column is too small
+        if (overlong) {
+            lengths[frames / 2] = 65;
+        }
+        std::vector<std::size_t> rows(messages, 0);
+        const std::size_t strangers = tavlo_decoder_count(decoder.get(), frames, ids.data(), rows.data());
+        std::vector<std::vector<double>> physical(messages);
+        std::vector<std::vector<std::uint64_t>> raw(messages);
+        std::vector<std::vector<double*>> physicalOf(messages);
+        std::vector<std::vector<std::uint64_t*>> rawOf(messages);
+        std::vector<std::vector<double>> timesOf(messages);
+        std::vector<tavlo_dec_columns_t> columns(messages);
+        for (std::size_t m = 0; m < messages; ++m) {
+            const std::size_t signals = decoder.Message(m)->signal_count;
+            const std::size_t capacity = rows[m] - (m == 3 && !overlong ? 1 : 0);
+            physical[m].assign(signals * capacity, -1.0);
+            raw[m].assign(signals * capacity, 99);
+            timesOf[m].assign(capacity, -1.0);
+            for (std::size_t k = 0; k < signals; ++k) {
+                physicalOf[m].push_back(physical[m].data() + k * capacity);
+                rawOf[m].push_back(raw[m].data() + k * capacity);
+            }
+            columns[m] = tavlo_dec_columns_t{capacity, 0, timesOf[m].data(), physicalOf[m].data(),
+                                             rawOf[m].data()};
+        }
+        std::size_t unknown = 0;
+        EXPECT_EQ(tavlo_decoder_decode_columns(decoder.get(), frames, times.data(), ids.data(),
+                                               lengths.data(), data.data(), 64, columns.data(),
+                                               &unknown),
+                  overlong ? TAVLO_DEC_BAD_ARGUMENT : TAVLO_DEC_NO_MEMORY);
+        EXPECT_EQ(unknown, strangers);
+        EXPECT_GT(unknown, 0u);
+        std::vector<std::size_t> next(messages, 0);
+        for (std::size_t i = 0; i < frames; ++i) {
+            const long found = decoder.FindId(ids[i]);
+            if (found < 0 || lengths[i] > 64) {
+                continue;
+            }
+            const auto m = static_cast<std::size_t>(found);
+            const tavlo_dec_columns_t& column = columns[m];
+            if (next[m] == column.capacity) {
+                EXPECT_EQ(column.rows, column.capacity);
+                continue;
+            }
+            const std::size_t row = next[m]++;
+            ASSERT_LT(row, column.rows);
+            EXPECT_EQ(timesOf[m][row], times[i]);
+            const std::size_t signals = decoder.Message(m)->signal_count;
+            std::vector<double> expected(signals, std::nan(""));
+            std::vector<std::uint64_t> expectedRaw(signals, 0);
+            for (const tavlo_dec_value_t& value : decoder.Decode(m, &data[64 * i], lengths[i])) {
+                expected[value.signal] = value.physical;
+                expectedRaw[value.signal] = value.raw;
+            }
+            for (std::size_t k = 0; k < signals; ++k) {
+                const double got = column.physical[k][row];
+                ASSERT_TRUE(got == expected[k] || (std::isnan(got) && std::isnan(expected[k])))
+                    << "frame " << i << " signal " << k << ": " << got << ", not " << expected[k];
+                ASSERT_EQ(column.raw[k][row], expectedRaw[k]) << "frame " << i << " signal " << k;
+            }
+        }
+        for (std::size_t m = 0; m < messages; ++m) {
+            EXPECT_EQ(columns[m].rows, next[m]) << "message " << m;
+        }
+    }
 }
 
 const char kLayouts[] =
