@@ -118,6 +118,7 @@ struct Diagnostic {
 
 struct Signal {
     std::string name;        // the full name
+    py::object pyName;       // name as a str, made once (with the interpreter's lock held)
     std::string record_name; // the name the decoder knows
     unsigned int start = 0;
     unsigned int length = 0;
@@ -167,6 +168,31 @@ struct Database {
     std::string version;
     std::optional<std::string> comment;
     std::unordered_map<std::string, std::size_t> byName;  // full and record names
+    // Made with the interpreter's lock held, as they are needed: the value
+    // description texts as str, by the decoder's text, and a dict the
+    // package keeps its own per-database things in.
+    mutable std::unordered_map<const char*, py::object> texts;
+    mutable py::object cache;
+    // What decoding a frame needs of its signals, in one array by message
+    // (message m's from firstDecoded[m] to firstDecoded[m + 1]), so that a
+    // frame touches a few lines rather than an object per signal.
+    struct Decoded {
+        PyObject* name;  // the signal's pyName, which the signal keeps
+        int kind;
+    };
+    std::vector<Decoded> decoded;
+    std::vector<std::size_t> firstDecoded;
+
+    // The decoder's index of the message of an identifier as the records
+    // hold it; KeyError when there is none.
+    std::size_t FindIndex(std::uint32_t id) const {
+        const long index = decoder.FindId(id);
+        if (index < 0) {
+            throw py::key_error("no message with frame id " + Hex(id & ~kExtendedBit) +
+                                ((id & kExtendedBit) != 0 ? " (extended)" : ""));
+        }
+        return static_cast<std::size_t>(index);
+    }
 
     const Message& Find(const py::object& nameOrId, const py::object& isExtended) const {
         if (py::isinstance<py::str>(nameOrId)) {
@@ -180,13 +206,7 @@ struct Database {
         if (!py::isinstance<py::int_>(nameOrId)) {
             throw py::type_error("a message is given by its name (str) or frame id (int)");
         }
-        const std::uint32_t id = RecordId(nameOrId, isExtended);
-        const long index = decoder.FindId(id);
-        if (index < 0) {
-            throw py::key_error("no message with frame id " + Hex(id & ~kExtendedBit) +
-                                ((id & kExtendedBit) != 0 ? " (extended)" : ""));
-        }
-        return *messages[static_cast<std::size_t>(index)];
+        return *messages[FindIndex(RecordId(nameOrId, isExtended))];
     }
 };
 
@@ -297,6 +317,14 @@ py::tuple Load(const std::string& path, bool strict) {
             }
         }
     }
+    for (const std::shared_ptr<Message>& message : db->messages) {
+        db->firstDecoded.push_back(db->decoded.size());
+        for (const std::shared_ptr<Signal>& signal : message->signals) {
+            signal->pyName = Str(signal->name.c_str());
+            db->decoded.push_back(Database::Decoded{signal->pyName.ptr(), signal->kind});
+        }
+    }
+    db->firstDecoded.push_back(db->decoded.size());
     py::list diagnostics;
     for (const Diagnostic& d : db->diagnostics) {
         diagnostics.append(py::cast(d));
@@ -305,8 +333,8 @@ py::tuple Load(const std::string& path, bool strict) {
                           diagnostics);
 }
 
-py::object RawValue(const Signal& signal, std::uint64_t raw) {
-    switch (signal.kind) {
+py::object RawValue(int kind, std::uint64_t raw) {
+    switch (kind) {
     case TAVLO_DEC_SIGNED: return py::int_(static_cast<std::int64_t>(raw));
     case TAVLO_DEC_FLOAT: {
         const auto bits = static_cast<std::uint32_t>(raw);
@@ -323,31 +351,150 @@ py::object RawValue(const Signal& signal, std::uint64_t raw) {
     }
 }
 
-py::dict Decode(const Database& db, const py::int_& frameId, const py::object& data,
-                bool decodeChoices, bool raw, const py::object& isExtended) {
-    const Message& message = db.Find(frameId, isExtended);
-    PyObject* copied = PyBytes_FromObject(data.ptr());
-    if (copied == nullptr) {
-        throw py::error_already_set();
+// The str of a value description text, made once per text.
+PyObject* DescriptionText(const Database& db, const char* text) {
+    py::object& made = db.texts[text];
+    if (!made) {
+        made = Str(text);
     }
-    const std::string frame = py::reinterpret_steal<py::bytes>(copied);
-    if (frame.size() > 64) {
-        throw py::value_error("a frame holds at most 64 bytes, not " + std::to_string(frame.size()));
-    }
-    std::vector<tavlo_dec_value_t> values = db.decoder.Decode(
-        message.index, reinterpret_cast<const unsigned char*>(frame.data()), frame.size());
-    py::dict decoded;
-    for (const tavlo_dec_value_t& value : values) {
-        const Signal& signal = *message.signals[value.signal];
-        const char* text =
-            decodeChoices ? db.decoder.Describe(message.index, value.signal, value.raw) : nullptr;
-        py::object result = text != nullptr ? py::object(Str(text))
-                            : raw           ? RawValue(signal, value.raw)
-                                            : py::object(py::float_(value.physical));
-        decoded[Str(signal.name.c_str())] = result;
-    }
-    return decoded;
+    return made.ptr();
 }
+
+constexpr std::size_t kValuesOnStack = 64;
+
+// Database.decode, called by the interpreter without an argument parser in
+// between: a frame is decoded in well under a microsecond, so what the
+// binding does per call is what counts.
+PyObject* DecodeCall(PyObject* self, PyObject* const* args, Py_ssize_t given,
+                     PyObject* keywordNames) {
+    static const char* const kNames[] = {"frame_id", "data", "decode_choices", "raw",
+                                         "is_extended"};
+    constexpr Py_ssize_t kPositional = 4;  // is_extended is keyword-only
+    try {
+        PyObject* argument[5] = {nullptr, nullptr, nullptr, nullptr, nullptr};
+        if (given > kPositional) {
+            throw py::type_error("decode() takes at most 4 positional arguments (" +
+                                 std::to_string(given) + " given)");
+        }
+        for (Py_ssize_t i = 0; i < given; ++i) {
+            argument[i] = args[i];
+        }
+        const Py_ssize_t keywords = keywordNames != nullptr ? PyTuple_GET_SIZE(keywordNames) : 0;
+        for (Py_ssize_t k = 0; k < keywords; ++k) {
+            PyObject* name = PyTuple_GET_ITEM(keywordNames, k);
+            std::size_t which = 0;
+            while (which < 5 && PyUnicode_CompareWithASCIIString(name, kNames[which]) != 0) {
+                ++which;
+            }
+            if (which == 5) {
+                throw py::type_error("decode() got an unexpected keyword argument " +
+                                     std::string(py::repr(name)));
+            }
+            if (argument[which] != nullptr) {
+                throw py::type_error(std::string("decode() got multiple values for argument '") +
+                                     kNames[which] + "'");
+            }
+            argument[which] = args[given + k];
+        }
+        for (std::size_t i = 0; i < 2; ++i) {
+            if (argument[i] == nullptr) {
+                throw py::type_error(std::string("decode() missing required argument '") +
+                                     kNames[i] + "'");
+            }
+        }
+        const auto truth = [](PyObject* flag, bool absent) {
+            if (flag == nullptr) {
+                return absent;
+            }
+            const int value = PyObject_IsTrue(flag);
+            if (value < 0) {
+                throw py::error_already_set();
+            }
+            return value != 0;
+        };
+        const bool decodeChoices = truth(argument[2], true);
+        const bool raw = truth(argument[3], false);
+        if (!PyLong_Check(argument[0])) {
+            throw py::type_error("frame_id must be an int, not " +
+                                 std::string(Py_TYPE(argument[0])->tp_name));
+        }
+        const Database& db = py::cast<const Database&>(py::handle(self));
+        const std::uint32_t id =
+            RecordId(py::reinterpret_borrow<py::int_>(argument[0]),
+                     argument[4] != nullptr ? py::reinterpret_borrow<py::object>(argument[4])
+                                            : py::object(py::none()));
+        const std::size_t index = db.FindIndex(id);
+        const Database::Decoded* signals = db.decoded.data() + db.firstDecoded[index];
+        const std::size_t signalCount = db.firstDecoded[index + 1] - db.firstDecoded[index];
+        py::object copied;  // the data as bytes when given as anything else
+        PyObject* bytes = argument[1];
+        if (!PyBytes_Check(bytes)) {
+            copied = py::reinterpret_steal<py::object>(PyBytes_FromObject(bytes));
+            if (!copied) {
+                throw py::error_already_set();
+            }
+            bytes = copied.ptr();
+        }
+        const auto length = static_cast<std::size_t>(PyBytes_GET_SIZE(bytes));
+        if (length > 64) {
+            throw py::value_error("a frame holds at most 64 bytes, not " + std::to_string(length));
+        }
+        tavlo_dec_value_t onStack[kValuesOnStack];
+        std::vector<tavlo_dec_value_t> onHeap;
+        tavlo_dec_value_t* values = onStack;
+        if (signalCount > kValuesOnStack) {
+            onHeap.resize(signalCount);
+            values = onHeap.data();
+        }
+        std::size_t count = 0;
+        if (tavlo_decoder_decode(db.decoder.get(), id,
+                                 reinterpret_cast<const unsigned char*>(PyBytes_AS_STRING(bytes)),
+                                 length, values, std::max(signalCount, kValuesOnStack),
+                                 &count) != TAVLO_DEC_OK) {
+            throw std::runtime_error("the decoder refused a frame of " + Hex(id));
+        }
+        py::dict decoded;
+        for (std::size_t i = 0; i < count; ++i) {
+            const tavlo_dec_value_t& value = values[i];
+            const Database::Decoded& signal = signals[value.signal];
+            const char* text =
+                decodeChoices ? db.decoder.Describe(index, value.signal, value.raw) : nullptr;
+            py::object result;
+            if (text != nullptr) {
+                result = py::reinterpret_borrow<py::object>(DescriptionText(db, text));
+            } else if (raw) {
+                result = RawValue(signal.kind, value.raw);
+            } else {
+                result = py::reinterpret_steal<py::object>(PyFloat_FromDouble(value.physical));
+                if (!result) {
+                    throw py::error_already_set();
+                }
+            }
+            if (PyDict_SetItem(decoded.ptr(), signal.name, result.ptr()) != 0) {
+                throw py::error_already_set();
+            }
+        }
+        return decoded.release().ptr();
+    } catch (py::error_already_set& e) {
+        e.restore();
+    } catch (const py::builtin_exception& e) {
+        e.set_error();
+    } catch (const std::bad_alloc&) {
+        PyErr_NoMemory();
+    } catch (const std::exception& e) {
+        PyErr_SetString(PyExc_RuntimeError, e.what());
+    }
+    return nullptr;
+}
+
+PyMethodDef decodeMethod = {
+    "decode", reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(&DecodeCall)),
+    METH_FASTCALL | METH_KEYWORDS,
+    "decode($self, /, frame_id, data, decode_choices=True, raw=False, *, is_extended=None)\n"
+    "--\n\n"
+    "The values of the signals present in a frame (data: 0 to 64 bytes), by name: physical "
+    "floats, or raw ints with raw=True (the number itself for float signals), or a value's "
+    "description text with decode_choices. KeyError for an unknown frame id."};
 
 // A raw value as tavlo_dec_value_t.raw holds it: two's complement for
 // negative numbers, the IEEE bits of a float signal's number.
@@ -637,7 +784,7 @@ PYBIND11_MODULE(_tavloms, m) {
 
     py::class_<Signal, std::shared_ptr<Signal>>(m, "Signal", "A signal of a message (read-only).")
         .def_property_readonly(
-            "name", [](const Signal& s) { return Str(s.name.c_str()); },
+            "name", [](const Signal& s) { return s.pyName ? s.pyName : Str(s.name.c_str()); },
             "The full name (a long name attribute's, else the file's).")
         .def_readonly("start", &Signal::start,
                       "The start bit as in the file: little-endian signals' least, big-endian "
@@ -734,8 +881,9 @@ PYBIND11_MODULE(_tavloms, m) {
                    " signals=" + std::to_string(msg.signals.size()) + ">";
         });
 
-    py::class_<Database, std::shared_ptr<Database>>(
-        m, "Database", "A loaded database file with its compiled decoder (read-only).")
+    py::class_<Database, std::shared_ptr<Database>> database(
+        m, "Database", "A loaded database file with its compiled decoder (read-only).");
+    database
         .def_readonly("path", &Database::path, "The file it was loaded from.")
         .def_readonly("messages", &Database::messages, "Its messages, in the file's order.")
         .def_property_readonly(
@@ -748,6 +896,15 @@ PYBIND11_MODULE(_tavloms, m) {
         .def_property_readonly(
             "comment", [](const Database& db) { return OptionalStr(db.comment); },
             "The database's comment, or None.")
+        .def_property_readonly(
+            "_cache",
+            [](const Database& db) {
+                if (!db.cache) {
+                    db.cache = py::dict();
+                }
+                return db.cache;
+            },
+            "A dict for the package's own things kept per database.")
         .def_readonly("diagnostics", &Database::diagnostics,
                       "The warnings of the load (tolerant loading turns faults into warnings).")
         .def(
@@ -758,13 +915,6 @@ PYBIND11_MODULE(_tavloms, m) {
             py::arg("name_or_id"), py::kw_only(), py::arg("is_extended") = py::none(),
             "The message of that name or frame id; KeyError if none. Frame ids above 0x7FF are "
             "extended ones unless is_extended says otherwise.")
-        .def("decode", &Decode, py::arg("frame_id"), py::arg("data"),
-             py::arg("decode_choices") = true, py::arg("raw") = false, py::kw_only(),
-             py::arg("is_extended") = py::none(),
-             "The values of the signals present in a frame (data: 0 to 64 bytes), by name: "
-             "physical floats, or raw ints with raw=True (the number itself for float "
-             "signals), or a value's description text with decode_choices. KeyError for an "
-             "unknown frame id.")
         .def("encode", &Encode, py::arg("name_or_id"), py::arg("values"), py::kw_only(),
              py::arg("raw") = false, py::arg("check_range") = true,
              py::arg("is_extended") = py::none(),
@@ -778,6 +928,13 @@ PYBIND11_MODULE(_tavloms, m) {
                    std::to_string(db.messages.size()) +
                    " nodes=" + std::to_string(db.nodes.size()) + ">";
         });
+
+    PyObject* decode =
+        PyDescr_NewMethod(reinterpret_cast<PyTypeObject*>(database.ptr()), &decodeMethod);
+    if (decode == nullptr) {
+        throw py::error_already_set();
+    }
+    database.attr("decode") = py::reinterpret_steal<py::object>(decode);
 
     m.def("_load", &Load, py::arg("path"), py::arg("strict"),
           "tavlo_load: (status, Database or None, diagnostics).");

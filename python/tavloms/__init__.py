@@ -143,23 +143,32 @@ def decode_log(self, source, messages=None, raw=False):
     wanted = None
     if messages is not None:
         wanted = {self.get_message(m).name for m in messages}
-    described = self.messages  # a list made anew at each reading
+    described = None
+    # By message index: its name, signals and an Index of their names, made
+    # once per database; each table gets a view of the Index, so that what a
+    # user does to a table's columns stays with that table.
+    kept_columns = self._cache.setdefault("columns", {})
     tables = {}
     for index, (times, physical, raws) in decoded.items():
-        message = described[index]
-        if wanted is not None and message.name not in wanted:
+        columns = kept_columns.get(index)
+        if columns is None:
+            if described is None:
+                described = self.messages  # a list made anew at each reading
+            signals = described[index].signals
+            columns = kept_columns[index] = (described[index].name, signals, pandas.Index(
+                [s.name for s in signals], dtype=object))
+        name, signals, names = columns
+        if wanted is not None and name not in wanted:
             continue
-        signals = message.signals
-        names = [s.name for s in signals]
-        time_index = pandas.Index(times, dtype=numpy.float64, copy=False, name="time")
+        time_index = pandas.Index(times, copy=False, name="time")
         if raw:
             absent = numpy.isnan(physical)
-            data = {name: _raw_column(signal, raws[:, k], absent[:, k])
-                    for k, (name, signal) in enumerate(zip(names, signals))}
-            tables[message.name] = pandas.DataFrame(data, index=time_index, columns=names)
+            data = {column: _raw_column(signal, raws[:, k], absent[:, k])
+                    for k, (column, signal) in enumerate(zip(names, signals))}
+            tables[name] = pandas.DataFrame(data, index=time_index, columns=names.view())
         else:
-            tables[message.name] = pandas.DataFrame(physical, index=time_index, columns=names,
-                                                    copy=False)
+            tables[name] = pandas.DataFrame(physical, index=time_index, columns=names.view(),
+                                            copy=False)
     return tables
 
 

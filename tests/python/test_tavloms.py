@@ -109,6 +109,26 @@ def test_decode(path, frame_id, data, options, values):
     assert all(type(v) is (int if options.get("raw") else float) for v in decoded.values() if type(v) is not str)
 
 
+def test_decode_takes_its_arguments_as_a_python_function_would():
+    db = tavloms.load(POWERTRAIN)
+    frame = bytes.fromhex("A00F020003")
+    expected = db.decode(0x100, frame, True, True)
+    assert db.decode(data=frame, raw=True, frame_id=0x100) == expected
+    assert db.decode(0x100, list(frame), raw=1, decode_choices=True, is_extended=False) == expected
+    for call, error, text in [
+            (lambda: db.decode(0x100), TypeError, "missing required argument 'data'"),
+            (lambda: db.decode(data=frame), TypeError, "missing required argument 'frame_id'"),
+            (lambda: db.decode(0x100, frame, True, False, False), TypeError, "at most 4 positional"),
+            (lambda: db.decode(0x100, frame, True, raw=False, decode_choices=True), TypeError,
+             "multiple values for argument 'decode_choices'"),
+            (lambda: db.decode(0x100, frame, extended=True), TypeError, "unexpected keyword argument 'extended'"),
+            (lambda: db.decode("EngineData", frame), TypeError, "frame_id must be an int, not str"),
+            (lambda: db.decode(0x100, 5), TypeError, "bytes"),
+            (lambda: db.decode(0x100, frame, is_extended=True), KeyError, "0x100 \\(extended\\)")]:
+        with pytest.raises(error, match=text):
+            call()
+
+
 @pytest.mark.skipif("TAVLO_COMMAND" not in os.environ, reason="the tavlo command is not built")
 def test_decode_reads_frames_as_tavlo_decode(tmp_path):
     frames = ["100#A00F022103000000", "100#FFFF7F0D09000000", "100#0000800000", "200#05", "00000300#07"]
@@ -198,6 +218,8 @@ def test_decode_log_into_tables_as_frame_by_frame(tmp_path):
                 expected = db.decode(message.frame_id, bytes(frames["data"][k][:frames["length"][k]]), False,
                                      is_extended=message.is_extended)
                 assert {s: v for s, v in row.items() if not numpy.isnan(v)} == expected
+    tables["EngineData"].columns.name = "signals"  # the next tables' columns are their own
+    assert db.decode_log(log)["EngineData"].columns.name is None
     raw = db.decode_log(log, messages=["EngineData"], raw=True)
     assert list(raw) == ["EngineData"]
     assert raw["EngineData"]["EngineTemp"].dtype == "Int64" and raw["EngineData"]["OilLevel"].isna().tolist() == [False, True, True]
