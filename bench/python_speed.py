@@ -10,7 +10,8 @@ DataFrames (aim: 2 million frames per second), Database.decode frame by
 frame (aim: 2 us a frame), Debian's python3-canmatrix decoding the same
 frames (aim: 100 times slower than decode_log, when it is installed), and
 tavloms.dask.decode_logs on a two-worker LocalCluster over K copies of the
-log (default 8), which must give what decoding them one by one gives.
+log (default 8; 0 leaves it out), which must give what decoding them one by
+one gives.
 Exits 1 when an aim is missed.
 """
 
@@ -90,13 +91,15 @@ def main():
                ">= 100", per_frame / (decoded / n) >= 100)
         report("  decode against it", "%.1f times faster" % (per_frame / (each / sample)), "-", True)
 
+    if arguments.logs == 0:
+        return 1 if failed else 0
+    import dask
     from dask.distributed import Client, LocalCluster
     from tavloms.dask import decode_logs
     cluster = LocalCluster(n_workers=2, threads_per_worker=1, dashboard_address=":0")
     with cluster, Client(cluster) as client:
         start = time.perf_counter()
-        computed = {name: table.compute() for name, table in
-                    decode_logs([log] * arguments.logs, database, client=client).items()}
+        (computed,) = dask.compute(decode_logs([log] * arguments.logs, database, client=client))
         spent = time.perf_counter() - start
     one = db.decode_log(log)
     same = all(computed[name].equals(pandas.concat([one[name]] * arguments.logs)) for name in one)

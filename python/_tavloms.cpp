@@ -107,6 +107,92 @@ std::uint32_t RecordId(const py::int_& frameId, const py::object& isExtended) {
     return extended ? (id | kExtendedBit) : id;
 }
 
+// An attribute's value as the file gives it (or its definition's default).
+struct Attribute {
+    std::string name;
+    unsigned int type = TAVLO_ATTR_INT;  // TAVLO_ATTR_*
+    double number = 0;                   // INT, HEX, FLOAT
+    std::string text;                    // STRING, ENUM
+};
+using Attributes = std::vector<Attribute>;
+
+// The i-th of an enumeration's texts, which the definition joins by line
+// feeds, if it has one.
+std::optional<std::string> EnumText(const attr_def& def, double index) {
+    const char* all = def.minimum.text;
+    if (all == nullptr || !(index >= 0) || index != std::floor(index)) {
+        return std::nullopt;
+    }
+    auto wanted = static_cast<unsigned long>(index);
+    for (const char* at = all;; ++at) {
+        const char* end = std::strchr(at, '\n');
+        if (wanted-- == 0) {
+            return end != nullptr ? std::string(at, end) : std::string(at);
+        }
+        if (end == nullptr) {
+            return std::nullopt;
+        }
+        at = end;
+    }
+}
+
+// The attributes defined for objects of kind: the object's own value
+// where given, else the definition's default, in the definitions' order.
+Attributes AttributesOf(const tavlo_root_t& root, unsigned int kind, const attr* given) {
+    Attributes attributes;
+    for (const attr_def* def = root.attr_defs; def != nullptr; def = def->next) {
+        if (def->object_type != kind) {
+            continue;
+        }
+        const attr* value = given;
+        while (value != nullptr && value->def != def) {
+            value = value->next;
+        }
+        Attribute attribute;
+        attribute.name = def->name;
+        attribute.type = def->value_type;
+        const bool textual = def->value_type == TAVLO_ATTR_STRING;
+        if (value != nullptr) {
+            if (textual) {
+                attribute.text = value->value.text != nullptr ? value->value.text : "";
+            } else if (def->value_type == TAVLO_ATTR_ENUM) {
+                const std::optional<std::string> text = EnumText(*def, value->value.number);
+                attribute.text = text.value_or(std::string());
+                if (!text) {
+                    attribute.type = TAVLO_ATTR_INT;  // an index beyond the texts: the number
+                    attribute.number = value->value.number;
+                }
+            } else {
+                attribute.number = value->value.number;
+            }
+        } else if (textual || def->value_type == TAVLO_ATTR_ENUM) {
+            attribute.text = def->default_value.text != nullptr ? def->default_value.text : "";
+        } else {
+            attribute.number = def->default_value.number;
+        }
+        attributes.push_back(std::move(attribute));
+    }
+    return attributes;
+}
+
+// name -> int (INT, HEX), float (FLOAT) or str (STRING, ENUM: its text).
+py::dict AttributeDict(const Attributes& attributes) {
+    py::dict values;
+    for (const Attribute& a : attributes) {
+        py::object value;
+        if (a.type == TAVLO_ATTR_STRING || a.type == TAVLO_ATTR_ENUM) {
+            value = Str(a.text.c_str());
+        } else if (a.type == TAVLO_ATTR_FLOAT || a.number != std::floor(a.number) ||
+                   std::fabs(a.number) >= 9.2e18) {
+            value = py::float_(a.number);
+        } else {
+            value = py::int_(static_cast<long long>(a.number));
+        }
+        values[Str(a.name.c_str())] = value;
+    }
+    return values;
+}
+
 struct Diagnostic {
     std::string file;
     unsigned int line = 0;
@@ -136,6 +222,7 @@ struct Signal {
     std::vector<tavlo_dec_range_t> ranges;
     std::map<std::int64_t, std::string> choices;
     std::optional<std::string> comment;
+    Attributes attributes;
 
     bool is_float() const { return kind == TAVLO_DEC_FLOAT || kind == TAVLO_DEC_DOUBLE; }
 };
@@ -148,6 +235,7 @@ struct Message {
     std::vector<std::string> senders;
     std::vector<std::shared_ptr<Signal>> signals;
     std::optional<std::string> comment;
+    Attributes attributes;
     std::unordered_map<std::string, std::size_t> byName;  // full and record names
 
     std::size_t SignalIndex(const std::string& wanted) const {
@@ -167,6 +255,7 @@ struct Database {
     std::vector<Diagnostic> diagnostics;
     std::string version;
     std::optional<std::string> comment;
+    Attributes attributes;
     std::unordered_map<std::string, std::size_t> byName;  // full and record names
     // Made with the interpreter's lock held, as they are needed: the value
     // description texts as str, by the decoder's text, and a dict the
@@ -222,8 +311,8 @@ void AddOnce(std::vector<std::string>& names, const std::string& name) {
 
 // The signals of message number index as the decoder compiled them, with
 // what only the records hold (receivers, comments, full names).
-std::shared_ptr<Message> Describe(const tavlo::Decoder& decoder, std::size_t index,
-                                  const msgblk* record) {
+std::shared_ptr<Message> Describe(const tavlo_root_t& root, const tavlo::Decoder& decoder,
+                                  std::size_t index, const msgblk* record) {
     const tavlo_dec_message_t& compiled = *decoder.Message(index);
     auto message = std::make_shared<Message>();
     message->name = tavlo::FullName(TAVLO_OBJ_MESSAGE, record);
@@ -231,6 +320,7 @@ std::shared_ptr<Message> Describe(const tavlo::Decoder& decoder, std::size_t ind
     message->index = index;
     message->length = compiled.length;
     message->comment = Comment(record->comment);
+    message->attributes = AttributesOf(root, TAVLO_OBJ_MESSAGE, record->attributes);
     AddOnce(message->senders, NodeName(record->transmitter));
     for (const rxblk* tx = record->transmitters; tx != nullptr; tx = tx->next) {
         AddOnce(message->senders, NodeName(tx->symbol));
@@ -266,6 +356,7 @@ std::shared_ptr<Message> Describe(const tavlo::Decoder& decoder, std::size_t ind
             signal->choices.emplace(c.descriptions[d].value, c.descriptions[d].text);
         }
         signal->comment = Comment(s->comment);
+        signal->attributes = AttributesOf(root, TAVLO_OBJ_SIGNAL, s->attributes);
         message->byName.emplace(signal->record_name, i);
         message->signals.push_back(std::move(signal));
     }
@@ -304,12 +395,13 @@ py::tuple Load(const std::string& path, bool strict) {
             const char* version = root.version;
             db->version = version != nullptr ? version : "";
             db->comment = Comment(root.comment);
+            db->attributes = AttributesOf(root, TAVLO_OBJ_NETWORK, root.db_attrs);
             for (const symblk* n = root.nodes; n != nullptr; n = n->next) {
                 db->nodes.push_back(NodeName(n));
             }
             std::size_t index = 0;
             for (const msgblk* m = root.messages; m != nullptr; m = m->next, ++index) {
-                db->messages.push_back(Describe(db->decoder, index, m));
+                db->messages.push_back(Describe(root, db->decoder, index, m));
                 db->byName.emplace(m->name, index);
             }
             for (std::size_t i = 0; i < db->messages.size(); ++i) {
@@ -361,6 +453,11 @@ PyObject* DescriptionText(const Database& db, const char* text) {
 }
 
 constexpr std::size_t kValuesOnStack = 64;
+
+constexpr const char* kAttributesDoc =
+    "The attributes defined for objects of its kind, by name: its own value where the file "
+    "gives one, else the definition's default; int (INT, HEX), float (FLOAT) or str (STRING, "
+    "and an ENUM's text).";
 
 // Database.decode, called by the interpreter without an argument parser in
 // between: a frame is decoded in well under a microsecond, so what the
@@ -839,6 +936,7 @@ PYBIND11_MODULE(_tavloms, m) {
         .def_property_readonly(
             "comment", [](const Signal& s) { return OptionalStr(s.comment); },
             "The comment, or None.")
+        .def_property_readonly("attributes", [](const Signal& s) { return AttributeDict(s.attributes); }, kAttributesDoc)
         .def("__repr__", [](const Signal& s) {
             return "<Signal " + Quoted(s.name) + " start=" + std::to_string(s.start) +
                    " length=" + std::to_string(s.length) +
@@ -868,6 +966,7 @@ PYBIND11_MODULE(_tavloms, m) {
         .def_property_readonly(
             "comment", [](const Message& msg) { return OptionalStr(msg.comment); },
             "The comment, or None.")
+        .def_property_readonly("attributes", [](const Message& msg) { return AttributeDict(msg.attributes); }, kAttributesDoc)
         .def(
             "get_signal",
             [](const Message& msg, const py::str& name) {
@@ -896,6 +995,7 @@ PYBIND11_MODULE(_tavloms, m) {
         .def_property_readonly(
             "comment", [](const Database& db) { return OptionalStr(db.comment); },
             "The database's comment, or None.")
+        .def_property_readonly("attributes", [](const Database& db) { return AttributeDict(db.attributes); }, kAttributesDoc)
         .def_property_readonly(
             "_cache",
             [](const Database& db) {

@@ -63,6 +63,24 @@ def test_multiplexer_values_extended_and_plain(tmp_path):
     assert db.decode(0x100, bytes(8)) == {"Plain": 0.0}
 
 
+def test_attributes_with_their_defaults(tmp_path):
+    (tmp_path / "attributes.dbc").write_text(
+        'VERSION ""\nBU_: Ecu\nBO_ 256 Frame: 8 Ecu\n SG_ Level : 0|8@1+ (1,0) [0|0] "" Ecu\n'
+        ' SG_ Mode : 8|8@1+ (1,0) [0|0] "" Ecu\nBO_ 512 Other: 8 Ecu\nBO_ 768 Third: 8 Ecu\n'
+        'BA_DEF_ BO_ "Cycle" INT 0 10000;\nBA_DEF_ BO_ "Send" ENUM "Cyclic","OnEvent";\n'
+        'BA_DEF_ SG_ "Scale" FLOAT 0 10;\nBA_DEF_ SG_ "Mask" HEX 0 255;\nBA_DEF_ "Bus" STRING;\n'
+        'BA_DEF_DEF_ "Cycle" 100;\nBA_DEF_DEF_ "Send" "OnEvent";\nBA_DEF_DEF_ "Scale" 1.5;\n'
+        'BA_DEF_DEF_ "Mask" 255;\nBA_DEF_DEF_ "Bus" "";\nBA_ "Bus" "CAN FD";\nBA_ "Cycle" BO_ 256 20;\n'
+        'BA_ "Send" BO_ 256 0;\nBA_ "Send" BO_ 768 2;\nBA_ "Scale" SG_ 256 Mode 2;\nBA_ "Mask" SG_ 256 Mode 15;\n')
+    db = tavloms.load(tmp_path / "attributes.dbc", strict=True)
+    frame, other, third = db.messages
+    assert db.attributes == {"Bus": "CAN FD"}
+    assert frame.attributes == {"Cycle": 20, "Send": "Cyclic"} and other.attributes == {"Cycle": 100, "Send": "OnEvent"}
+    assert third.attributes["Send"] == 2  # no text of that index: the index
+    assert [s.attributes for s in frame.signals] == [{"Scale": 1.5, "Mask": 255}, {"Scale": 2.0, "Mask": 15}]
+    assert [type(v) for v in frame.signals[1].attributes.values()] == [float, int]
+
+
 def corpus_rows():
     with open(CORPUS / "EXPECTED.tsv", newline="") as table:
         return [(row["file"], row["outcome"]) for row in csv.DictReader(table, delimiter="\t")]
