@@ -8,7 +8,8 @@
 #                            ncurses (tavlo monitor's terminal view), tmux (the
 #                            terminal its test drives) and pybind11, Python's headers,
 #                            NumPy, pandas, Dask and pytest (the Python package and its
-#                            tests)
+#                            tests), venv, pip, setuptools and wheel (pip install of the
+#                            package, tested in a virtual environment)
 #   scripts/deps.sh m32      the same, plus the 32-bit compiler (g++-multilib) and its zlib
 #   scripts/deps.sh fuzz     the same, plus clang and its libFuzzer/sanitizer runtimes
 #   scripts/deps.sh windows  the same, plus the MinGW-w64 i686 cross compiler, its zlib
@@ -27,7 +28,7 @@ esac
 core=(g++ make cmake pkg-config libgtest-dev googletest libbenchmark-dev nlohmann-json3-dev
       libcli11-dev zlib1g-dev python3-can libncurses-dev tmux
       pybind11-dev python3-dev python3-numpy python3-pandas python3-dask python3-distributed
-      python3-pytest)
+      python3-pytest python3-venv python3-pip python3-setuptools python3-wheel)
 # The 32-bit zlib of the multilib compiler (/usr/lib32): zlib1g-dev:i386 would
 # do as well, but drags in the i386 C library headers, whose version must
 # match the amd64 ones to the last security update. (No 32-bit ncurses: the
