@@ -148,20 +148,39 @@ def test_decode_takes_its_arguments_as_a_python_function_would():
 
 
 @pytest.mark.skipif("TAVLO_COMMAND" not in os.environ, reason="the tavlo command is not built")
-def test_decode_reads_frames_as_tavlo_decode(tmp_path):
-    frames = ["100#A00F022103000000", "100#FFFF7F0D09000000", "100#0000800000", "200#05", "00000300#07"]
-    (tmp_path / "frames.log").write_text("".join(f"({t}.0) can0 {f}\n" for t, f in enumerate(frames)))
-    shown = subprocess.run([os.environ["TAVLO_COMMAND"], "decode", "-f", "csv", str(POWERTRAIN), str(tmp_path / "frames.log")],
+@pytest.mark.parametrize("path", [POWERTRAIN, TESTS.parent / "examples" / "vehicle.dbc", DATA / "wide_fd.dbc",
+                                  CORPUS / "issue_184_extended_mux_cascaded.dbc",
+                                  CORPUS / "issue_184_extended_mux_multiple_values.dbc", CORPUS / "fd_test.dbc"])
+def test_decode_reads_frames_as_tavlo_decode(tmp_path, path):
+    db = tavloms.load(path)
+    random = numpy.random.default_rng(2026)
+    frames = []  # (frame id, extended, data): of every message, some of small bytes to select multiplexed signals
+    for message in db.messages:
+        for k in range(8):
+            data = bytes(random.integers(0, 4 if k % 2 else 256, message.length, dtype=numpy.uint8))
+            frames.append((message.frame_id, message.is_extended, data))
+    (tmp_path / "frames.log").write_text("".join(
+        f"({t}.0) can0 {i:0{8 if x else 3}X}{'##0' if len(d) > 8 else '#'}{d.hex().upper()}\n"
+        for t, (i, x, d) in enumerate(frames)))
+    shown = subprocess.run([os.environ["TAVLO_COMMAND"], "decode", "-f", "csv", str(path), str(tmp_path / "frames.log")],
                            check=True, capture_output=True, text=True).stdout
     expected = [{} for _ in frames]
     for row in csv.DictReader(shown.splitlines()):
-        expected[int(float(row["time"]))][row["signal"]] = (int(row["raw"]), pytest.approx(float(row["physical"])))
-    db = tavloms.load(POWERTRAIN)
-    for frame, values in zip(frames, expected):
-        frame_id, data = frame.split("#")
-        decode = lambda **raw: db.decode(int(frame_id, 16), bytes.fromhex(data), False, is_extended=len(frame_id) == 8, **raw)
+        raw = int(row["raw"]) if row["raw"].lstrip("-").isdigit() else pytest.approx(float(row["raw"]), rel=1e-9)
+        expected[int(float(row["time"]))][row["signal"]] = (raw, pytest.approx(float(row["physical"]), rel=1e-9))
+    assert all(expected)
+    for (frame_id, extended, data), values in zip(frames, expected):
+        decode = lambda **raw: db.decode(frame_id, data, False, is_extended=extended, **raw)
         raw, physical = decode(raw=True), decode()
-        assert values and {name: (raw[name], physical[name]) for name in raw} == values
+        assert {name: (raw[name], physical[name]) for name in raw} == values
+    tables = db.decode_log(tmp_path / "frames.log")
+    for message in db.messages:
+        rows = [t for t, (i, x, _) in enumerate(frames) if (i, x) == (message.frame_id, message.is_extended)]
+        table = tables[message.name]
+        assert list(table.index) == rows
+        for t, (_, row) in zip(rows, table.iterrows()):
+            assert {name: value for name, value in row.items() if not numpy.isnan(value)} == {
+                name: pytest.approx(physical, rel=1e-9) for name, (_, physical) in expected[t].items()}
 
 
 def test_encode_gives_back_what_decode_reads():
@@ -210,6 +229,21 @@ def test_read_log_gives_columns(tmp_path):
     assert bytes(frames["data"][3]) == b"\xab" * 12 + bytes(52) and bytes(frames["data"][1][:3]) == b"\x05\x00\x00"
     with pytest.raises(OSError):
         tavloms.read_log(tmp_path / "missing.log")
+
+
+def test_read_log_reads_what_python_can_writes(tmp_path):
+    pytest.importorskip("can")
+    log = tmp_path / "frames.log"
+    log.write_text("".join(f"(1600000000.{k:03}250) can0 {frame}\n" for k, frame in enumerate(
+        ["100#A00F022103000000", "1FFFFFFF#0500", "7FF#", "00000200#0102030405060708", "001#FF"])))
+    subprocess.run([sys.executable, str(TESTS / "logs" / "write_logs.py"), str(log), str(tmp_path)], check=True)
+    expected = tavloms.read_log(log)
+    for name in ("frames.asc", "frames.blf", "frames_plain.blf", "frames.trc"):
+        frames = tavloms.read_log(tmp_path / name)
+        for column in ("frame_id", "is_extended", "length", "data"):
+            assert numpy.array_equal(frames[column], expected[column]), (name, column)
+        times = frames["time"] - frames["time"][0]
+        assert numpy.allclose(times, expected["time"] - expected["time"][0], atol=1e-5), name
 
 
 def test_decode_log_into_tables_as_frame_by_frame(tmp_path):
