@@ -6,7 +6,8 @@
 // 11-digit decimals; so when that shortest form has at most 11 digits it is
 // exactly what "%.11G" rounds to. Longer shortest forms and subnormals are
 // rounded to 11 digits by to_chars with a precision, which is exact as
-// printf is. Only the layout (fixed or exponent form) is done here;
+// printf is. Decimals of few places, the common case, are found without
+// to_chars at all. Only the layout (fixed or exponent form) is done here;
 // infinities and NaNs go through snprintf itself.
 #include "dbfile/number.h"
 
@@ -121,12 +122,57 @@ std::size_t LayOutDigits(const ScientificDigits& number, char* out) {
     return static_cast<std::size_t>(p - out);
 }
 
+// Powers of ten that doubles hold exactly.
+constexpr double kExactPowersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                        1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                        1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+constexpr int kMostPlaces = 22;
+constexpr double kMostDigitsBound = 1e11;  // numbers of 11 digits lie below it
+
+// The digits of a normal value that is a decimal of at most 11 digits with
+// few places, m / 10^k, found without to_chars: m and 10^k are exact
+// doubles and their quotient is correctly rounded, so when it gives the
+// value back, m / 10^k is a decimal that reads as the value, and "%.11G"
+// prints it (see the top of this file). The least such k leaves m without
+// trailing zeros. False when there is none.
+bool ShortDecimal(double value, ScientificDigits* number) {
+    const double magnitude = std::fabs(value);
+    for (int k = 1; k <= kMostPlaces; ++k) {
+        const double scaled = magnitude * kExactPowersOfTen[k];
+        if (scaled >= kMostDigitsBound) {
+            return false;
+        }
+        const auto whole = static_cast<unsigned long long>(scaled + 0.5);
+        const auto wholeValue = static_cast<double>(whole);
+        if (whole == 0 || wholeValue >= kMostDigitsBound ||
+            wholeValue / kExactPowersOfTen[k] != magnitude) {
+            continue;
+        }
+        char text[24];
+        char* const end = text + sizeof text;
+        char* p = end;
+        for (unsigned long long rest = whole; rest != 0; rest /= 10) {
+            *--p = static_cast<char>('0' + rest % 10);
+        }
+        number->negative = value < 0;
+        number->count = static_cast<int>(end - p);
+        std::memcpy(number->digits, p, static_cast<std::size_t>(number->count));
+        number->exponent = number->count - 1 - k;
+        return true;
+    }
+    return false;
+}
+
 }  // namespace
 
 std::size_t FormatUnsigned(unsigned long long value, char* out) {
-    char text[24];
-    char* end = text + sizeof text;
-    char* p = end;
+    // The digits are counted first and written straight into place from
+    // the last, two at a time.
+    std::size_t length = 1;
+    for (unsigned long long bound = 10; length < 20 && value >= bound; bound *= 10) {
+        ++length;
+    }
+    char* p = out + length;
     while (value >= 100) {
         p -= 2;
         std::memcpy(p, kDigitPairs + 2 * (value % 100), 2);
@@ -138,8 +184,6 @@ std::size_t FormatUnsigned(unsigned long long value, char* out) {
     } else {
         *--p = static_cast<char>('0' + value);
     }
-    const std::size_t length = static_cast<std::size_t>(end - p);
-    std::memcpy(out, p, length);
     return length;
 }
 
@@ -191,6 +235,9 @@ std::size_t FormatNumber(double value, char* out) {
     // The shortest digits stand for the rounded value only for normal numbers
     // (see the top of this file); otherwise, or when they are too many, round
     // to 11 digits exactly as printf does.
+    if (magnitude >= DBL_MIN && ShortDecimal(value, &number)) {
+        return LayOutDigits(number, out);
+    }
     if (!(magnitude >= DBL_MIN) ||
         !ReadScientific(text, std::to_chars(text, end, value, std::chars_format::scientific).ptr,
                         &number)) {

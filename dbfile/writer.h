@@ -38,8 +38,23 @@ public:
             PutLong(text, length);
             return;
         }
-        std::memcpy(block_.get() + used_, text, length);
+        char* to = block_.get() + used_;
         used_ += length;
+        // Names and keywords are short: copied inline in two overlapping
+        // moves, reading nothing outside the text.
+        if (length >= 8 && length <= 16) {
+            std::memcpy(to, text, 8);
+            std::memcpy(to + length - 8, text + length - 8, 8);
+        } else if (length >= 4 && length < 8) {
+            std::memcpy(to, text, 4);
+            std::memcpy(to + length - 4, text + length - 4, 4);
+        } else if (length < 4) {
+            for (std::size_t i = 0; i < length; ++i) {
+                to[i] = text[i];
+            }
+        } else {
+            std::memcpy(to, text, length);
+        }
     }
     void Put(const char* text) { Put(text, std::strlen(text)); }
 

@@ -2,6 +2,7 @@
 // snprintf("%.11G") for every double, which no set of database files can
 // show: chosen values where the forms meet, powers of ten, and random ones.
 #include <cfloat>
+#include <climits>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -56,6 +57,24 @@ TEST(FormatNumber, MatchesPrintf) {
         }
     }
     EXPECT_EQ(mismatches, 0) << "of " << values.size() << " values";
+}
+
+// Integers are written as "%llu" and "%lld" write them, at every count of
+// digits and at the ends of their types.
+TEST(FormatNumber, IntegersMatchPrintf) {
+    std::vector<unsigned long long> values = {0, ULLONG_MAX, ULLONG_MAX - 1};
+    for (unsigned long long power = 1; power <= ULLONG_MAX / 10; power *= 10) {
+        values.insert(values.end(), {power - 1, power, power * 10 - 1, power * 10});
+    }
+    for (const unsigned long long value : values) {
+        char expected[32];
+        char text[tavlo::dbfile::kNumberRoom];
+        std::snprintf(expected, sizeof expected, "%llu", value);
+        EXPECT_EQ(std::string(text, tavlo::dbfile::FormatUnsigned(value, text)), expected);
+        const auto signedValue = static_cast<long long>(value);
+        std::snprintf(expected, sizeof expected, "%lld", signedValue);
+        EXPECT_EQ(std::string(text, tavlo::dbfile::FormatSigned(signedValue, text)), expected);
+    }
 }
 
 }  // namespace
