@@ -173,6 +173,15 @@ def test_decode_reads_frames_as_tavlo_decode(tmp_path, path):
         decode = lambda **raw: db.decode(frame_id, data, False, is_extended=extended, **raw)
         raw, physical = decode(raw=True), decode()
         assert {name: (raw[name], physical[name]) for name in raw} == values
+    for message in db.messages:  # encoding what a frame of small bytes decodes to, as tavlo encode does
+        frame_id, extended, data = next(f for f in frames[1::2] if f[:2] == (message.frame_id, message.is_extended))
+        values = db.decode(frame_id, data, False, is_extended=extended)
+        shown = subprocess.run([os.environ["TAVLO_COMMAND"], "encode", str(path), message.name] +
+                               [f"{name}={value!r}" for name, value in values.items()],
+                               capture_output=True, text=True).stdout.strip()
+        assert shown, message.name
+        encoded = db.encode(message.name, values, check_range=False)
+        assert (shown.split("##")[1][1:] if "##" in shown else shown.split("#")[1]) == encoded.hex().upper()
     tables = db.decode_log(tmp_path / "frames.log")
     for message in db.messages:
         rows = [t for t, (i, x, _) in enumerate(frames) if (i, x) == (message.frame_id, message.is_extended)]
