@@ -122,11 +122,7 @@ std::size_t LayOutDigits(const ScientificDigits& number, char* out) {
     return static_cast<std::size_t>(p - out);
 }
 
-// Powers of ten that doubles hold exactly.
-constexpr double kExactPowersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
-                                        1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
-                                        1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
-constexpr int kMostPlaces = 22;
+constexpr int kMostPlaces = 22;  // the last of kExactPowersOfTen
 constexpr double kMostDigitsBound = 1e11;  // numbers of 11 digits lie below it
 
 // The digits of a normal value that is a decimal of at most 11 digits with
@@ -148,15 +144,8 @@ bool ShortDecimal(double value, ScientificDigits* number) {
             wholeValue / kExactPowersOfTen[k] != magnitude) {
             continue;
         }
-        char text[24];
-        char* const end = text + sizeof text;
-        char* p = end;
-        for (unsigned long long rest = whole; rest != 0; rest /= 10) {
-            *--p = static_cast<char>('0' + rest % 10);
-        }
         number->negative = value < 0;
-        number->count = static_cast<int>(end - p);
-        std::memcpy(number->digits, p, static_cast<std::size_t>(number->count));
+        number->count = static_cast<int>(FormatUnsigned(whole, number->digits));
         number->exponent = number->count - 1 - k;
         return true;
     }

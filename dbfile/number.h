@@ -17,6 +17,13 @@ namespace tavlo::dbfile {
 // a sign).
 constexpr std::size_t kNumberRoom = 32;
 
+// Powers of ten that doubles hold exactly: a decimal of up to 15 digits is
+// its integer divided by one of them, which IEEE division rounds correctly
+// (the reader converts plain decimals so, the writer finds short ones so).
+constexpr double kExactPowersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                        1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                        1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+
 // Writes `value` as snprintf("%.11G") would, without a terminating zero, and
 // returns the length.
 std::size_t FormatNumber(double value, char* out);

@@ -13,6 +13,7 @@
 #include <string>
 
 #include "dbfile/input.h"
+#include "dbfile/number.h"
 #include "dbfile/report.h"
 #include "dbfile/session.h"
 
@@ -268,11 +269,6 @@ bool Digits(std::size_t* length, int* c) {
 }
 
 double ParseDouble(std::size_t length);
-
-// Powers of ten that doubles hold exactly.
-constexpr double kExactPowersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
-                                        1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
-                                        1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
 
 // Converts the token text of a number. Plain decimals of up to 15 digits
 // ("0.01", "655.35") are an exact integer divided by an exact power of ten,
