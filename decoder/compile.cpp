@@ -564,6 +564,12 @@ private:
     // The gate block of a gateable message; returns its index.
     std::uint32_t AddGates(const MessageCode& code, const std::vector<std::size_t>& muxes,
                            const std::vector<long>& depth, std::uint32_t more) {
+        const auto at = static_cast<std::uint32_t>(d_.gates.size());
+        d_.gates.push_back(more);
+        if (muxes.size() == 1 && d_.plans[code.firstPlan + muxes[0]].selector == kNoSelector) {
+            AddSimpleGates(code, muxes[0]);
+            return at;
+        }
         const std::size_t n = code.planCount;
         std::vector<std::size_t> order(n);
         for (std::size_t i = 0; i < n; ++i) {
@@ -575,14 +581,17 @@ private:
         for (const std::size_t mux : muxes) {
             multiplexer[mux] = 1;
         }
-        const auto at = static_cast<std::uint32_t>(d_.gates.size());
-        d_.gates.push_back(more);
+        d_.gates.push_back(0);
         for (const std::size_t i : order) {
             const Plan& plan = d_.plans[code.firstPlan + i];
+            const bool selected = plan.selector != kNoSelector;
+            if (!selected && multiplexer[i] == 0) {
+                continue;
+            }
             std::uint32_t low = 0;
-            std::uint32_t span = 0xFFFFFFFFu;
-            std::size_t mux = n;
-            if (plan.selector != kNoSelector) {
+            std::uint32_t span = 0;
+            std::size_t mux = 0;
+            if (selected) {
                 const tavlo_dec_range_t& range = d_.ranges[plan.firstRange];
                 low = static_cast<std::uint32_t>(range.low);
                 span = static_cast<std::uint32_t>(range.high - range.low);
@@ -590,9 +599,38 @@ private:
             }
             d_.gates.push_back(low);
             d_.gates.push_back(span);
-            d_.gates.push_back(GateWords::Pack(i, mux, multiplexer[i] != 0));
+            d_.gates.push_back(GateWords::Pack(i, mux, multiplexer[i] != 0, selected));
+            ++d_.gates[at + 1];
         }
         return at;
+    }
+
+    // The simple form of the gates of a message with one multiplexer, mux,
+    // itself not selected (see GateWords).
+    void AddSimpleGates(const MessageCode& code, std::size_t mux) {
+        const std::size_t n = code.planCount;
+        d_.gates.push_back(GateWords::kSimpleGates);
+        d_.gates.push_back(static_cast<std::uint32_t>(mux));
+        std::uint64_t selected = 0;
+        std::vector<std::uint32_t> lows((n + 7) / 8 * 8, 0);
+        std::vector<std::uint32_t> spans(lows.size(), 0xFFFFFFFFu);
+        for (std::size_t i = 0; i < n; ++i) {
+            const Plan& plan = d_.plans[code.firstPlan + i];
+            if (plan.selector != kNoSelector) {
+                const tavlo_dec_range_t& range = d_.ranges[plan.firstRange];
+                selected |= std::uint64_t{1} << i;
+                lows[i] = static_cast<std::uint32_t>(range.low);
+                spans[i] = static_cast<std::uint32_t>(range.high - range.low);
+            }
+        }
+        d_.gates.push_back(static_cast<std::uint32_t>(selected));
+        d_.gates.push_back(static_cast<std::uint32_t>(selected >> 32));
+        for (std::size_t first = 0; first < lows.size(); first += 8) {
+            d_.gates.insert(d_.gates.end(), lows.begin() + first, lows.begin() + first + 8);
+            for (std::size_t k = first; k < first + 8; ++k) {
+                d_.gates.push_back(spans[k] ^ 0x80000000u);
+            }
+        }
     }
 
     // The lanes of a quick message's n plans in groups of four, the first

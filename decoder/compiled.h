@@ -211,15 +211,28 @@ constexpr std::uint32_t kQuickCount = 0xFFFFu;
 
 // A multiplexed message decoded in lanes (kGated) has a block in the
 // decoder's gates: the index of its lane groups after those in its head,
-// then a gate per signal, three words each, in an order where each
-// multiplexer comes before the signals it selects. A signal is present
-// when its multiplexer (or none: the message's signal count, which reads
-// as present with value 0) is present and that one's value minus low is at
-// most span. Such a message has at most kMostGated signals.
+// then the number of gates and the gates, three words each: one per signal
+// that is a multiplexer or is selected by one, in an order where each
+// multiplexer comes before the signals it selects. A selected signal is
+// present when its multiplexer is present and that one's value minus low is
+// at most span; a multiplexer's gate also takes its value. Signals without a
+// gate are always present. Such a message has at most kMostGated signals.
+//
+// A message with a single multiplexer, itself not selected, has the simple
+// form instead, tested side by side: kSimpleGates, the multiplexer's index,
+// the signals it selects as a 64-bit mask (low word first), then per eight
+// signals (the last eight padded) eight lows and eight spans, each span with
+// its top bit flipped; a signal it does not select has low 0 and span
+// 0xFFFFFFFF, so that every value below 2^32 passes (a value at or above
+// 2^32 selects none).
 struct GateWords {
     static constexpr std::uint32_t kMultiplexer = 1u << 16;
-    static std::uint32_t Pack(std::size_t signal, std::size_t mux, bool multiplexer) {
-        return static_cast<std::uint32_t>(signal | mux << 8) | (multiplexer ? kMultiplexer : 0);
+    static constexpr std::uint32_t kSelected = 1u << 17;
+    static constexpr std::uint32_t kSimpleGates = 1u << 31;
+    static std::uint32_t Pack(std::size_t signal, std::size_t mux, bool multiplexer,
+                              bool selected) {
+        return static_cast<std::uint32_t>(signal | mux << 8) | (multiplexer ? kMultiplexer : 0) |
+               (selected ? kSelected : 0);
     }
 };
 constexpr std::size_t kMostGated = 64;

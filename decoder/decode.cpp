@@ -219,30 +219,34 @@ TAVLO_LANES void StoreGroup(const LanePairs& pairs, std::size_t first, std::size
 // A frame of at least 8 bytes of a quick message without multiplexers
 // decoded in lanes: its n values, the groups after those in the head at
 // more.
-__attribute__((target("avx2"))) void DecodeLanes(const Head& head, const LaneGroup* more,
-                                                 const Scale* scales, std::size_t n,
-                                                 const unsigned char* data,
-                                                 tavlo_dec_value_t* values) {
+TAVLO_LANES void DecodeLanes(const Head& head, const LaneGroup* more, const Scale* scales,
+                             std::size_t n, const unsigned char* data,
+                             tavlo_dec_value_t* values) {
     const std::uint64_t word = Load64(data);
     const __m256i little = _mm256_set1_epi64x(static_cast<long long>(word));
     const __m256i big = _mm256_set1_epi64x(static_cast<long long>(Swap64(word)));
     const auto* scaleBytes = reinterpret_cast<const unsigned char*>(scales);
+    const auto group = [&head, more](std::size_t done) -> const LaneGroup& {
+        return done / 4 < kHeadGroups ? head.groups[done / 4] : more[done / 4 - kHeadGroups];
+    };
+    // Whole groups without a check per value, then the rest.
     std::size_t done = 0;
-    for (std::size_t group = 0; group < kHeadGroups && done < n; ++group, done += 4) {
-        const LanePairs pairs = DecodeGroup(head.groups[group], little, big, scaleBytes);
-        StoreGroup(pairs, done, n - done, values + done);
+    for (; done + 4 <= n; done += 4) {
+        StoreGroup(DecodeGroup(group(done), little, big, scaleBytes), done, 4, values + done);
     }
-    for (; done < n; done += 4, ++more) {
-        const LanePairs pairs = DecodeGroup(*more, little, big, scaleBytes);
-        StoreGroup(pairs, done, n - done, values + done);
+    if (done < n) {
+        StoreGroup(DecodeGroup(group(done), little, big, scaleBytes), done, n - done,
+                   values + done);
     }
 }
 
 // A frame of at least 8 bytes of a multiplexed message decoded in lanes
-// (kGated): every signal is decoded, the multiplexers' gates opened in
-// their order, and the values of the signals present kept in order, each
-// written and the output moved on only if present (no branch on data).
-// Returns the number of values.
+// (kGated): the gates are opened, side by side in the simple form, else in
+// their order taking the multiplexers' values on the way, into a mask of the
+// signals absent. Then every signal is decoded in lanes, straight into values
+// when all are present, else into a buffer from which those present are
+// copied in order, so that nothing past the values kept is touched. Returns
+// the number of values.
 __attribute__((target("avx2"))) std::size_t DecodeGated(const tavlo_decoder_t& d,
                                                          const Head& head, std::size_t n,
                                                          const unsigned char* data,
@@ -255,45 +259,63 @@ __attribute__((target("avx2"))) std::size_t DecodeGated(const tavlo_decoder_t& d
     const auto group = [&head, more](std::size_t i) -> const LaneGroup& {
         return i / 4 < kHeadGroups ? head.groups[i / 4] : more[i / 4 - kHeadGroups];
     };
-    std::uint64_t muxRaw[kMostGated + 1];
-    unsigned char present[kMostGated + 1];
-    muxRaw[n] = 0;
-    present[n] = 1;
-    for (std::size_t k = 0; k < n; ++k) {
-        const std::uint32_t low = gate[1 + 3 * k];
-        const std::uint32_t span = gate[2 + 3 * k];
-        const std::uint32_t packed = gate[3 + 3 * k];
-        const std::uint32_t i = packed & 0xFF;
-        const std::uint32_t mux = packed >> 8 & 0xFF;
-        present[i] = present[mux] & static_cast<unsigned char>(muxRaw[mux] - low <= span);
-        if ((packed & GateWords::kMultiplexer) != 0) {
-            const LaneGroup& g = group(i);
-            const std::uint32_t lane = i % 4;
-            const std::uint64_t field =
-                words[g.motorola[lane] & 1] << g.shift[lane] >> g.down[lane];
-            const std::uint64_t sign = g.sign[lane] < 64 ? std::uint64_t{1} << g.sign[lane] : 0;
-            muxRaw[i] = (field ^ sign) - sign;
+    const auto value = [&words, &group](std::uint32_t i) {
+        const LaneGroup& g = group(i);
+        const std::uint32_t lane = i % 4;
+        const std::uint64_t field = words[g.motorola[lane] & 1] << g.shift[lane] >> g.down[lane];
+        const std::uint64_t sign = g.sign[lane] < 64 ? std::uint64_t{1} << g.sign[lane] : 0;
+        return (field ^ sign) - sign;
+    };
+    std::uint64_t absent = 0;
+    if ((gate[1] & GateWords::kSimpleGates) != 0) {
+        const std::uint64_t mux = value(gate[2]);
+        const std::uint64_t selected = gate[3] | std::uint64_t{gate[4]} << 32;
+        if (mux >> 32 != 0) {
+            absent = selected;
+        } else {
+            const __m256i muxes = _mm256_set1_epi32(static_cast<int>(mux));
+            const __m256i flip = _mm256_set1_epi32(std::numeric_limits<std::int32_t>::min());
+            const std::uint32_t* eight = gate + 5;
+            for (std::size_t first = 0; first < n; first += 8, eight += 16) {
+                const __m256i low = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(eight));
+                const __m256i span =
+                    _mm256_loadu_si256(reinterpret_cast<const __m256i*>(eight + 8));
+                const __m256i beyond =
+                    _mm256_cmpgt_epi32(_mm256_xor_si256(_mm256_sub_epi32(muxes, low), flip), span);
+                absent |= std::uint64_t{static_cast<std::uint32_t>(
+                              _mm256_movemask_ps(_mm256_castsi256_ps(beyond)))}
+                          << first;
+            }
+        }
+    } else {
+        std::uint64_t muxRaw[kMostGated];
+        const std::uint32_t* const end = gate + 2 + 3 * std::size_t{gate[1]};
+        for (gate += 2; gate != end; gate += 3) {
+            const std::uint32_t packed = gate[2];
+            const std::uint32_t i = packed & 0xFF;
+            if ((packed & GateWords::kSelected) != 0) {
+                const std::uint32_t mux = packed >> 8 & 0xFF;
+                const std::uint64_t shut =
+                    (absent >> mux & 1) | (muxRaw[mux] - gate[0] > gate[1]);
+                absent |= shut << i;
+            }
+            if ((packed & GateWords::kMultiplexer) != 0) {
+                muxRaw[i] = value(i);
+            }
         }
     }
-    // Each value is written before it is known to be kept: into a buffer,
-    // so that nothing past the values kept is touched.
-    const __m256i little = _mm256_set1_epi64x(static_cast<long long>(words[0]));
-    const __m256i big = _mm256_set1_epi64x(static_cast<long long>(words[1]));
-    const auto* scaleBytes = reinterpret_cast<const unsigned char*>(d.scales.data());
-    tavlo_dec_value_t kept[kMostGated];
+    const Scale* scales = d.scales.data();
+    if (absent == 0) {
+        DecodeLanes(head, more, scales, n, data, values);
+        return n;
+    }
+    tavlo_dec_value_t all[kMostGated];
+    DecodeLanes(head, more, scales, n, data, all);
     std::size_t count = 0;
-    for (std::size_t done = 0; done < n; done += 4) {
-        const LanePairs pairs = DecodeGroup(group(done), little, big, scaleBytes);
-        const __m128i lanes[4] = {
-            _mm256_castsi256_si128(pairs.low), _mm256_castsi256_si128(pairs.high),
-            _mm256_extracti128_si256(pairs.low, 1), _mm256_extracti128_si256(pairs.high, 1)};
-        for (std::size_t k = 0; k < 4 && done + k < n; ++k) {
-            std::memcpy(&kept[count], &lanes[k], sizeof lanes[k]);
-            kept[count].signal = static_cast<unsigned int>(done + k);
-            count += present[done + k];
-        }
+    const std::uint64_t signals = n < 64 ? (std::uint64_t{1} << n) - 1 : ~std::uint64_t{0};
+    for (std::uint64_t keep = signals & ~absent; keep != 0; keep &= keep - 1) {
+        values[count++] = all[__builtin_ctzll(keep)];
     }
-    std::memcpy(values, kept, count * sizeof kept[0]);
     return count;
 }
 
