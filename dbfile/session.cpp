@@ -72,6 +72,7 @@ unsigned int Read(const char* file, const Lists& lists, ReadSession* session) {
     StartScanner();
     unsigned int result = 0;
     try {
+        const model::CarvedBlocks carving;  // the records and texts the read makes
         Parser parser(lists, session);
         parser.Run();
     } catch (const ParseStopped& stopped) {

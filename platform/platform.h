@@ -8,6 +8,7 @@
 #ifndef TAVLOMS_PLATFORM_PLATFORM_H
 #define TAVLOMS_PLATFORM_PLATFORM_H
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -83,6 +84,20 @@ void* ThisModule();
 // cut). Returns the number of characters written, 0 for a null module or a
 // size of 0.
 unsigned int ModuleFileName(void* module, char* buffer, unsigned int size);
+
+// ---- Memory ---------------------------------------------------------------
+
+// A block of `size` bytes of zeros at a multiple of `alignment` (a power of
+// two), from the system and not from the C heap; null when there is no
+// memory. Where the system allows, its pages are taken only when first
+// written. Give it back with FreeAligned, with the same size.
+void* AllocateAligned(std::size_t size, std::size_t alignment);
+void FreeAligned(void* block, std::size_t size);
+
+// Gives the memory of the whole pages within [begin, end) of a block from
+// AllocateAligned back to the system where it allows (elsewhere nothing
+// happens); their bytes then read as zeros.
+void DiscardPages(void* begin, void* end);
 
 // Writes "Assertion failed: <condition>, module <module>, line <line>" to
 // standard error and stops the program.

@@ -5,6 +5,7 @@
 // and the dynamic loader.
 #include <dlfcn.h>
 #include <link.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -261,6 +262,45 @@ unsigned int ModuleFileName(void* module, char* buffer, unsigned int size) {
     std::memcpy(buffer, name.data(), length);
     buffer[length] = '\0';
     return static_cast<unsigned int>(length);
+}
+
+// Mapped anonymously (zeros, taken on first write): twice the alignment's
+// worth is asked for, and what lies outside the aligned block given back.
+void* AllocateAligned(std::size_t size, std::size_t alignment) {
+    const std::size_t asked = size + alignment;
+    void* mapped = mmap(nullptr, asked, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (mapped == MAP_FAILED) {
+        return nullptr;
+    }
+    const auto start = reinterpret_cast<std::uintptr_t>(mapped);
+    const std::uintptr_t aligned = (start + alignment - 1) & ~(std::uintptr_t{alignment} - 1);
+    if (aligned != start) {
+        munmap(mapped, aligned - start);
+    }
+    const std::uintptr_t end = start + asked;
+    if (end != aligned + size) {
+        munmap(reinterpret_cast<void*>(aligned + size), end - (aligned + size));
+    }
+    return reinterpret_cast<void*>(aligned);
+}
+
+void FreeAligned(void* block, std::size_t size) {
+    if (block != nullptr) {
+        munmap(block, size);
+    }
+}
+
+void DiscardPages(void* begin, void* end) {
+    const long page = sysconf(_SC_PAGESIZE);
+    if (page <= 0) {
+        return;
+    }
+    const auto mask = static_cast<std::uintptr_t>(page) - 1;
+    const std::uintptr_t from = (reinterpret_cast<std::uintptr_t>(begin) + mask) & ~mask;
+    const std::uintptr_t to = reinterpret_cast<std::uintptr_t>(end) & ~mask;
+    if (from < to) {
+        madvise(reinterpret_cast<void*>(from), to - from, MADV_DONTNEED);
+    }
 }
 
 }  // namespace tavlo::platform

@@ -3,7 +3,9 @@
 // functions and file status, and the module's own handle and file name.
 #include <windows.h>
 
+#include <malloc.h>
 #include <stdlib.h>
+#include <string.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 
@@ -120,5 +122,19 @@ unsigned int ModuleFileName(void* module, char* buffer, unsigned int size) {
     }
     return length;
 }
+
+void* AllocateAligned(std::size_t size, std::size_t alignment) {
+    void* block = _aligned_malloc(size, alignment);
+    if (block != nullptr) {
+        memset(block, 0, size);
+    }
+    return block;
+}
+
+void FreeAligned(void* block, std::size_t) {
+    _aligned_free(block);
+}
+
+void DiscardPages(void*, void*) {}
 
 }  // namespace tavlo::platform

@@ -1,6 +1,7 @@
 // Creation defaults, positional insertion, what deletions release and the
 // release of a whole database. (Running out of memory while records are
 // made is tested through reading, in tests/dbfile.)
+#include <algorithm>
 #include <cstring>
 #include <functional>
 #include <string>
@@ -131,6 +132,50 @@ TEST(WholeDatabase, ReleasesEveryBlock) {
     EXPECT_EQ(LiveAllocations(), before);
     EXPECT_TRUE(db.nodes == nullptr && db.version == nullptr);
     EXPECT_EQ(Released([] { TAVLO_FREE_ROOT(nullptr); }), 0);
+}
+
+// Blocks carved for a read: zeroed, apart from each other, each released on
+// its own in any order (the large blocks going back once all of theirs
+// are), counted, and failing when told to; outside the scope nothing is
+// carved.
+TEST(CarvedBlocks, EachIsReleasedOnItsOwn) {
+    using tavlo::model::LargeBlocksInUse;
+    if (LargeBlocksInUse() < 0) {
+        GTEST_SKIP() << "this build carves nothing";
+    }
+    const long large = LargeBlocksInUse();
+    const long live = LiveAllocations();
+    std::vector<std::pair<unsigned char*, std::size_t>> blocks;
+    {
+        const tavlo::model::CarvedBlocks carving;
+        for (std::size_t i = 0; i < 100000; ++i) {
+            const std::size_t size = i % 1000 == 999 ? 5000 : i % 197;
+            auto* block = static_cast<unsigned char*>(TAVLO_MALLOC(size));
+            ASSERT_NE(block, nullptr);
+            ASSERT_EQ(std::count(block, block + size, 0), static_cast<long>(size));
+            std::memset(block, static_cast<int>(i % 251), size);
+            blocks.emplace_back(block, size);
+        }
+        tavlo::model::FailAllocationsAfter(0);
+        EXPECT_EQ(TAVLO_MALLOC(8), nullptr);
+        tavlo::model::FailAllocationsAfter(-1);
+    }
+    EXPECT_GT(LargeBlocksInUse(), large + 5);
+    void* plain = TAVLO_MALLOC(8);
+    EXPECT_EQ(LiveAllocations(), live + 100001);
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+        const auto& [block, size] = blocks[i];
+        ASSERT_EQ(std::count(block, block + size, i % 251), static_cast<long>(size)) << i;
+    }
+    for (std::size_t odd = 1; odd < blocks.size(); odd += 2) {
+        TAVLO_MFREE(blocks[odd].first);
+    }
+    for (std::size_t even = blocks.size(); even >= 2; even -= 2) {
+        TAVLO_MFREE(blocks[even - 2].first);
+    }
+    EXPECT_EQ(LargeBlocksInUse(), large);
+    TAVLO_MFREE(plain);
+    EXPECT_EQ(LiveAllocations(), live);
 }
 
 TEST(LifecycleDeathTest, PositionsPastTheEndAndStrangeMembersStopTheProgram) {
