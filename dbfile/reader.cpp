@@ -342,6 +342,7 @@ void Parser::Run() {
     Advance();
     if (tolerant_) {  // the header statements are statements like the others
         while (tok_ != kTokEnd) {
+            DiscardInputBefore(CurrentToken().start);
             StatementTolerantly();
         }
         return;
@@ -355,6 +356,7 @@ void Parser::Run() {
     Place();
     device_decl();
     while (tok_ != kTokEnd) {
+        DiscardInputBefore(CurrentToken().start);
         Place();
         statement();
     }

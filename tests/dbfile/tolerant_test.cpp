@@ -184,3 +184,50 @@ TEST(KeptStatements, ReachableForManagerDatabases) {
 }
 
 }  // namespace
+
+namespace {
+
+// A long file is read in full whatever the reader gives back of what it has
+// read: every kept statement's text and line, a comment on a line longer
+// than the reader looks back, and the place of a fault at the end, with
+// either line end.
+TEST(KeptStatements, EveryOneOfALongFile) {
+    for (const std::string end : {"\n", "\r\n"}) {
+        std::string text = "VERSION \"\"" + end + "NS_ :" + end + " SG_MUL_VAL_" + end + "BS_:" +
+                           end + "BU_: A" + end + "BO_ 1 M: 8 A" + end +
+                           " SG_ S m0 : 0|8@1+ (1,0) [0|0] \"\" A" + end +
+                           " SG_ Mx M : 8|8@1+ (1,0) [0|0] \"\" A" + end;
+        unsigned int line = 8;
+        const std::string note(100000, 'n');
+        std::vector<std::string> statements;
+        for (int i = 0; i < 120000; ++i) {
+            if (i == 60000) {
+                text += "CM_ BO_ 1 \"" + note + "\";" + end;
+                ++line;
+            }
+            statements.push_back("SG_MUL_VAL_ 1 S Mx " + std::to_string(i) + "-" +
+                                 std::to_string(i) + ";" + end);
+            text += statements.back();
+            ++line;
+        }
+        text += "CM_ SG_ 1 nosuch \"x\";" + end;
+        const std::string path = Written(text, "_long.dbc");
+        tavlo::Loaded loaded(path.c_str(), TAVLO_LOAD_TOLERANT);
+        std::remove(path.c_str());
+        ASSERT_TRUE(loaded.ok());
+        const std::vector<tavlo_kept_t> kept = loaded.kept();
+        ASSERT_EQ(kept.size(), statements.size());
+        for (std::size_t i = 0; i < statements.size(); ++i) {
+            ASSERT_EQ(kept[i].text, statements[i].substr(0, statements[i].size() - end.size()));
+            ASSERT_EQ(kept[i].line, 9 + i + (i >= 60000 ? 1 : 0));
+        }
+        ASSERT_NE(loaded.root().messages, nullptr);
+        EXPECT_EQ(std::string(loaded.root().messages->comment), note);
+        const tavlo_diagnostic_t last = loaded.diagnostics().back();
+        EXPECT_EQ(last.code, 20u);
+        EXPECT_EQ(last.line, line + 1);
+        EXPECT_EQ(last.column, 1u);
+    }
+}
+
+}  // namespace
