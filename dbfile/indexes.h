@@ -6,7 +6,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <algorithm>
 #include <cstring>
+#include <memory>
 #include <vector>
 
 #include "tavloms/records.h"
@@ -96,7 +98,10 @@ private:
 // descriptions) come long after its message, when the signal records have
 // left the cache; comparing hashes in this compact table touches no record
 // but the one found, and the statements' usual message order lets the
-// processor stream the table.
+// processor stream the table. Hashes and signals are kept apart, in chunks
+// that are never moved: the table lives through the whole read, while the
+// records grow, so it takes no more than it holds and leaves no freed copies
+// behind.
 class SignalTable {
 public:
     static std::uint32_t Hash(const char* name) {
@@ -106,26 +111,47 @@ public:
         }
         return hash;
     }
-    std::uint32_t size() const { return static_cast<std::uint32_t>(entries_.size()); }
-    void Add(sigblk* signal) { entries_.push_back(Entry{Hash(signal->name), signal}); }
-    void DropLast() { entries_.pop_back(); }  // a signal a tolerant read gave up
+
+    std::uint32_t size() const { return size_; }
+
+    void Add(sigblk* signal) {
+        if (size_ % kChunk == 0 && size_ / kChunk == chunks_.size()) {
+            std::unique_ptr<Chunk> chunk(new Chunk);  // left unfilled
+            chunks_.push_back(std::move(chunk));
+        }
+        Chunk& chunk = *chunks_[size_ / kChunk];
+        chunk.hashes[size_ % kChunk] = Hash(signal->name);
+        chunk.signals[size_ % kChunk] = signal;
+        ++size_;
+    }
+    void DropLast() { --size_; }  // a signal a tolerant read gave up
+
     sigblk* Find(const SignalRun& run, const char* name) const {
         const std::uint32_t hash = Hash(name);
-        const Entry* entry = entries_.data() + run.first;
-        for (const Entry* end = entry + run.count; entry != end; ++entry) {
-            if (entry->hash == hash && SameName(entry->signal->name, name)) {
-                return entry->signal;
+        std::uint32_t at = run.first;
+        const std::uint32_t end = run.first + run.count;
+        while (at < end) {
+            const Chunk& chunk = *chunks_[at / kChunk];
+            const std::uint32_t from = at % kChunk;
+            const std::uint32_t to = std::min<std::uint32_t>(kChunk, from + (end - at));
+            for (std::uint32_t i = from; i < to; ++i) {
+                if (chunk.hashes[i] == hash && SameName(chunk.signals[i]->name, name)) {
+                    return chunk.signals[i];
+                }
             }
+            at += to - from;
         }
         return nullptr;
     }
 
 private:
-    struct Entry {
-        std::uint32_t hash;
-        sigblk* signal;
+    static constexpr std::uint32_t kChunk = 1u << 14;
+    struct Chunk {
+        std::uint32_t hashes[kChunk];
+        sigblk* signals[kChunk];
     };
-    std::vector<Entry> entries_;
+    std::vector<std::unique_ptr<Chunk>> chunks_;
+    std::uint32_t size_ = 0;
 };
 
 }  // namespace tavlo::dbfile

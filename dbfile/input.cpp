@@ -43,7 +43,7 @@ bool gCarriageReturns = false;
 
 // The least step of giving input back, and how far back a line's start is
 // looked for.
-constexpr std::size_t kDiscardStep = std::size_t{1} << 20;
+constexpr std::size_t kDiscardStep = std::size_t{1} << 18;
 constexpr std::size_t kLongestLineBack = std::size_t{1} << 16;
 
 // The file is text: as a text-mode read on Windows does, a carriage return

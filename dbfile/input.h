@@ -25,8 +25,8 @@ std::size_t InputSize();
 // Gives back the memory of the input's bytes before the line that position
 // (in the input) stands on, which a read that has come that far does not
 // look at again: the reader calls it at each statement. The memory goes in
-// steps of a megabyte, only where the system allows, and only when the
-// line's start is near; the bytes given back read as zeros.
+// steps of a quarter megabyte, only where the system allows, and only when
+// the line's start is near; the bytes given back read as zeros.
 void DiscardInputBefore(const unsigned char* position);
 
 // Releases the input if one is open and forgets it; does nothing while the

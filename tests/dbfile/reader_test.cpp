@@ -179,4 +179,32 @@ TEST(Reader, PlainAndTokenPathsAgree) {
     }
 }
 
+// Later statements find every signal by name, however many the file has:
+// 2,400 messages of 7 signals, each signal given a comment after them all.
+TEST(Reader, CommentsFindEverySignalOfAManySignalFile) {
+    std::string text = "VERSION \"\"\nBS_:\nBU_: A\n";
+    std::string comments;
+    for (int m = 1; m <= 2400; ++m) {
+        text += "BO_ " + std::to_string(m) + " M" + std::to_string(m) + ": 8 A\n";
+        for (int k = 0; k < 7; ++k) {
+            const std::string name = "S" + std::to_string(k);
+            text += " SG_ " + name + " : " + std::to_string(8 * k) + "|8@1+ (1,0) [0|0] \"\" A\n";
+            comments += "CM_ SG_ " + std::to_string(m) + " " + name + " \"" +
+                        std::to_string(m * 10 + k) + "\";\n";
+        }
+    }
+    Database db;
+    ASSERT_FALSE(ReadText(text + comments, &db.root).raised);
+    int m = 1;
+    for (const msgblk* message = db.root.messages; message != nullptr; message = message->next, ++m) {
+        int k = 0;
+        for (const sigblk* signal = message->signals; signal != nullptr; signal = signal->next, ++k) {
+            ASSERT_NE(+signal->comment, nullptr) << m << " " << k;
+            ASSERT_EQ(std::string(signal->comment), std::to_string(m * 10 + k));
+        }
+        ASSERT_EQ(k, 7);
+    }
+    EXPECT_EQ(m, 2401);
+}
+
 }  // namespace
