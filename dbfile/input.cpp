@@ -13,17 +13,23 @@ namespace tavlo::dbfile {
 
 namespace {
 
-// The file's bytes and a zero after them, in a block of the system's (see
-// DiscardInputBefore); a string would first fill the whole size with zeros.
+// The file's bytes and kInputPadding zeros after them, in a block of the
+// system's (see DiscardInputBefore); a string would first fill the whole
+// size with zeros.
 struct Bytes {
     char* data = nullptr;
-    std::size_t capacity = 0;  // the block holds capacity + 1 bytes
+    std::size_t capacity = 0;  // the block holds capacity + kInputPadding bytes
 
     Bytes() = default;
     explicit Bytes(std::size_t size)
-        : data(static_cast<char*>(platform::AllocateAligned(size + 1, kAlignment))),
+        : data(static_cast<char*>(
+              platform::AllocateAligned(size + kInputPadding, kAlignment))),
           capacity(data != nullptr ? size : 0) {}
-    ~Bytes() { platform::FreeAligned(data, capacity + 1); }
+    ~Bytes() {
+        if (data != nullptr) {
+            platform::FreeAligned(data, capacity + kInputPadding);
+        }
+    }
     Bytes(const Bytes&) = delete;
     Bytes& operator=(const Bytes&) = delete;
     void Swap(Bytes& other) {
@@ -114,7 +120,7 @@ bool OpenInput(const char* path) {
     }
     const std::size_t kept = DropCarriageReturns(bytes.data, size);
     gCarriageReturns = kept != size;
-    bytes.data[kept] = '\0';
+    std::memset(bytes.data + kept, 0, size - kept + kInputPadding);
     gBytes.Swap(bytes);
     gSize = kept;
     gDiscarded = reinterpret_cast<const unsigned char*>(gBytes.data);

@@ -18,6 +18,10 @@ bool OpenInput(const char* path);
 
 bool IsInputOpen();
 
+// Zero bytes that follow the open input's bytes, at least: a scanner may
+// read a vector's width past a byte it looks at before the end.
+constexpr std::size_t kInputPadding = 32;
+
 // The bytes of the open input; null and 0 when none is open.
 const unsigned char* InputData();
 std::size_t InputSize();

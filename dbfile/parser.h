@@ -32,13 +32,14 @@ struct ParseStopped {
 struct Name {
     char text[TAVLO_NAME_SIZE];
     int line;
+    std::size_t length;  // of text, as ExpectName cut it
     std::string_view view() const { return std::string_view(text); }
     bool Is(const char* other) const { return std::strcmp(text, other) == 0; }
 };
 
 // Copies a text of known length into a name field as CopyName would: at
-// most 32 characters, up to an embedded zero.
-inline void CopyNameOf(char* field, const char* text, std::size_t length) {
+// most 32 characters, up to an embedded zero. Returns the length copied.
+inline std::size_t CopyNameOf(char* field, const char* text, std::size_t length) {
     if (length > TAVLO_NAME_SIZE - 1) {
         length = TAVLO_NAME_SIZE - 1;
     }
@@ -48,6 +49,7 @@ inline void CopyNameOf(char* field, const char* text, std::size_t length) {
     }
     std::memcpy(field, text, length);
     field[length] = '\0';
+    return length;
 }
 
 // Attribute names are compared with tabs read as blanks, as definitions

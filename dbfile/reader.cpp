@@ -103,7 +103,7 @@ void Parser::ExpectName(Name* name) {
         SyntaxError();
     }
     const TokenValue& token = CurrentToken();
-    model::CopyName(name->text, token.text);
+    name->length = CopyNameOf(name->text, token.text, token.length);
     name->line = token.line;
     Advance();
 }
@@ -538,7 +538,7 @@ void Parser::msg() {
         throw ParseStopped{false};
     }
     message->id = id;
-    model::CopyName(message->name, name.text);
+    std::memcpy(message->name, name.text, name.length + 1);
     message->dlc = dlc;
     message->transmitter = node;
     message->signal_count = 0;
@@ -586,7 +586,7 @@ void Parser::sg(msgblk* message, Tail<sigblk>* signals, SignalRun* run) {
     if (signal == nullptr) {
         throw ParseStopped{false};
     }
-    model::CopyName(signal->name, name.text);
+    std::memcpy(signal->name, name.text, name.length + 1);
     signals->Append(signal);
     signals_.Add(signal);
     ++run->count;

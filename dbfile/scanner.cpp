@@ -12,6 +12,10 @@
 #include <new>
 #include <string>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "dbfile/input.h"
 #include "dbfile/number.h"
 #include "dbfile/report.h"
@@ -78,7 +82,7 @@ const unsigned char* gEnd = nullptr;
 int gPushBack[kPushBackSize];
 int gPushCount = 0;
 int gLine = 0;
-char gText[kTokenTextSize + 1];
+char gText[kTokenTextSize + 1 + 16];  // room for a vector's width past the end
 std::string gString;
 TokenValue gToken;
 
@@ -173,6 +177,31 @@ bool SkipPast(int stop) {
     }
 }
 
+#if defined(__SSE2__)
+// The length of the run of identifier characters at p, sixteen bytes at a
+// time: "0"-"9", "A"-"Z", "a"-"z" (a letter with its case bit set) and "_",
+// which is kIdentChar (bytes of 128 and above are negative as signed ones).
+// The input's zeros after its end stop it (see kInputPadding).
+inline std::size_t IdentifierRun(const unsigned char* p) {
+    std::size_t run = 0;
+    for (;;) {
+        const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + run));
+        const __m128i folded = _mm_or_si128(c, _mm_set1_epi8(0x20));
+        const __m128i digit = _mm_and_si128(_mm_cmpgt_epi8(c, _mm_set1_epi8('0' - 1)),
+                                            _mm_cmplt_epi8(c, _mm_set1_epi8('9' + 1)));
+        const __m128i letter = _mm_and_si128(_mm_cmpgt_epi8(folded, _mm_set1_epi8('a' - 1)),
+                                             _mm_cmplt_epi8(folded, _mm_set1_epi8('z' + 1)));
+        const __m128i underscore = _mm_cmpeq_epi8(c, _mm_set1_epi8('_'));
+        const auto in = static_cast<unsigned int>(
+            _mm_movemask_epi8(_mm_or_si128(_mm_or_si128(digit, letter), underscore)));
+        if (in != 0xFFFFu) {
+            return run + static_cast<std::size_t>(__builtin_ctz(~in));
+        }
+        run += 16;
+    }
+}
+#endif
+
 // Takes the run of bytes of class `bits` that starts at the read position
 // into the token text after `*length` characters, while nothing is pushed
 // back; false when the run does not fit the token text.
@@ -181,6 +210,11 @@ bool TakeRun(unsigned char bits, std::size_t* length) {
         return true;
     }
     const unsigned char* p = gPos;
+#if defined(__SSE2__)
+    if (bits == kIdentChar && p < gEnd) {
+        p += IdentifierRun(p);
+    }
+#endif
     while (p < gEnd && (kTable.classes[*p] & bits) != 0) {
         ++p;
     }
@@ -192,7 +226,15 @@ bool TakeRun(unsigned char bits, std::size_t* length) {
         *length = kTokenTextSize;
         return false;
     }
+#if defined(__SSE2__)
+    // Whole vectors: the token text has room past its end, the input zeros.
+    for (std::size_t at = 0; at < run; at += 16) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(gText + *length + at),
+                         _mm_loadu_si128(reinterpret_cast<const __m128i*>(gPos + at)));
+    }
+#else
     std::memcpy(gText + *length, gPos, run);
+#endif
     *length += run;
     gPos = p;
     return true;
