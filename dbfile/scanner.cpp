@@ -457,17 +457,20 @@ int String() {
 // and moves `p` past it, or returns false.
 class PlainReader {
 public:
+    // The bytes from p on, up to end, which kInputPadding zeros follow: a
+    // zero stops every loop here, so only the text's own loop asks for the
+    // end.
     explicit PlainReader(const unsigned char* p, const unsigned char* end) : p_(p), end_(end) {}
     const unsigned char* position() const { return p_; }
 
     void Blanks() {
-        while (p_ < end_ && (*p_ == ' ' || *p_ == '\t')) {
+        while (*p_ == ' ' || *p_ == '\t') {
             ++p_;
         }
     }
     bool Char(char c) {
         Blanks();
-        if (p_ < end_ && *p_ == static_cast<unsigned char>(c)) {
+        if (*p_ == static_cast<unsigned char>(c)) {
             ++p_;
             return true;
         }
@@ -477,8 +480,9 @@ public:
         Blanks();
         const unsigned char* start = p_;
         std::uint64_t number = 0;
-        while (p_ < end_ && *p_ >= '0' && *p_ <= '9' && p_ - start < 10) {
-            number = number * 10 + (*p_ - '0');
+        unsigned int digit;
+        while ((digit = static_cast<unsigned int>(*p_) - '0') < 10 && p_ - start < 10) {
+            number = number * 10 + digit;
             ++p_;
         }
         if (p_ == start || number > maximum || EndsBadly()) {
@@ -491,7 +495,7 @@ public:
     bool Number(double* value) {
         Blanks();
         bool negative = false;
-        if (p_ < end_ && (*p_ == '-' || *p_ == '+')) {
+        if (*p_ == '-' || *p_ == '+') {
             negative = *p_ == '-';
             ++p_;
             Blanks();
@@ -500,18 +504,19 @@ public:
         int digits = 0;
         int decimals = 0;
         const unsigned char* start = p_;
-        while (p_ < end_ && *p_ >= '0' && *p_ <= '9') {
-            mantissa = mantissa * 10 + (*p_ - '0');
+        unsigned int digit;
+        while ((digit = static_cast<unsigned int>(*p_) - '0') < 10) {
+            mantissa = mantissa * 10 + digit;
             digits += mantissa != 0;
             ++p_;
         }
         if (p_ == start) {
             return false;
         }
-        if (p_ < end_ && *p_ == '.') {
+        if (*p_ == '.') {
             ++p_;
-            while (p_ < end_ && *p_ >= '0' && *p_ <= '9') {
-                mantissa = mantissa * 10 + (*p_ - '0');
+            while ((digit = static_cast<unsigned int>(*p_) - '0') < 10) {
+                mantissa = mantissa * 10 + digit;
                 digits += mantissa != 0;
                 ++decimals;
                 ++p_;
@@ -548,7 +553,7 @@ private:
     // A number run into a letter, a point or an exponent is left to the
     // scanner, which knows what to make of it.
     bool EndsBadly() const {
-        return p_ < end_ && (Is(*p_, kIdentChar) || *p_ == '.' || Is(*p_, kInvalid));
+        return (kTable.classes[*p_] & (kIdentChar | kInvalid)) != 0 || *p_ == '.';
     }
 
     const unsigned char* p_;
