@@ -1,7 +1,6 @@
 // dbfile/keywords.cpp: keyword look-up and the new-symbol list.
 #include "dbfile/keywords.h"
 
-#include <array>
 #include <cstring>
 
 #include "model/model.h"
@@ -18,24 +17,56 @@ int LookupKeyword(const char* text, int* token) {
     return LookupKeyword(text, std::strlen(text), token);
 }
 
-int LookupKeyword(const char* text, std::size_t length, int* token) {
-    // Lengths first: most names are not keywords and fail there.
-    static const auto lengths = [] {
-        std::array<std::size_t, kKeywordCount> result{};
+namespace {
+
+// The keywords' rows by a hash of their length and first and last
+// characters, in an open-addressing table made once: a look-up reads one or
+// two places. Rows go in in order, so that of equal texts the first is
+// found, as in the table itself.
+struct KeywordPlaces {
+    static constexpr std::size_t kPlaces = 128;
+    signed char rows[kPlaces];  // -1: free
+    unsigned char lengths[kKeywordCount];
+    std::size_t longest = 0;
+
+    static std::size_t Hash(const char* text, std::size_t length) {
+        return (length * 37 + static_cast<unsigned char>(text[0]) * 11 +
+                static_cast<unsigned char>(text[length - 1])) %
+               kPlaces;
+    }
+
+    KeywordPlaces() {
+        static_assert(kKeywordCount < kPlaces / 2, "the table stays at most half full");
+        std::memset(rows, -1, sizeof rows);
         for (int row = 0; row < kKeywordCount; ++row) {
-            result[row] = std::strlen(kKeywords[row].text);
+            const std::size_t length = std::strlen(kKeywords[row].text);
+            lengths[row] = static_cast<unsigned char>(length);
+            longest = length > longest ? length : longest;
+            std::size_t place = Hash(kKeywords[row].text, length);
+            while (rows[place] >= 0) {
+                place = (place + 1) % kPlaces;
+            }
+            rows[place] = static_cast<signed char>(row);
         }
-        return result;
-    }();
-    for (int row = 0; row < kKeywordCount; ++row) {
-        const Keyword& keyword = kKeywords[row];
-        if (lengths[row] == length && keyword.text[0] == text[0] &&
-            keyword.text[1] == text[1] && std::memcmp(keyword.text, text, length) == 0) {
-            *token = keyword.token;
+    }
+};
+
+}  // namespace
+
+int LookupKeyword(const char* text, std::size_t length, int* token) {
+    static const KeywordPlaces places;
+    *token = 0;
+    if (length == 0 || length > places.longest) {
+        return 0;
+    }
+    for (std::size_t place = KeywordPlaces::Hash(text, length); places.rows[place] >= 0;
+         place = (place + 1) % KeywordPlaces::kPlaces) {
+        const int row = places.rows[place];
+        if (places.lengths[row] == length && std::memcmp(kKeywords[row].text, text, length) == 0) {
+            *token = kKeywords[row].token;
             return 1;
         }
     }
-    *token = 0;
     return 0;
 }
 
