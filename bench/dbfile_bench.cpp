@@ -141,6 +141,26 @@ std::size_t LoadAndCountLines(const std::string& path) {
     return lines;
 }
 
+// Reads a file into a root and releases it again, the release untimed (the
+// benchmark's clock paused for it, unless `paused` says it is), adding the
+// seconds the read took to `seconds`. False, the benchmark skipped with the
+// reason, when the read failed (with `check`, also when a generated file was
+// read incompletely).
+bool ReadAndRelease(benchmark::State& state, const std::string& path, bool paused,
+                    double* seconds, bool check = false) {
+    tavlo_root_t root;
+    std::memset(&root, 0, sizeof root);
+    const Clock::time_point start = Clock::now();
+    std::string error = ReadInto(path, root);
+    *seconds += Seconds(start, Clock::now());
+    if (!paused) state.PauseTiming();
+    if (check && error.empty()) error = CheckComplete(root);
+    TAVLO_FREE_ROOT(&root);
+    if (!paused) state.ResumeTiming();
+    if (!error.empty()) state.SkipWithError(error.c_str());
+    return error.empty();
+}
+
 void BM_ReadDatabaseFile(benchmark::State& state) {
     const GeneratedFile& file = GeneratedFile::Get();
     if (!file.Ok()) {
@@ -150,23 +170,14 @@ void BM_ReadDatabaseFile(benchmark::State& state) {
     double readSeconds = 0;
     double floorSeconds = 0;
     for (auto _ : state) {
-        tavlo_root_t root;
-        std::memset(&root, 0, sizeof root);
-        const Clock::time_point start = Clock::now();
-        std::string error = ReadInto(file.Path(), root);
-        const Clock::time_point read = Clock::now();
+        if (!ReadAndRelease(state, file.Path(), false, &readSeconds, state.iterations() == 0)) {
+            break;
+        }
         state.PauseTiming();
-        if (error.empty() && state.iterations() == 0) error = CheckComplete(root);
-        TAVLO_FREE_ROOT(&root);
         const Clock::time_point floorStart = Clock::now();
         benchmark::DoNotOptimize(LoadAndCountLines(file.Path()));
         floorSeconds += Seconds(floorStart, Clock::now());
-        readSeconds += Seconds(start, read);
         state.ResumeTiming();
-        if (!error.empty()) {
-            state.SkipWithError(error.c_str());
-            break;
-        }
     }
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
                             static_cast<int64_t>(file.Size()));
@@ -240,16 +251,10 @@ void BM_OpenDatabaseFile(benchmark::State& state) {
             break;
         }
         manager.CloseDatabase(db, false);
-        tavlo_root_t root;
-        std::memset(&root, 0, sizeof root);
-        const Clock::time_point readStart = Clock::now();
-        const std::string error = ReadInto(file.Path(), root);
-        readSeconds += Seconds(readStart, Clock::now());
         openSeconds += Seconds(start, opened);
-        TAVLO_FREE_ROOT(&root);
+        const bool read = ReadAndRelease(state, file.Path(), true, &readSeconds);
         state.ResumeTiming();
-        if (!error.empty()) {
-            state.SkipWithError(error.c_str());
+        if (!read) {
             break;
         }
     }
@@ -277,15 +282,9 @@ void BM_ReadDatabaseCorpusFile(benchmark::State& state) {
     }
     const std::string& path = files[rank].second;
     state.SetLabel(fs::path(path).filename().string());
+    double seconds = 0;
     for (auto _ : state) {
-        tavlo_root_t root;
-        std::memset(&root, 0, sizeof root);
-        const std::string error = ReadInto(path, root);
-        state.PauseTiming();
-        TAVLO_FREE_ROOT(&root);
-        state.ResumeTiming();
-        if (!error.empty()) {
-            state.SkipWithError(error.c_str());
+        if (!ReadAndRelease(state, path, false, &seconds)) {
             break;
         }
     }
