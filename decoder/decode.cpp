@@ -216,6 +216,12 @@ TAVLO_LANES void StoreGroup(const LanePairs& pairs, std::size_t first, std::size
     }
 }
 
+// The lane group of signal i of a message decoded in lanes, its groups
+// after those in the head at more.
+inline const LaneGroup& GroupOf(const Head& head, const LaneGroup* more, std::size_t i) {
+    return i / 4 < kHeadGroups ? head.groups[i / 4] : more[i / 4 - kHeadGroups];
+}
+
 // A frame of at least 8 bytes of a quick message without multiplexers
 // decoded in lanes: its n values, the groups after those in the head at
 // more.
@@ -226,8 +232,8 @@ TAVLO_LANES void DecodeLanes(const Head& head, const LaneGroup* more, const Scal
     const __m256i little = _mm256_set1_epi64x(static_cast<long long>(word));
     const __m256i big = _mm256_set1_epi64x(static_cast<long long>(Swap64(word)));
     const auto* scaleBytes = reinterpret_cast<const unsigned char*>(scales);
-    const auto group = [&head, more](std::size_t done) -> const LaneGroup& {
-        return done / 4 < kHeadGroups ? head.groups[done / 4] : more[done / 4 - kHeadGroups];
+    const auto group = [&head, more](std::size_t i) -> const LaneGroup& {
+        return GroupOf(head, more, i);
     };
     // Whole groups without a check per value, then the rest.
     std::size_t done = 0;
@@ -257,7 +263,7 @@ __attribute__((target("avx2"))) std::size_t DecodeGated(const tavlo_decoder_t& d
     const std::uint32_t* gate = d.gates.data() + head.first;
     const LaneGroup* more = d.lanes.data() + gate[0];
     const auto group = [&head, more](std::size_t i) -> const LaneGroup& {
-        return i / 4 < kHeadGroups ? head.groups[i / 4] : more[i / 4 - kHeadGroups];
+        return GroupOf(head, more, i);
     };
     const auto value = [&words, &group](std::uint32_t i) {
         const LaneGroup& g = group(i);
