@@ -3,6 +3,7 @@
 // message the order in which its multiplexers are read, an identifier table,
 // and the introspection records. Also the look-ups by identifier and name.
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <map>
 #include <new>
@@ -519,7 +520,7 @@ private:
         }
         Head head{};
         head.first = code.firstPlan;
-        const bool laned = lanes_ && quick && d_.scales.size() <= kMostLaneScales &&
+        const bool laned = lanes_ && quick &&
                            std::all_of(d_.plans.begin() + code.firstPlan, d_.plans.end(), CanBeLane);
         if (quick && code.muxCount == 0 && n <= kQuickCount) {
             head.quick = static_cast<std::uint32_t>(n);
@@ -639,6 +640,7 @@ private:
         const auto more = static_cast<std::uint32_t>(d_.lanes.size());
         for (std::size_t group = 0; group * 4 < n; ++group) {
             LaneGroup lanes{};
+            LaneScales scales{};
             for (std::size_t k = 0; k < 4; ++k) {
                 const std::size_t i = group * 4 + k;
                 if (i >= n) {
@@ -651,8 +653,19 @@ private:
                 lanes.sign[k] = static_cast<std::uint8_t>(
                     plan.kind == TAVLO_DEC_SIGNED ? plan.length - 1 : 64);
                 lanes.motorola[k] = plan.motorola != 0 ? 0xFF : 0;
-                lanes.scale[k] = static_cast<std::uint16_t>(quick.scale * sizeof(Scale));
+                scales.factor[k] = plan.factor;
+                scales.offset[k] = plan.offset;
             }
+            // Shared by their bits, so that no two differ in anything.
+            std::array<std::uint64_t, 8> bits;
+            static_assert(sizeof bits == sizeof scales, "four factors, then four offsets");
+            std::memcpy(bits.data(), &scales, sizeof bits);
+            const auto found = laneScalesAt_.emplace(
+                bits, static_cast<std::uint32_t>(d_.laneScales.size()));
+            if (found.second) {
+                d_.laneScales.push_back(scales);
+            }
+            lanes.scales = found.first->second;
             if (group < kHeadGroups) {
                 head.groups[group] = lanes;
             } else {
@@ -684,6 +697,7 @@ private:
     std::vector<std::uint32_t> places_;  // by message: its place in the table, or kEmpty
     const bool lanes_ = LanesSupported();
     std::map<std::pair<std::uint64_t, std::uint64_t>, std::uint32_t> scaleAt_;
+    std::map<std::array<std::uint64_t, 8>, std::uint32_t> laneScalesAt_;
 };
 
 }  // namespace

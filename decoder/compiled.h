@@ -177,10 +177,17 @@ struct LaneGroup {
     std::uint8_t down[4];      // 64 - length: the logical right shift that right-aligns it
     std::uint8_t sign[4];      // signed: length - 1, the place of its sign bit; else 64
     std::uint8_t motorola[4];  // 0xFF: from the big-endian word
-    std::uint16_t scale[4];    // the byte offset of its scale in the decoder's scales
+    std::uint32_t scales;      // its lanes' factors and offsets in the decoder's laneScales
 };
-// Scales a lane can refer to, at most.
-constexpr std::size_t kMostLaneScales = 0x10000 / sizeof(Scale);
+
+// The factors and the offsets of a lane group's four signals, each a vector
+// (a partial group's unused lanes hold zeros). Groups with the same ones
+// share them: a database has few distinct pairs, and fewer distinct fours
+// than groups.
+struct alignas(64) LaneScales {
+    double factor[4];
+    double offset[4];
+};
 
 // Whether a quick plan can be a lane: its raw value is exact through the
 // vector conversion to double, which adds it to 2^52 + 2^51.
@@ -205,6 +212,7 @@ struct alignas(64) Head {
                                // first plan
     LaneGroup groups[kHeadGroups];
 };
+static_assert(sizeof(Head) == 64, "a head is one cache line");
 constexpr std::uint32_t kLaned = 0x10000u;
 constexpr std::uint32_t kGated = 0x20000u;  // with kLaned: multiplexed, see GateWords
 constexpr std::uint32_t kQuickCount = 0xFFFFu;
@@ -271,6 +279,7 @@ struct tavlo_decoder_t {
     std::vector<tavlo::decoder::Quick> quick;  // by plan; of a quick message's plans only
     std::vector<tavlo::decoder::Scale> scales;
     std::vector<tavlo::decoder::LaneGroup> lanes;  // groups after those in the heads
+    std::vector<tavlo::decoder::LaneScales> laneScales;
     std::vector<std::uint32_t> gates;
     std::vector<tavlo::decoder::MessageCode> code;
     std::vector<std::uint32_t> muxSignals;  // plan index of each multiplexer slot

@@ -165,16 +165,15 @@ struct LanePairs {
     __m256i high;  // [raw1 physical1 | raw3 physical3]
 };
 TAVLO_LANES LanePairs DecodeGroup(const LaneGroup& g, __m256i little, __m256i big,
-                                  const unsigned char* scales) {
+                                  const LaneScales* scales) {
     const auto bytes = [](const std::uint8_t* four) {
         std::int32_t packed;
         std::memcpy(&packed, four, sizeof packed);
         return _mm_cvtsi32_si128(packed);
     };
-    const auto pair = [scales](std::uint16_t at) {
-        return _mm_loadu_pd(reinterpret_cast<const double*>(scales + at));
-    };
-    const __m256i magic = _mm256_set1_epi64x(0x4338000000000000LL);
+    // The same bits are the integer added and the double taken away.
+    const __m256d magicNumber = _mm256_set1_pd(6755399441055744.0);  // 2^52 + 2^51
+    const __m256i magic = _mm256_castpd_si256(magicNumber);
     const __m256i motorola = _mm256_cvtepi8_epi64(bytes(g.motorola));
     const __m256i top = _mm256_sllv_epi64(_mm256_blendv_epi8(little, big, motorola),
                                           _mm256_cvtepu8_epi64(bytes(g.shift)));
@@ -182,37 +181,44 @@ TAVLO_LANES LanePairs DecodeGroup(const LaneGroup& g, __m256i little, __m256i bi
     const __m256i sign =
         _mm256_sllv_epi64(_mm256_set1_epi64x(1), _mm256_cvtepu8_epi64(bytes(g.sign)));
     const __m256i raw = _mm256_sub_epi64(_mm256_xor_si256(field, sign), sign);
-    const __m256d number = _mm256_sub_pd(_mm256_castsi256_pd(_mm256_add_epi64(raw, magic)),
-                                         _mm256_castsi256_pd(magic));
-    // [factor0 offset0 factor2 offset2] and [factor1 offset1 factor3 offset3]
-    const __m256d even =
-        _mm256_insertf128_pd(_mm256_castpd128_pd256(pair(g.scale[0])), pair(g.scale[2]), 1);
-    const __m256d odd =
-        _mm256_insertf128_pd(_mm256_castpd128_pd256(pair(g.scale[1])), pair(g.scale[3]), 1);
-    const __m256i physical =
-        _mm256_castpd_si256(_mm256_add_pd(_mm256_mul_pd(number, _mm256_unpacklo_pd(even, odd)),
-                                          _mm256_unpackhi_pd(even, odd)));
+    const __m256d number =
+        _mm256_sub_pd(_mm256_castsi256_pd(_mm256_add_epi64(raw, magic)), magicNumber);
+    const LaneScales& scale = scales[g.scales];
+    const __m256i physical = _mm256_castpd_si256(_mm256_add_pd(
+        _mm256_mul_pd(number, _mm256_load_pd(scale.factor)), _mm256_load_pd(scale.offset)));
     return LanePairs{_mm256_unpacklo_epi64(raw, physical), _mm256_unpackhi_epi64(raw, physical)};
 }
 
-// Writes value number `first + k` of the lanes at out[k], k < count (at
-// least 1), with one 16-byte store for the raw and physical value of each.
-TAVLO_LANES void StoreGroup(const LanePairs& pairs, std::size_t first, std::size_t count,
-                            tavlo_dec_value_t* out) {
+// Writes value number `first + k` of the lanes at out[k], k < Count (1 to
+// 4), with one 16-byte store for the raw and physical value of each.
+template <std::size_t Count>
+TAVLO_LANES void StoreGroup(const LanePairs& pairs, std::size_t first, tavlo_dec_value_t* out) {
     static_assert(sizeof(tavlo_dec_value_t) == 24, "a value is three 64-bit words");
     const auto store = [out, first](std::size_t k, __m128i lane) {
         std::memcpy(&out[k], &lane, sizeof lane);
         out[k].signal = static_cast<unsigned int>(first + k);
     };
     store(0, _mm256_castsi256_si128(pairs.low));
-    if (count > 1) {
+    if constexpr (Count > 1) {
         store(1, _mm256_castsi256_si128(pairs.high));
     }
-    if (count > 2) {
+    if constexpr (Count > 2) {
         store(2, _mm256_extracti128_si256(pairs.low, 1));
     }
-    if (count > 3) {
+    if constexpr (Count > 3) {
         store(3, _mm256_extracti128_si256(pairs.high, 1));
+    }
+}
+
+// The n values of a message decoded in lanes whose groups all lie in its
+// head (n at most 4 * kHeadGroups), in straight code for each n.
+template <std::size_t N>
+TAVLO_LANES void DecodeHeadLanes(const Head& head, const LaneScales* scales, __m256i little,
+                                 __m256i big, tavlo_dec_value_t* values) {
+    static_assert(N > 0 && N <= 4 * kHeadGroups, "the head's groups only");
+    StoreGroup<(N < 4 ? N : 4)>(DecodeGroup(head.groups[0], little, big, scales), 0, values);
+    if constexpr (N > 4) {
+        StoreGroup<N - 4>(DecodeGroup(head.groups[1], little, big, scales), 4, values + 4);
     }
 }
 
@@ -222,27 +228,59 @@ inline const LaneGroup& GroupOf(const Head& head, const LaneGroup* more, std::si
     return i / 4 < kHeadGroups ? head.groups[i / 4] : more[i / 4 - kHeadGroups];
 }
 
+// The n values of a message decoded in lanes with groups beyond its head:
+// whole groups without a check per value, then the rest. Apart, so that
+// the usual messages' straight code keeps to few registers.
+__attribute__((target("avx2"), noinline)) void DecodeManyLanes(
+    const Head& head, const LaneGroup* more, const LaneScales* scales, std::size_t n,
+    std::uint64_t word, tavlo_dec_value_t* values) {
+    const __m256i little = _mm256_set1_epi64x(static_cast<long long>(word));
+    const __m256i big = _mm256_set1_epi64x(static_cast<long long>(Swap64(word)));
+    std::size_t done = 0;
+    for (; done + 4 <= n; done += 4) {
+        StoreGroup<4>(DecodeGroup(GroupOf(head, more, done), little, big, scales), done,
+                      values + done);
+    }
+    if (done == n) {
+        return;
+    }
+    const LanePairs rest = DecodeGroup(GroupOf(head, more, done), little, big, scales);
+    switch (n - done) {
+    case 1: return StoreGroup<1>(rest, done, values + done);
+    case 2: return StoreGroup<2>(rest, done, values + done);
+    default: return StoreGroup<3>(rest, done, values + done);
+    }
+}
+
+// The n values (1 to 4 * kHeadGroups) of a message decoded in lanes, from
+// the frame's first 8 bytes as a little-endian word.
+TAVLO_LANES void DecodeInHead(const Head& head, const LaneScales* scales, std::size_t n,
+                              std::uint64_t word, tavlo_dec_value_t* values) {
+    static_assert(kHeadGroups == 2, "the straight cases below cover the head's groups");
+    const __m256i little = _mm256_set1_epi64x(static_cast<long long>(word));
+    const __m256i big = _mm256_set1_epi64x(static_cast<long long>(Swap64(word)));
+    switch (n) {
+    case 1: return DecodeHeadLanes<1>(head, scales, little, big, values);
+    case 2: return DecodeHeadLanes<2>(head, scales, little, big, values);
+    case 3: return DecodeHeadLanes<3>(head, scales, little, big, values);
+    case 4: return DecodeHeadLanes<4>(head, scales, little, big, values);
+    case 5: return DecodeHeadLanes<5>(head, scales, little, big, values);
+    case 6: return DecodeHeadLanes<6>(head, scales, little, big, values);
+    case 7: return DecodeHeadLanes<7>(head, scales, little, big, values);
+    default: return DecodeHeadLanes<8>(head, scales, little, big, values);
+    }
+}
+
 // A frame of at least 8 bytes of a quick message without multiplexers
 // decoded in lanes: its n values, the groups after those in the head at
 // more.
-TAVLO_LANES void DecodeLanes(const Head& head, const LaneGroup* more, const Scale* scales,
+TAVLO_LANES void DecodeLanes(const Head& head, const LaneGroup* more, const LaneScales* scales,
                              std::size_t n, const unsigned char* data,
                              tavlo_dec_value_t* values) {
-    const std::uint64_t word = Load64(data);
-    const __m256i little = _mm256_set1_epi64x(static_cast<long long>(word));
-    const __m256i big = _mm256_set1_epi64x(static_cast<long long>(Swap64(word)));
-    const auto* scaleBytes = reinterpret_cast<const unsigned char*>(scales);
-    const auto group = [&head, more](std::size_t i) -> const LaneGroup& {
-        return GroupOf(head, more, i);
-    };
-    // Whole groups without a check per value, then the rest.
-    std::size_t done = 0;
-    for (; done + 4 <= n; done += 4) {
-        StoreGroup(DecodeGroup(group(done), little, big, scaleBytes), done, 4, values + done);
-    }
-    if (done < n) {
-        StoreGroup(DecodeGroup(group(done), little, big, scaleBytes), done, n - done,
-                   values + done);
+    if (n <= 4 * kHeadGroups) {
+        DecodeInHead(head, scales, n, Load64(data), values);
+    } else {
+        DecodeManyLanes(head, more, scales, n, Load64(data), values);
     }
 }
 
@@ -310,7 +348,7 @@ __attribute__((target("avx2"))) std::size_t DecodeGated(const tavlo_decoder_t& d
             }
         }
     }
-    const Scale* scales = d.scales.data();
+    const LaneScales* scales = d.laneScales.data();
     if (absent == 0) {
         DecodeLanes(head, more, scales, n, data, values);
         return n;
@@ -327,17 +365,47 @@ __attribute__((target("avx2"))) std::size_t DecodeGated(const tavlo_decoder_t& d
 
 // A frame of at least 8 bytes of a message decoded in lanes, gated or not;
 // returns the number of values.
-__attribute__((target("avx2"))) std::size_t DecodeLaned(const tavlo_decoder_t& d,
-                                                         const Head& head,
-                                                         const unsigned char* data,
-                                                         tavlo_dec_value_t* values) {
+__attribute__((target("avx2"), noinline)) std::size_t DecodeLaned(const tavlo_decoder_t& d,
+                                                                   const Head& head,
+                                                                   const unsigned char* data,
+                                                                   tavlo_dec_value_t* values) {
     const std::size_t n = head.quick & kQuickCount;
     if ((head.quick & kGated) != 0) {
         return DecodeGated(d, head, n, data, values);
     }
-    DecodeLanes(head, d.lanes.data() + head.first, d.scales.data(), n, data, values);
+    DecodeLanes(head, d.lanes.data() + head.first, d.laneScales.data(), n, data, values);
     return n;
 }
+
+// As DecodeLaned, for tavlo_decoder_decode: the count stored, TAVLO_DEC_OK
+// returned.
+__attribute__((target("avx2"), noinline)) int DecodeOtherLanedFrame(const tavlo_decoder_t& d,
+                                                                    const Head& head,
+                                                                    const unsigned char* data,
+                                                                    tavlo_dec_value_t* values,
+                                                                    std::size_t* count) {
+    *count = DecodeLaned(d, head, data, values);
+    return TAVLO_DEC_OK;
+}
+
+// A frame of at least 8 bytes (at most 64) of a message decoded in lanes,
+// the values room enough, for tavlo_decoder_decode: the usual messages (not
+// gated, groups all in the head) in straight code that needs no frame and no
+// saved registers, the others handed over.
+__attribute__((target("avx2"), noinline)) int DecodeLanedFrame(const tavlo_decoder_t& d,
+                                                               const Head& head,
+                                                               const unsigned char* data,
+                                                               tavlo_dec_value_t* values,
+                                                               std::size_t* count) {
+    const std::size_t n = head.quick & kQuickCount;
+    if ((head.quick & kGated) != 0 || n > 4 * kHeadGroups) {
+        return DecodeOtherLanedFrame(d, head, data, values, count);
+    }
+    DecodeInHead(head, d.laneScales.data(), n, Load64(data), values);
+    *count = n;
+    return TAVLO_DEC_OK;
+}
+
 #undef TAVLO_LANES
 #endif
 }  // namespace
@@ -515,8 +583,7 @@ int tavlo_decoder_decode(const tavlo_decoder_t* decoder, unsigned int id, const 
     if (head != nullptr && (head->quick & tavlo::decoder::kLaned) != 0 && length >= 8 &&
         length <= 64 && data != nullptr && count != nullptr && values != nullptr &&
         capacity >= (head->quick & tavlo::decoder::kQuickCount)) {
-        *count = tavlo::decoder::DecodeLaned(*decoder, *head, data, values);
-        return TAVLO_DEC_OK;
+        return tavlo::decoder::DecodeLanedFrame(*decoder, *head, data, values, count);
     }
 #endif
     return DecodeFound(decoder, head, data, length, values, capacity, count);
