@@ -1,6 +1,7 @@
 // dbfile/keywords.cpp: keyword look-up and the new-symbol list.
 #include "dbfile/keywords.h"
 
+#include <cstdint>
 #include <cstring>
 
 #include "model/model.h"
@@ -19,27 +20,34 @@ int LookupKeyword(const char* text, int* token) {
 
 namespace {
 
-// The keywords' rows by a hash of their length and first and last
-// characters, in an open-addressing table made once: a look-up reads one or
-// two places. Rows go in in order, so that of equal texts the first is
-// found, as in the table itself.
+// The keywords' rows by a hash of their text, in an open-addressing table
+// made when the library is compiled: the hash is chosen so that no two
+// keywords share a place, and a look-up reads one. Rows go in in order, so
+// that of equal texts the first would be found, as in the table itself.
 struct KeywordPlaces {
-    static constexpr std::size_t kPlaces = 128;
-    signed char rows[kPlaces];  // -1: free
-    unsigned char lengths[kKeywordCount];
+    static constexpr std::size_t kPlaces = 256;
+    signed char rows[kPlaces] = {};  // -1: free
+    unsigned char lengths[kKeywordCount] = {};
     std::size_t longest = 0;
 
-    static std::size_t Hash(const char* text, std::size_t length) {
-        return (length * 37 + static_cast<unsigned char>(text[0]) * 11 +
-                static_cast<unsigned char>(text[length - 1])) %
-               kPlaces;
+    static constexpr std::size_t Hash(const char* text, std::size_t length) {
+        std::uint32_t hash = 2166136261u;
+        for (std::size_t i = 0; i < length; ++i) {
+            hash = (hash ^ static_cast<unsigned char>(text[i])) * 16777619u;
+        }
+        return static_cast<std::uint32_t>(hash * 35u) >> 24;
     }
 
-    KeywordPlaces() {
+    constexpr KeywordPlaces() {
         static_assert(kKeywordCount < kPlaces / 2, "the table stays at most half full");
-        std::memset(rows, -1, sizeof rows);
+        for (signed char& row : rows) {
+            row = -1;
+        }
         for (int row = 0; row < kKeywordCount; ++row) {
-            const std::size_t length = std::strlen(kKeywords[row].text);
+            std::size_t length = 0;
+            while (kKeywords[row].text[length] != '\0') {
+                ++length;
+            }
             lengths[row] = static_cast<unsigned char>(length);
             longest = length > longest ? length : longest;
             std::size_t place = Hash(kKeywords[row].text, length);
@@ -50,19 +58,28 @@ struct KeywordPlaces {
         }
     }
 };
+constexpr KeywordPlaces kPlaces;
 
 }  // namespace
 
 int LookupKeyword(const char* text, std::size_t length, int* token) {
-    static const KeywordPlaces places;
     *token = 0;
-    if (length == 0 || length > places.longest) {
+    if (length == 0 || length > kPlaces.longest) {
         return 0;
     }
-    for (std::size_t place = KeywordPlaces::Hash(text, length); places.rows[place] >= 0;
+    for (std::size_t place = KeywordPlaces::Hash(text, length); kPlaces.rows[place] >= 0;
          place = (place + 1) % KeywordPlaces::kPlaces) {
-        const int row = places.rows[place];
-        if (places.lengths[row] == length && std::memcmp(kKeywords[row].text, text, length) == 0) {
+        const int row = kPlaces.rows[place];
+        if (kPlaces.lengths[row] != length) {
+            continue;
+        }
+        // Keywords are short: compared here rather than by a library call.
+        const char* keyword = kKeywords[row].text;
+        std::size_t i = 0;
+        while (i < length && keyword[i] == text[i]) {
+            ++i;
+        }
+        if (i == length) {
             *token = kKeywords[row].token;
             return 1;
         }

@@ -240,6 +240,58 @@ bool TakeRun(unsigned char bits, std::size_t* length) {
     return true;
 }
 
+// Whether the token text's first `length` characters are all ones keywords
+// use ("A"-"Z" and "_").
+inline bool KeywordCharacters(std::size_t length) {
+    if (length > kLongestKeyword) {
+        return false;
+    }
+#if defined(__SSE2__)
+    // One vector: the token text has room past its end.
+    const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(gText));
+    const __m128i upper = _mm_and_si128(_mm_cmpgt_epi8(c, _mm_set1_epi8('A' - 1)),
+                                        _mm_cmplt_epi8(c, _mm_set1_epi8('Z' + 1)));
+    const __m128i in = _mm_or_si128(upper, _mm_cmpeq_epi8(c, _mm_set1_epi8('_')));
+    const auto mask = static_cast<unsigned int>(_mm_movemask_epi8(in));
+    const unsigned int wanted = (1u << length) - 1;
+    return (mask & wanted) == wanted;
+#else
+    for (std::size_t i = 0; i < length; ++i) {
+        if (!Is(static_cast<unsigned char>(gText[i]), kKeywordChar)) {
+            return false;
+        }
+    }
+    return true;
+#endif
+}
+
+// A name of `length` characters in the token text, terminated there: a
+// keyword's token, a symbol, or the statement of a declared new symbol
+// skipped (kTokError with *skipped set).
+int NameToken(std::size_t length, bool* skipped) {
+    int token;
+    if (KeywordCharacters(length) && LookupKeyword(gText, length, &token)) {
+        return token;
+    }
+    if (NewSymbols() != nullptr) {
+        if (const NewSymbol* symbol = FindNewSymbol(gText)) {
+            ReadSession* session = CurrentSession();
+            if (session != nullptr) {
+                session->SetPlace(gToken.start, gToken.line);
+            }
+            ShowWarning(kMsgNewSymbolNotSupported, gLine, symbol->self);
+            *skipped = true;
+            if (SkipPast(';') && session != nullptr) {
+                session->Keep(gToken.start, gPos, gToken.line);
+            }
+            return kTokError;
+        }
+    }
+    gToken.text = gText;
+    gToken.length = length;
+    return kTokSymbol;
+}
+
 // name: identifier start, then identifier characters.
 int Identifier(int c, bool* skipped) {
     std::size_t length = 0;
@@ -263,32 +315,41 @@ int Identifier(int c, bool* skipped) {
         return InvalidSymbol(length, c);
     }
     gText[length] = '\0';
-    bool keywordChars = length <= kLongestKeyword;
-    for (std::size_t i = 0; keywordChars && i < length; ++i) {
-        keywordChars = Is(static_cast<unsigned char>(gText[i]), kKeywordChar);
-    }
-    int token;
-    if (keywordChars && LookupKeyword(gText, length, &token)) {
-        return token;
-    }
-    if (NewSymbols() != nullptr) {
-        if (const NewSymbol* symbol = FindNewSymbol(gText)) {
-            ReadSession* session = CurrentSession();
-            if (session != nullptr) {
-                session->SetPlace(gToken.start, gToken.line);
-            }
-            ShowWarning(kMsgNewSymbolNotSupported, gLine, symbol->self);
-            *skipped = true;
-            if (SkipPast(';') && session != nullptr) {
-                session->Keep(gToken.start, gPos, gToken.line);
-            }
-            return kTokError;
-        }
-    }
-    gToken.text = gText;
-    gToken.length = length;
-    return kTokSymbol;
+    return NameToken(length, skipped);
 }
+
+// Leaves the read position at `after`, the end of a name or number, as
+// Peek would leave it: a line feed there is read and pushed back, so that it
+// is counted at once.
+inline void EndTokenAt(const unsigned char* after) {
+    gPos = after;
+    if (*after == '\n') {
+        Get();
+        Unget('\n');
+    }
+}
+
+#if defined(__SSE2__)
+// Identifier for a name that starts at `start` in the file, the read
+// position after its first character and nothing pushed back: the name is
+// measured and copied a vector at a time. What the general way would do
+// differently (a name too long, or one the file's end or an invalid
+// character ends) is left to it.
+int IdentifierAt(const unsigned char* start, bool* skipped) {
+    const std::size_t length = IdentifierRun(start);
+    const unsigned char* const after = start + length;
+    if (length > kTokenTextSize || after >= gEnd || (kTable.classes[*after] & kInvalid) != 0) {
+        return Identifier(*start, skipped);
+    }
+    for (std::size_t at = 0; at < length; at += 16) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(gText + at),
+                         _mm_loadu_si128(reinterpret_cast<const __m128i*>(start + at)));
+    }
+    gText[length] = '\0';
+    EndTokenAt(after);
+    return NameToken(length, skipped);
+}
+#endif
 
 // Collects a run of digits after `length` characters of token text; false
 // when the run would overflow the token text. `c` is the character after
@@ -408,6 +469,77 @@ int Number(int c) {
     return kTokFloat;
 }
 
+// Number for one that starts at `start` in the file, the read position after
+// its first digit and nothing pushed back: digits, or digits, a point and
+// digits, read in one pass. Anything else (an exponent, more than 19 digits
+// of an integer, a number too long for the token text, the file's end) is
+// left to Number.
+int NumberAt(const unsigned char* start) {
+    const unsigned char* p = start;
+    std::uint64_t value = 0;
+    unsigned int digit;
+    while ((digit = static_cast<unsigned int>(*p) - '0') < 10) {  // the input's zeros stop it
+        value = value * 10 + digit;
+        ++p;
+    }
+    const bool point = *p == '.';
+    if (point) {
+        do {
+            ++p;
+        } while (static_cast<unsigned int>(*p) - '0' < 10);
+    }
+    const auto length = static_cast<std::size_t>(p - start);
+    if (p >= gEnd || *p == 'E' || *p == 'e' || length > (point ? kTokenTextSize : 19)) {
+        return Number(*start);
+    }
+    for (std::size_t at = 0; at < length; at += 16) {  // the token text has room past its end
+        std::memcpy(gText + at, start + at, 16);
+    }
+    EndTokenAt(p);
+    gToken.huge = false;
+    if (point) {
+        gToken.number = ToDouble(length);
+        gToken.integer = 0;
+        return kTokFloat;
+    }
+    gToken.integer = value;
+    gToken.number = static_cast<double>(value);
+    return value > 32767 ? kTokLong : kTokInteger;
+}
+
+// The end of the run of a string's characters at p (up to a double quote,
+// a backslash or the file's end), counting its line feeds into *lines.
+inline const unsigned char* StringRun(const unsigned char* p, int* lines) {
+#if defined(__SSE2__)
+    // Sixteen bytes at a time: the input's zeros after its end may be read.
+    while (p < gEnd) {
+        const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        auto stops = static_cast<unsigned int>(_mm_movemask_epi8(_mm_or_si128(
+            _mm_cmpeq_epi8(c, _mm_set1_epi8('"')), _mm_cmpeq_epi8(c, _mm_set1_epi8('\\')))));
+        const auto feeds =
+            static_cast<unsigned int>(_mm_movemask_epi8(_mm_cmpeq_epi8(c, _mm_set1_epi8('\n'))));
+        const auto left = static_cast<std::size_t>(gEnd - p);
+        if (left < 16) {
+            stops |= 1u << left;
+        }
+        if (stops != 0) {
+            const auto run = static_cast<unsigned int>(__builtin_ctz(stops));
+            *lines += __builtin_popcount(feeds & ((1u << run) - 1));
+            return p + run;
+        }
+        *lines += __builtin_popcount(feeds);
+        p += 16;
+    }
+    return p;
+#else
+    while (p < gEnd && *p != '"' && *p != '\\') {
+        *lines += *p == '\n';
+        ++p;
+    }
+    return p;
+#endif
+}
+
 // String: up to the next double quote; a backslash before a double quote
 // stands for the quote, a backslash before anything else is kept.
 int String() {
@@ -415,12 +547,8 @@ int String() {
     try {
         for (;;) {
             if (gPushCount == 0) {
-                const unsigned char* p = gPos;
                 int lines = 0;
-                while (p < gEnd && *p != '"' && *p != '\\') {
-                    lines += *p == '\n';
-                    ++p;
-                }
+                const unsigned char* p = StringRun(gPos, &lines);
                 gLine += lines;
                 gString.append(reinterpret_cast<const char*>(gPos),
                                static_cast<std::size_t>(p - gPos));
@@ -645,10 +773,14 @@ int NextToken() {
                     return *p;
                 }
                 if ((classes & kDigit) != 0) {
-                    return Number(*p);
+                    return NumberAt(p);
                 }
                 bool skipped = false;
+#if defined(__SSE2__)
+                const int token = IdentifierAt(p, &skipped);
+#else
                 const int token = Identifier(*p, &skipped);
+#endif
                 if (skipped) {
                     continue;
                 }
