@@ -89,8 +89,9 @@ unsigned int ModuleFileName(void* module, char* buffer, unsigned int size);
 
 // A block of `size` bytes of zeros at a multiple of `alignment` (a power of
 // two), from the system and not from the C heap; null when there is no
-// memory. Where the system allows, its pages are taken only when first
-// written. Give it back with FreeAligned, with the same size.
+// memory. Callers write all of it soon: where the system can, its pages are
+// taken at once, in one call rather than one fault each; elsewhere when
+// first written. Give it back with FreeAligned, with the same size.
 void* AllocateAligned(std::size_t size, std::size_t alignment);
 void FreeAligned(void* block, std::size_t size);
 

@@ -264,8 +264,10 @@ unsigned int ModuleFileName(void* module, char* buffer, unsigned int size) {
     return static_cast<unsigned int>(length);
 }
 
-// Mapped anonymously (zeros, taken on first write): twice the alignment's
-// worth is asked for, and what lies outside the aligned block given back.
+// Mapped anonymously (zeros): twice the alignment's worth is asked for, and
+// what lies outside the aligned block given back. Its pages are then taken
+// in one call where the kernel has it (5.14 on); a page fault each costs
+// more than the zeroing.
 void* AllocateAligned(std::size_t size, std::size_t alignment) {
     const std::size_t asked = size + alignment;
     void* mapped = mmap(nullptr, asked, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
@@ -281,6 +283,9 @@ void* AllocateAligned(std::size_t size, std::size_t alignment) {
     if (end != aligned + size) {
         munmap(reinterpret_cast<void*>(aligned + size), end - (aligned + size));
     }
+#if defined(MADV_POPULATE_WRITE)
+    madvise(reinterpret_cast<void*>(aligned), size, MADV_POPULATE_WRITE);
+#endif
     return reinterpret_cast<void*>(aligned);
 }
 
