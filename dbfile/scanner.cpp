@@ -592,6 +592,9 @@ public:
     const unsigned char* position() const { return p_; }
 
     void Blanks() {
+        if (*p_ > ' ') {  // the usual case: none
+            return;
+        }
         while (*p_ == ' ' || *p_ == '\t') {
             ++p_;
         }
@@ -609,17 +612,21 @@ public:
         const unsigned char* start = p_;
         std::uint64_t number = 0;
         unsigned int digit;
-        while ((digit = static_cast<unsigned int>(*p_) - '0') < 10 && p_ - start < 10) {
+        while ((digit = static_cast<unsigned int>(*p_) - '0') < 10) {
             number = number * 10 + digit;
             ++p_;
         }
-        if (p_ == start || number > maximum || EndsBadly()) {
+        if (p_ == start || p_ - start > 10 || number > maximum || EndsBadly()) {
             return false;
         }
         *value = static_cast<unsigned int>(number);
         return true;
     }
-    // ['-' | '+'] digits ['.' digits], read exactly as the scanner would.
+    // ['-' | '+'] digits ['.' digits], read exactly as the scanner would: the
+    // digits from the first that is not 0 on (the mantissa's own) at most
+    // 15, so that the mantissa over a power of ten rounds correctly. More
+    // than 19 digits in all (which the mantissa might not hold) are left to
+    // the scanner.
     bool Number(double* value) {
         Blanks();
         bool negative = false;
@@ -629,28 +636,29 @@ public:
             Blanks();
         }
         std::uint64_t mantissa = 0;
-        int digits = 0;
-        int decimals = 0;
         const unsigned char* start = p_;
         unsigned int digit;
         while ((digit = static_cast<unsigned int>(*p_) - '0') < 10) {
             mantissa = mantissa * 10 + digit;
-            digits += mantissa != 0;
             ++p_;
         }
         if (p_ == start) {
             return false;
         }
+        std::size_t decimals = 0;
+        std::size_t digits = static_cast<std::size_t>(p_ - start);
         if (*p_ == '.') {
-            ++p_;
+            const unsigned char* first = ++p_;
             while ((digit = static_cast<unsigned int>(*p_) - '0') < 10) {
                 mantissa = mantissa * 10 + digit;
-                digits += mantissa != 0;
-                ++decimals;
                 ++p_;
             }
+            decimals = static_cast<std::size_t>(p_ - first);
+            digits += decimals;
         }
-        if (digits > 15 || decimals > 22 || p_ - start > kTokenTextSize || EndsBadly()) {
+        constexpr std::uint64_t kSixteenDigits = 1000000000000000u;
+        if (digits > 19 || mantissa >= kSixteenDigits || decimals > 22 ||
+            p_ - start > kTokenTextSize || EndsBadly()) {
             return false;
         }
         const double magnitude = static_cast<double>(mantissa) / kExactPowersOfTen[decimals];
