@@ -114,20 +114,24 @@ public:
 
     std::uint32_t size() const { return size_; }
 
-    void Add(sigblk* signal) {
+    void Add(sigblk* signal) { Add(signal, Hash(signal->name)); }
+    // With its name's hash known.
+    void Add(sigblk* signal, std::uint32_t hash) {
         if (size_ % kChunk == 0 && size_ / kChunk == chunks_.size()) {
             std::unique_ptr<Chunk> chunk(new Chunk);  // left unfilled
             chunks_.push_back(std::move(chunk));
         }
         Chunk& chunk = *chunks_[size_ / kChunk];
-        chunk.hashes[size_ % kChunk] = Hash(signal->name);
+        chunk.hashes[size_ % kChunk] = hash;
         chunk.signals[size_ % kChunk] = signal;
         ++size_;
     }
     void DropLast() { --size_; }  // a signal a tolerant read gave up
 
     sigblk* Find(const SignalRun& run, const char* name) const {
-        const std::uint32_t hash = Hash(name);
+        return Find(run, name, Hash(name));
+    }
+    sigblk* Find(const SignalRun& run, const char* name, std::uint32_t hash) const {
         std::uint32_t at = run.first;
         const std::uint32_t end = run.first + run.count;
         while (at < end) {

@@ -579,7 +579,8 @@ void Parser::sg(msgblk* message, Tail<sigblk>* signals, SignalRun* run) {
     Advance();
     Name name;
     ExpectName(&name);
-    if (signals_.Find(*run, name.text) != nullptr) {
+    const std::uint32_t hash = SignalTable::Hash(name.text);
+    if (signals_.Find(*run, name.text, hash) != nullptr) {
         Fail(kMsgDuplicateSymbol, name.line, name.text);
     }
     sigblk* signal = TAVLO_CREATE_SIGBLK();
@@ -588,7 +589,7 @@ void Parser::sg(msgblk* message, Tail<sigblk>* signals, SignalRun* run) {
     }
     std::memcpy(signal->name, name.text, name.length + 1);
     signals->Append(signal);
-    signals_.Add(signal);
+    signals_.Add(signal, hash);
     ++run->count;
     if (message->signals == nullptr) {
         message->signals = signal;
