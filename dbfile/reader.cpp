@@ -102,8 +102,12 @@ void Parser::ExpectName(Name* name) {
     if (tok_ != kTokSymbol) {
         SyntaxError();
     }
+    // A name token holds name characters only, no zero: cut, not searched.
     const TokenValue& token = CurrentToken();
-    name->length = CopyNameOf(name->text, token.text, token.length);
+    const std::size_t length = token.length < TAVLO_NAME_SIZE ? token.length : TAVLO_NAME_SIZE - 1;
+    std::memcpy(name->text, token.text, length);
+    name->text[length] = '\0';
+    name->length = length;
     name->line = token.line;
     Advance();
 }
