@@ -178,6 +178,9 @@ private:
     void value_table();  // rule valtable
     void msg();
     void sg(msgblk* message, Tail<sigblk>* signals, SignalRun* run);
+    void SignalRest(sigblk* signal);
+    static void NameOf(const char* text, std::size_t length, int line, Name* name);
+    static void SetLayout(const SignalLayout& layout, sigblk* signal);
     void mode(const Name& text, sigblk* signal);
     void msg_tx_node();
     void env_var();

@@ -580,9 +580,17 @@ void Parser::msg() {
 // sg -> SG_ name [mode] ':' start '|' length '@' order sign
 //       '(' factor ',' offset ')' '[' minimum '|' maximum ']' unit rx_list
 void Parser::sg(msgblk* message, Tail<sigblk>* signals, SignalRun* run) {
-    Advance();
+    // The plain form is read in one go up to the unit (a strict read only:
+    // a tolerant one also takes forms the plain reading refuses).
+    SignalHead head;
+    const bool plain = !tolerant_ && ScanSignalHead(&head);
     Name name;
-    ExpectName(&name);
+    if (plain) {
+        NameOf(head.name, head.nameLength, CurrentLine(), &name);
+    } else {
+        Advance();
+        ExpectName(&name);
+    }
     const std::uint32_t hash = SignalTable::Hash(name.text);
     if (signals_.Find(*run, name.text, hash) != nullptr) {
         Fail(kMsgDuplicateSymbol, name.line, name.text);
@@ -598,6 +606,40 @@ void Parser::sg(msgblk* message, Tail<sigblk>* signals, SignalRun* run) {
     if (message->signals == nullptr) {
         message->signals = signal;
     }
+    if (plain) {
+        if (head.mode != nullptr) {
+            Name text;
+            NameOf(head.mode, head.modeLength, name.line, &text);
+            mode(text, signal);
+        }
+        SetLayout(head.layout, signal);
+        Advance();
+    } else {
+        SignalRest(signal);
+    }
+    // rx_list -> [rx_symbol (',' rx_symbol)*]
+    if (tok_ != kTokSymbol) {
+        return;
+    }
+    rxblk* receivers = nullptr;
+    rxblk* last = nullptr;
+    unsigned short count = 0;
+    do {
+        Name receiver;
+        ExpectName(&receiver);
+        rxblk* entry = NewRelation(receiver, &TAVLO_CREATE_RX);
+        if (entry == nullptr) {
+            continue;  // "Corvan__XXX"
+        }
+        Link(&last, entry, [&](auto* first) { receivers = first; });
+        signal->receivers = receivers;
+        signal->receiver_count = ++count;
+    } while (Accept(','));
+}
+
+// A signal line after its name, up to its receivers, read token by token:
+// [mode] ':' layout.
+void Parser::SignalRest(sigblk* signal) {
     if (tok_ == kTokSymbol) {
         Name text;
         ExpectName(&text);
@@ -620,21 +662,7 @@ void Parser::sg(msgblk* message, Tail<sigblk>* signals, SignalRun* run) {
     }
     SignalLayout layout;
     if (ScanSignalLayout(&layout)) {  // the plain form, read at once
-        signal->start_bit = static_cast<unsigned short>(layout.startBit);
-        signal->length = static_cast<unsigned short>(layout.length);
-        unsigned char flags = signal->flags;
-        if (layout.order == 0) {
-            flags |= TAVLO_SIG_MOTOROLA;
-        }
-        if (layout.isSigned) {
-            flags |= TAVLO_SIG_SIGNED;
-        }
-        signal->flags = flags;
-        signal->factor = layout.factor;
-        signal->offset = layout.offset;
-        signal->minimum = layout.minimum;
-        signal->maximum = layout.maximum;
-        CopyNameOf(signal->unit, layout.unit, layout.unitLength);
+        SetLayout(layout, signal);
         Advance();
     } else {
         Advance();
@@ -645,24 +673,37 @@ void Parser::sg(msgblk* message, Tail<sigblk>* signals, SignalRun* run) {
         signal->flags = static_cast<unsigned char>(signal->flags | ByteOrderAndSign());
         Scaling(signal);
     }
-    // rx_list -> [rx_symbol (',' rx_symbol)*]
-    if (tok_ != kTokSymbol) {
-        return;
+}
+
+// A name of the file, not terminated, as ExpectName would have made it of a
+// symbol token there: cut to 32 characters.
+void Parser::NameOf(const char* text, std::size_t length, int line, Name* name) {
+    if (length > TAVLO_NAME_SIZE - 1) {
+        length = TAVLO_NAME_SIZE - 1;
     }
-    rxblk* receivers = nullptr;
-    rxblk* last = nullptr;
-    unsigned short count = 0;
-    do {
-        Name receiver;
-        ExpectName(&receiver);
-        rxblk* entry = NewRelation(receiver, &TAVLO_CREATE_RX);
-        if (entry == nullptr) {
-            continue;  // "Corvan__XXX"
-        }
-        Link(&last, entry, [&](auto* first) { receivers = first; });
-        signal->receivers = receivers;
-        signal->receiver_count = ++count;
-    } while (Accept(','));
+    std::memcpy(name->text, text, length);
+    name->text[length] = '\0';
+    name->length = length;
+    name->line = line;
+}
+
+// A signal's layout read in its plain form.
+void Parser::SetLayout(const SignalLayout& layout, sigblk* signal) {
+    signal->start_bit = static_cast<unsigned short>(layout.startBit);
+    signal->length = static_cast<unsigned short>(layout.length);
+    unsigned char flags = signal->flags;
+    if (layout.order == 0) {
+        flags |= TAVLO_SIG_MOTOROLA;
+    }
+    if (layout.isSigned) {
+        flags |= TAVLO_SIG_SIGNED;
+    }
+    signal->flags = flags;
+    signal->factor = layout.factor;
+    signal->offset = layout.offset;
+    signal->minimum = layout.minimum;
+    signal->maximum = layout.maximum;
+    CopyNameOf(signal->unit, layout.unit, layout.unitLength);
 }
 
 // order -> 0 (Motorola) | 1 (Intel); sign -> '+' | '-' (signed)

@@ -581,6 +581,42 @@ int String() {
     return kTokString;
 }
 
+// digits ['.' digits] at *p, its value computed as the scanner computes it:
+// the digits from the first that is not 0 on (the mantissa's own) at most
+// 15, so that the mantissa over a power of ten rounds correctly. More than
+// 19 digits in all (which the mantissa might not hold) are left to the
+// scanner. Moves *p past it; false when there is none or it is left.
+inline bool Decimal(const unsigned char** p, double* magnitude) {
+    const unsigned char* at = *p;
+    std::uint64_t mantissa = 0;
+    unsigned int digit;
+    while ((digit = static_cast<unsigned int>(*at) - '0') < 10) {  // the input's zeros stop it
+        mantissa = mantissa * 10 + digit;
+        ++at;
+    }
+    if (at == *p) {
+        return false;
+    }
+    std::size_t digits = static_cast<std::size_t>(at - *p);
+    std::size_t decimals = 0;
+    if (*at == '.') {
+        const unsigned char* first = ++at;
+        while ((digit = static_cast<unsigned int>(*at) - '0') < 10) {
+            mantissa = mantissa * 10 + digit;
+            ++at;
+        }
+        decimals = static_cast<std::size_t>(at - first);
+        digits += decimals;
+    }
+    constexpr std::uint64_t kSixteenDigits = 1000000000000000u;
+    if (digits > 19 || mantissa >= kSixteenDigits || decimals > 22) {
+        return false;
+    }
+    *magnitude = static_cast<double>(mantissa) / kExactPowersOfTen[decimals];
+    *p = at;
+    return true;
+}
+
 // The plain forms that ScanSignalLayout reads; each takes its part at `p`
 // and moves `p` past it, or returns false.
 class PlainReader {
@@ -590,6 +626,7 @@ public:
     // end.
     explicit PlainReader(const unsigned char* p, const unsigned char* end) : p_(p), end_(end) {}
     const unsigned char* position() const { return p_; }
+    void Skip(std::size_t count) { p_ += count; }
 
     void Blanks() {
         if (*p_ > ' ') {  // the usual case: none
@@ -622,11 +659,8 @@ public:
         *value = static_cast<unsigned int>(number);
         return true;
     }
-    // ['-' | '+'] digits ['.' digits], read exactly as the scanner would: the
-    // digits from the first that is not 0 on (the mantissa's own) at most
-    // 15, so that the mantissa over a power of ten rounds correctly. More
-    // than 19 digits in all (which the mantissa might not hold) are left to
-    // the scanner.
+    // ['-' | '+'] digits ['.' digits], read exactly as the scanner would (see
+    // Decimal).
     bool Number(double* value) {
         Blanks();
         bool negative = false;
@@ -635,33 +669,11 @@ public:
             ++p_;
             Blanks();
         }
-        std::uint64_t mantissa = 0;
         const unsigned char* start = p_;
-        unsigned int digit;
-        while ((digit = static_cast<unsigned int>(*p_) - '0') < 10) {
-            mantissa = mantissa * 10 + digit;
-            ++p_;
-        }
-        if (p_ == start) {
+        double magnitude;
+        if (!Decimal(&p_, &magnitude) || p_ - start > kTokenTextSize || EndsBadly()) {
             return false;
         }
-        std::size_t decimals = 0;
-        std::size_t digits = static_cast<std::size_t>(p_ - start);
-        if (*p_ == '.') {
-            const unsigned char* first = ++p_;
-            while ((digit = static_cast<unsigned int>(*p_) - '0') < 10) {
-                mantissa = mantissa * 10 + digit;
-                ++p_;
-            }
-            decimals = static_cast<std::size_t>(p_ - first);
-            digits += decimals;
-        }
-        constexpr std::uint64_t kSixteenDigits = 1000000000000000u;
-        if (digits > 19 || mantissa >= kSixteenDigits || decimals > 22 ||
-            p_ - start > kTokenTextSize || EndsBadly()) {
-            return false;
-        }
-        const double magnitude = static_cast<double>(mantissa) / kExactPowersOfTen[decimals];
         *value = negative ? -magnitude : magnitude;
         return true;
     }
@@ -698,11 +710,97 @@ private:
 
 }  // namespace
 
-bool ScanSignalLayout(SignalLayout* layout) {
-    if (gPushCount != 0) {
-        return false;
+namespace {
+
+// The layout as the writer spaces it, " 7|16@0+ (0.01,0) [0|655.35] "km/h"",
+// read straight on from p (after the ":"); false at the first other byte.
+// Its numbers are read as PlainReader reads them.
+class CanonicalReader {
+public:
+    explicit CanonicalReader(const unsigned char* p) : p_(p) {}
+    const unsigned char* position() const { return p_; }
+
+    bool Read(SignalLayout* layout) {
+        unsigned int order = 0;
+        const bool read =
+            Is(' ') && Unsigned(&layout->startBit) && Is('|') && Unsigned(&layout->length) &&
+            Is('@') && (order = static_cast<unsigned int>(*p_) - '0') <= 1 && Skip() &&
+            (*p_ == '+' || *p_ == '-') && Sign(&layout->isSigned) && Is(' ') && Is('(') &&
+            Number(&layout->factor) && Is(',') && Number(&layout->offset) && Is(')') &&
+            Is(' ') && Is('[') && Number(&layout->minimum) && Is('|') &&
+            Number(&layout->maximum) && Is(']') && Is(' ') && Is('"') && Unit(layout);
+        layout->order = order;
+        return read;
     }
-    PlainReader in(gPos, gEnd);
+
+private:
+    bool Is(char c) {
+        if (*p_ != static_cast<unsigned char>(c)) {
+            return false;
+        }
+        ++p_;
+        return true;
+    }
+    bool Skip() {
+        ++p_;
+        return true;
+    }
+    bool Sign(bool* isSigned) {
+        *isSigned = *p_++ == '-';
+        return true;
+    }
+    // At most five digits, up to 0xFFFF.
+    bool Unsigned(unsigned int* value) {
+        const unsigned char* start = p_;
+        unsigned int number = 0;
+        unsigned int digit;
+        while ((digit = static_cast<unsigned int>(*p_) - '0') < 10) {
+            number = number * 10 + digit;
+            ++p_;
+        }
+        if (p_ == start || p_ - start > 5 || number > 0xFFFF) {
+            return false;
+        }
+        *value = number;
+        return true;
+    }
+    // ['-'] digits ['.' digits]; the byte after it is one of ",)|]" here,
+    // which ends a number well.
+    bool Number(double* value) {
+        const bool negative = *p_ == '-';
+        p_ += negative;
+        double magnitude;
+        if (!Decimal(&p_, &magnitude)) {
+            return false;
+        }
+        *value = negative ? -magnitude : magnitude;
+        return true;
+    }
+    bool Unit(SignalLayout* layout) {
+        const unsigned char* start = p_;
+        while (*p_ != '"' && *p_ != '\\' && *p_ != '\n' && *p_ != '\0') {
+            ++p_;
+        }
+        if (*p_ != '"') {
+            return false;
+        }
+        layout->unit = reinterpret_cast<const char*>(start);
+        layout->unitLength = static_cast<std::size_t>(p_ - start);
+        ++p_;
+        return true;
+    }
+
+    const unsigned char* p_;
+};
+
+// The layout after a signal line's ":" in its plain form (see
+// ScanSignalLayout), from `in` on.
+bool ReadLayout(PlainReader& in, SignalLayout* layout) {
+    CanonicalReader canonical(in.position());
+    if (canonical.Read(layout)) {
+        in.Skip(static_cast<std::size_t>(canonical.position() - in.position()));
+        return true;
+    }
     unsigned int sign = 0;
     const bool plain =
         in.Unsigned(0xFFFF, &layout->startBit) && in.Char('|') &&
@@ -711,10 +809,80 @@ bool ScanSignalLayout(SignalLayout* layout) {
         in.Number(&layout->factor) && in.Char(',') && in.Number(&layout->offset) &&
         in.Char(')') && in.Char('[') && in.Number(&layout->minimum) && in.Char('|') &&
         in.Number(&layout->maximum) && in.Char(']') && in.Text(&layout->unit, &layout->unitLength);
-    if (!plain) {
+    layout->isSigned = sign == 1;
+    return plain;
+}
+
+// A name at `p` that the scanner would give as a symbol token and that a
+// blank, a tab or a ":" ends; its length, or 0. The name is left in the
+// token text.
+std::size_t PlainName(const unsigned char* p) {
+    if ((kTable.classes[*p] & kIdentStart) == 0) {
+        return 0;
+    }
+    std::size_t length = 1;
+    while ((kTable.classes[p[length]] & kIdentChar) != 0) {  // the input's zeros stop it
+        ++length;
+    }
+    const unsigned char end = p[length];
+    if (length > kTokenTextSize || (end != ' ' && end != '\t' && end != ':')) {
+        return 0;
+    }
+    std::memcpy(gText, p, length);
+    gText[length] = '\0';
+    int token;
+    if ((KeywordCharacters(length) && LookupKeyword(gText, length, &token)) ||
+        (NewSymbols() != nullptr && FindNewSymbol(gText) != nullptr)) {
+        return 0;
+    }
+    return length;
+}
+
+}  // namespace
+
+bool ScanSignalLayout(SignalLayout* layout) {
+    if (gPushCount != 0) {
         return false;
     }
-    layout->isSigned = sign == 1;
+    PlainReader in(gPos, gEnd);
+    if (!ReadLayout(in, layout)) {
+        return false;
+    }
+    gPos = in.position();
+    return true;
+}
+
+bool ScanSignalHead(SignalHead* head) {
+    if (gPushCount != 0) {
+        return false;
+    }
+    PlainReader in(gPos, gEnd);
+    in.Blanks();
+    const unsigned char* name = in.position();
+    head->nameLength = PlainName(name);
+    if (head->nameLength == 0) {
+        return false;
+    }
+    in.Skip(head->nameLength);
+    head->name = reinterpret_cast<const char*>(name);
+    head->mode = nullptr;
+    head->modeLength = 0;
+    in.Blanks();
+    if (!in.Char(':')) {
+        const unsigned char* mode = in.position();
+        head->modeLength = PlainName(mode);
+        if (head->modeLength == 0) {
+            return false;
+        }
+        in.Skip(head->modeLength);
+        head->mode = reinterpret_cast<const char*>(mode);
+        if (!in.Char(':')) {
+            return false;
+        }
+    }
+    if (!ReadLayout(in, &head->layout)) {
+        return false;
+    }
     gPos = in.position();
     return true;
 }

@@ -77,6 +77,22 @@ struct SignalLayout {
 // is most of the reading.
 bool ScanSignalLayout(SignalLayout* layout);
 
+// The start of a signal line after its "SG_", read in one go when it is
+// plain: its name, at most one multiplexer mode, ":" and the layout in the
+// plain form of ScanSignalLayout, all on the line, each name one the
+// scanner would give as a symbol (no keyword, no declared new symbol).
+// Then the position is after the unit's closing quote and true is
+// returned; else nothing is read. The names point into the file, not
+// terminated.
+struct SignalHead {
+    const char* name;
+    std::size_t nameLength;
+    const char* mode;  // null: none
+    std::size_t modeLength;
+    SignalLayout layout;
+};
+bool ScanSignalHead(SignalHead* head);
+
 // Closes the input after a syntax error and reports it (code 1 with the
 // current line and `text` as context). Does not return when the report ends
 // the read.
