@@ -857,28 +857,22 @@ bool ScanSignalHead(SignalHead* head) {
         return false;
     }
     PlainReader in(gPos, gEnd);
-    in.Blanks();
-    const unsigned char* name = in.position();
-    head->nameLength = PlainName(name);
-    if (head->nameLength == 0) {
-        return false;
-    }
-    in.Skip(head->nameLength);
-    head->name = reinterpret_cast<const char*>(name);
+    // A plain name at the read position, then blanks.
+    const auto name = [&in](const char** text, std::size_t* length) {
+        in.Blanks();
+        const unsigned char* start = in.position();
+        *length = PlainName(start);
+        *text = reinterpret_cast<const char*>(start);
+        in.Skip(*length);
+        return *length != 0;
+    };
     head->mode = nullptr;
     head->modeLength = 0;
-    in.Blanks();
-    if (!in.Char(':')) {
-        const unsigned char* mode = in.position();
-        head->modeLength = PlainName(mode);
-        if (head->modeLength == 0) {
-            return false;
-        }
-        in.Skip(head->modeLength);
-        head->mode = reinterpret_cast<const char*>(mode);
-        if (!in.Char(':')) {
-            return false;
-        }
+    if (!name(&head->name, &head->nameLength)) {
+        return false;
+    }
+    if (!in.Char(':') && (!name(&head->mode, &head->modeLength) || !in.Char(':'))) {
+        return false;
     }
     if (!ReadLayout(in, &head->layout)) {
         return false;

@@ -363,33 +363,25 @@ __attribute__((target("avx2"))) std::size_t DecodeGated(const tavlo_decoder_t& d
     return count;
 }
 
-// A frame of at least 8 bytes of a message decoded in lanes, gated or not;
-// returns the number of values.
-__attribute__((target("avx2"), noinline)) std::size_t DecodeLaned(const tavlo_decoder_t& d,
-                                                                   const Head& head,
-                                                                   const unsigned char* data,
-                                                                   tavlo_dec_value_t* values) {
-    const std::size_t n = head.quick & kQuickCount;
+// The n values of a frame of at least 8 bytes of a gated message, or of one
+// with groups beyond its head, as DecodeLanedFrame gives them.
+__attribute__((target("avx2"), noinline)) int DecodeUnusualLanes(const tavlo_decoder_t& d,
+                                                                 const Head& head, std::size_t n,
+                                                                 const unsigned char* data,
+                                                                 tavlo_dec_value_t* values,
+                                                                 std::size_t* count) {
     if ((head.quick & kGated) != 0) {
-        return DecodeGated(d, head, n, data, values);
+        *count = DecodeGated(d, head, n, data, values);
+        return TAVLO_DEC_OK;
     }
-    DecodeLanes(head, d.lanes.data() + head.first, d.laneScales.data(), n, data, values);
-    return n;
-}
-
-// As DecodeLaned, for tavlo_decoder_decode: the count stored, TAVLO_DEC_OK
-// returned.
-__attribute__((target("avx2"), noinline)) int DecodeOtherLanedFrame(const tavlo_decoder_t& d,
-                                                                    const Head& head,
-                                                                    const unsigned char* data,
-                                                                    tavlo_dec_value_t* values,
-                                                                    std::size_t* count) {
-    *count = DecodeLaned(d, head, data, values);
+    DecodeManyLanes(head, d.lanes.data() + head.first, d.laneScales.data(), n, Load64(data),
+                    values);
+    *count = n;
     return TAVLO_DEC_OK;
 }
 
 // A frame of at least 8 bytes (at most 64) of a message decoded in lanes,
-// the values room enough, for tavlo_decoder_decode: the usual messages (not
+// gated or not, the values room enough: the usual messages (not
 // gated, groups all in the head) in straight code that needs no frame and no
 // saved registers, the others handed over.
 __attribute__((target("avx2"), noinline)) int DecodeLanedFrame(const tavlo_decoder_t& d,
@@ -399,7 +391,7 @@ __attribute__((target("avx2"), noinline)) int DecodeLanedFrame(const tavlo_decod
                                                                std::size_t* count) {
     const std::size_t n = head.quick & kQuickCount;
     if ((head.quick & kGated) != 0 || n > 4 * kHeadGroups) {
-        return DecodeOtherLanedFrame(d, head, data, values, count);
+        return DecodeUnusualLanes(d, head, n, data, values, count);
     }
     DecodeInHead(head, d.laneScales.data(), n, Load64(data), values);
     *count = n;
@@ -559,7 +551,9 @@ inline std::size_t DecodeEvery(const tavlo_decoder_t& d, const tavlo::decoder::H
     }
 #if TAVLO_DECODER_AVX2
     if ((head.quick & tavlo::decoder::kLaned) != 0) {
-        return tavlo::decoder::DecodeLaned(d, head, data, values);
+        std::size_t count = 0;
+        tavlo::decoder::DecodeLanedFrame(d, head, data, values, &count);
+        return count;
     }
 #endif
     return DecodeQuick(d, head, n, data, values);
