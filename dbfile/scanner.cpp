@@ -511,26 +511,22 @@ int NumberAt(const unsigned char* start) {
 // a backslash or the file's end), counting its line feeds into *lines.
 inline const unsigned char* StringRun(const unsigned char* p, int* lines) {
 #if defined(__SSE2__)
-    // Sixteen bytes at a time: the input's zeros after its end may be read.
-    while (p < gEnd) {
+    // Sixteen bytes at a time: the input's zeros after its end may be read,
+    // and hold no quote, backslash or line feed.
+    for (; p < gEnd; p += 16) {
         const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-        auto stops = static_cast<unsigned int>(_mm_movemask_epi8(_mm_or_si128(
+        const auto stops = static_cast<unsigned int>(_mm_movemask_epi8(_mm_or_si128(
             _mm_cmpeq_epi8(c, _mm_set1_epi8('"')), _mm_cmpeq_epi8(c, _mm_set1_epi8('\\')))));
         const auto feeds =
             static_cast<unsigned int>(_mm_movemask_epi8(_mm_cmpeq_epi8(c, _mm_set1_epi8('\n'))));
-        const auto left = static_cast<std::size_t>(gEnd - p);
-        if (left < 16) {
-            stops |= 1u << left;
-        }
         if (stops != 0) {
             const auto run = static_cast<unsigned int>(__builtin_ctz(stops));
             *lines += __builtin_popcount(feeds & ((1u << run) - 1));
             return p + run;
         }
         *lines += __builtin_popcount(feeds);
-        p += 16;
     }
-    return p;
+    return gEnd;  // none before the end
 #else
     while (p < gEnd && *p != '"' && *p != '\\') {
         *lines += *p == '\n';
