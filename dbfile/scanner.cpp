@@ -816,15 +816,21 @@ std::size_t PlainName(const unsigned char* p) {
     if ((kTable.classes[*p] & kIdentStart) == 0) {
         return 0;
     }
+#if defined(__SSE2__)
+    const std::size_t length = IdentifierRun(p);
+#else
     std::size_t length = 1;
     while ((kTable.classes[p[length]] & kIdentChar) != 0) {  // the input's zeros stop it
         ++length;
     }
+#endif
     const unsigned char end = p[length];
     if (length > kTokenTextSize || (end != ' ' && end != '\t' && end != ':')) {
         return 0;
     }
-    std::memcpy(gText, p, length);
+    for (std::size_t at = 0; at < length; at += 16) {  // the token text has room past its end
+        std::memcpy(gText + at, p + at, 16);
+    }
     gText[length] = '\0';
     int token;
     if ((KeywordCharacters(length) && LookupKeyword(gText, length, &token)) ||
