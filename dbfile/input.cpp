@@ -20,10 +20,15 @@ struct Bytes {
     std::size_t capacity = 0;  // the block holds capacity + kInputPadding bytes
 
     Bytes() = default;
+    // Written in full right away: its pages are taken at once.
     explicit Bytes(std::size_t size)
         : data(static_cast<char*>(
               platform::AllocateAligned(size + kInputPadding, kAlignment))),
-          capacity(data != nullptr ? size : 0) {}
+          capacity(data != nullptr ? size : 0) {
+        if (data != nullptr) {
+            platform::PopulatePages(data, data + size + kInputPadding);
+        }
+    }
     ~Bytes() {
         if (data != nullptr) {
             platform::FreeAligned(data, capacity + kInputPadding);

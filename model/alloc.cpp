@@ -94,11 +94,18 @@ bool IsLargeBlock(std::uintptr_t address) {
     return word != nullptr && (word->load(std::memory_order_acquire) & bit) != 0;
 }
 
-// A new large block, marked and held; null when there is no memory.
-char* NewLargeBlock() {
+// A new large block, marked and held; null when there is no memory. Its
+// pages are taken at once when `populate`: a read that has filled one block
+// will likely fill the next, and taking them one fault at a time costs more
+// than the zeroing; the first is left to fill page by page, so that reading
+// a small file costs no more than it uses.
+char* NewLargeBlock(bool populate) {
     void* block = tavlo::platform::AllocateAligned(kLargeSize, kLargeSize);
     if (block == nullptr) {
         return nullptr;
+    }
+    if (populate) {
+        tavlo::platform::PopulatePages(block, static_cast<char*>(block) + kLargeSize);
     }
     const auto address = reinterpret_cast<std::uintptr_t>(block);
     std::uintptr_t bit = 0;
@@ -198,7 +205,7 @@ void* CarvedBlocks::Carve(std::size_t size) {
     const std::size_t rounded = size == 0 ? 8 : (size + 7) & ~std::size_t{7};
     if (scope->block_ == nullptr || kLargeSize - scope->used_ < rounded) {
         scope->Retire();
-        scope->block_ = NewLargeBlock();
+        scope->block_ = NewLargeBlock(scope->taken_++ > 0);
         if (scope->block_ == nullptr) {
             return nullptr;
         }

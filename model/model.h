@@ -52,6 +52,7 @@ private:
     char* block_ = nullptr;  // the large block carved from, or null
     std::size_t used_ = 0;   // its bytes handed out, its header included
     long carved_ = 0;        // blocks carved from it
+    long taken_ = 0;         // large blocks this scope has taken
 };
 
 // Large blocks that blocks were carved from and that are not given back yet

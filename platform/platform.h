@@ -89,9 +89,8 @@ unsigned int ModuleFileName(void* module, char* buffer, unsigned int size);
 
 // A block of `size` bytes of zeros at a multiple of `alignment` (a power of
 // two), from the system and not from the C heap; null when there is no
-// memory. Callers write all of it soon: where the system can, its pages are
-// taken at once, in one call rather than one fault each; elsewhere when
-// first written. Give it back with FreeAligned, with the same size.
+// memory. Where the system allows, its pages are taken only when first
+// written. Give it back with FreeAligned, with the same size.
 void* AllocateAligned(std::size_t size, std::size_t alignment);
 void FreeAligned(void* block, std::size_t size);
 
@@ -99,6 +98,12 @@ void FreeAligned(void* block, std::size_t size);
 // AllocateAligned back to the system where it allows (elsewhere nothing
 // happens); their bytes then read as zeros.
 void DiscardPages(void* begin, void* end);
+
+// Takes the memory of the whole pages within [begin, end) of a block from
+// AllocateAligned at once, for a caller about to write all of them, where
+// the system allows (elsewhere nothing happens); their bytes stay as they
+// are.
+void PopulatePages(void* begin, void* end);
 
 // Writes "Assertion failed: <condition>, module <module>, line <line>" to
 // standard error and stops the program.

@@ -264,10 +264,8 @@ unsigned int ModuleFileName(void* module, char* buffer, unsigned int size) {
     return static_cast<unsigned int>(length);
 }
 
-// Mapped anonymously (zeros): twice the alignment's worth is asked for, and
-// what lies outside the aligned block given back. Its pages are then taken
-// in one call where the kernel has it (5.14 on); a page fault each costs
-// more than the zeroing.
+// Mapped anonymously (zeros, taken on first write): twice the alignment's
+// worth is asked for, and what lies outside the aligned block given back.
 void* AllocateAligned(std::size_t size, std::size_t alignment) {
     const std::size_t asked = size + alignment;
     void* mapped = mmap(nullptr, asked, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
@@ -283,9 +281,6 @@ void* AllocateAligned(std::size_t size, std::size_t alignment) {
     if (end != aligned + size) {
         munmap(reinterpret_cast<void*>(aligned + size), end - (aligned + size));
     }
-#if defined(MADV_POPULATE_WRITE)
-    madvise(reinterpret_cast<void*>(aligned), size, MADV_POPULATE_WRITE);
-#endif
     return reinterpret_cast<void*>(aligned);
 }
 
@@ -295,7 +290,10 @@ void FreeAligned(void* block, std::size_t size) {
     }
 }
 
-void DiscardPages(void* begin, void* end) {
+namespace {
+
+// Advice for the whole pages within [begin, end).
+void AdvisePages(void* begin, void* end, int advice) {
     const long page = sysconf(_SC_PAGESIZE);
     if (page <= 0) {
         return;
@@ -304,8 +302,25 @@ void DiscardPages(void* begin, void* end) {
     const std::uintptr_t from = (reinterpret_cast<std::uintptr_t>(begin) + mask) & ~mask;
     const std::uintptr_t to = reinterpret_cast<std::uintptr_t>(end) & ~mask;
     if (from < to) {
-        madvise(reinterpret_cast<void*>(from), to - from, MADV_DONTNEED);
+        madvise(reinterpret_cast<void*>(from), to - from, advice);
     }
+}
+
+}  // namespace
+
+void DiscardPages(void* begin, void* end) {
+    AdvisePages(begin, end, MADV_DONTNEED);
+}
+
+// In one call where the kernel has it (5.14 on): a page fault each costs
+// more than the zeroing.
+void PopulatePages(void* begin, void* end) {
+#if defined(MADV_POPULATE_WRITE)
+    AdvisePages(begin, end, MADV_POPULATE_WRITE);
+#else
+    static_cast<void>(begin);
+    static_cast<void>(end);
+#endif
 }
 
 }  // namespace tavlo::platform

@@ -137,4 +137,6 @@ void FreeAligned(void* block, std::size_t) {
 
 void DiscardPages(void*, void*) {}
 
+void PopulatePages(void*, void*) {}  // the block was written with zeros
+
 }  // namespace tavlo::platform
