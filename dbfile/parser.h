@@ -179,6 +179,8 @@ private:
     void msg();
     void sg(msgblk* message, Tail<sigblk>* signals, SignalRun* run);
     void SignalRest(sigblk* signal);
+    void AddReceiver(sigblk* signal, const Name& name, rxblk** last);
+    static constexpr std::size_t kPlainReceivers = 16;  // read in one go, at most
     static void NameOf(const char* text, std::size_t length, int line, Name* name);
     static void SetLayout(const SignalLayout& layout, sigblk* signal);
     void mode(const Name& text, sigblk* signal);

@@ -606,6 +606,13 @@ void Parser::sg(msgblk* message, Tail<sigblk>* signals, SignalRun* run) {
     if (message->signals == nullptr) {
         message->signals = signal;
     }
+    // rx_list -> [rx_symbol (',' rx_symbol)*]
+    rxblk* last = nullptr;
+    const auto receiver = [&]() {
+        Name node;
+        ExpectName(&node);
+        AddReceiver(signal, node, &last);
+    };
     if (plain) {
         if (head.mode != nullptr) {
             Name text;
@@ -613,28 +620,41 @@ void Parser::sg(msgblk* message, Tail<sigblk>* signals, SignalRun* run) {
             mode(text, signal);
         }
         SetLayout(head.layout, signal);
+        // The receivers on the line in one go too, then any more after a ','.
+        PlainText nodes[kPlainReceivers];
+        const std::size_t taken = ScanReceivers(nodes, kPlainReceivers);
+        for (std::size_t i = 0; i < taken; ++i) {
+            Name node;
+            NameOf(nodes[i].text, nodes[i].length, name.line, &node);
+            AddReceiver(signal, node, &last);
+        }
         Advance();
+        if (taken != 0) {
+            while (Accept(',')) {
+                receiver();
+            }
+            return;
+        }
     } else {
         SignalRest(signal);
     }
-    // rx_list -> [rx_symbol (',' rx_symbol)*]
     if (tok_ != kTokSymbol) {
         return;
     }
-    rxblk* receivers = nullptr;
-    rxblk* last = nullptr;
-    unsigned short count = 0;
     do {
-        Name receiver;
-        ExpectName(&receiver);
-        rxblk* entry = NewRelation(receiver, &TAVLO_CREATE_RX);
-        if (entry == nullptr) {
-            continue;  // "Corvan__XXX"
-        }
-        Link(&last, entry, [&](auto* first) { receivers = first; });
-        signal->receivers = receivers;
-        signal->receiver_count = ++count;
+        receiver();
     } while (Accept(','));
+}
+
+// Links a signal's receiver of a name after `*last` ("Corvan__XXX" is
+// none).
+void Parser::AddReceiver(sigblk* signal, const Name& name, rxblk** last) {
+    rxblk* entry = NewRelation(name, &TAVLO_CREATE_RX);
+    if (entry == nullptr) {
+        return;
+    }
+    Link(last, entry, [signal](rxblk* first) { signal->receivers = first; });
+    ++signal->receiver_count;
 }
 
 // A signal line after its name, up to its receivers, read token by token:

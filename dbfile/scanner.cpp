@@ -810,9 +810,9 @@ bool ReadLayout(PlainReader& in, SignalLayout* layout) {
 }
 
 // A name at `p` that the scanner would give as a symbol token and that a
-// blank, a tab or a ":" ends; its length, or 0. The name is left in the
-// token text.
-std::size_t PlainName(const unsigned char* p) {
+// blank, a tab or `end` (":" or ",") ends, or for a "," a line feed too;
+// its length, or 0. The name is left in the token text.
+std::size_t PlainName(const unsigned char* p, unsigned char end) {
     if ((kTable.classes[*p] & kIdentStart) == 0) {
         return 0;
     }
@@ -824,8 +824,9 @@ std::size_t PlainName(const unsigned char* p) {
         ++length;
     }
 #endif
-    const unsigned char end = p[length];
-    if (length > kTokenTextSize || (end != ' ' && end != '\t' && end != ':')) {
+    const unsigned char after = p[length];
+    if (length > kTokenTextSize ||
+        (after != ' ' && after != '\t' && after != end && (end != ',' || after != '\n'))) {
         return 0;
     }
     for (std::size_t at = 0; at < length; at += 16) {  // the token text has room past its end
@@ -863,7 +864,7 @@ bool ScanSignalHead(SignalHead* head) {
     const auto name = [&in](const char** text, std::size_t* length) {
         in.Blanks();
         const unsigned char* start = in.position();
-        *length = PlainName(start);
+        *length = PlainName(start, ':');
         *text = reinterpret_cast<const char*>(start);
         in.Skip(*length);
         return *length != 0;
@@ -881,6 +882,28 @@ bool ScanSignalHead(SignalHead* head) {
     }
     gPos = in.position();
     return true;
+}
+
+std::size_t ScanReceivers(PlainText* names, std::size_t most) {
+    if (gPushCount != 0) {
+        return 0;
+    }
+    PlainReader in(gPos, gEnd);
+    std::size_t count = 0;
+    const unsigned char* after = gPos;  // after the last name taken
+    while (count < most && (count == 0 || in.Char(','))) {
+        in.Blanks();
+        const unsigned char* start = in.position();
+        const std::size_t length = PlainName(start, ',');
+        if (length == 0) {
+            break;
+        }
+        names[count++] = PlainText{reinterpret_cast<const char*>(start), length};
+        in.Skip(length);
+        after = in.position();
+    }
+    gPos = after;
+    return count;
 }
 
 void StartScanner() {

@@ -93,6 +93,19 @@ struct SignalHead {
 };
 bool ScanSignalHead(SignalHead* head);
 
+// Names of the file, not terminated.
+struct PlainText {
+    const char* text;
+    std::size_t length;
+};
+
+// The receivers of a signal line after its unit, read in one go while they
+// are plain: names the scanner would give as symbols, separated by ","
+// (blanks and tabs around it), on the line. At most `most` are taken; the
+// read position is then after the last one (a "," after it that no name
+// follows on the line is left). Returns how many.
+std::size_t ScanReceivers(PlainText* names, std::size_t most);
+
 // Closes the input after a syntax error and reports it (code 1 with the
 // current line and `text` as context). Does not return when the report ends
 // the read.

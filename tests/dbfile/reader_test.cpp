@@ -4,6 +4,7 @@
 // signal line is read.
 #include <cstdlib>
 #include <filesystem>
+#include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
@@ -171,18 +172,23 @@ TEST(Reader, PlainAndTokenPathsAgree) {
         "8|8@1+ (1,0) [0|1] \"a\\\"b\\c longer than thirty-two characters \xb0" "C\"",
         "008|0016@01+ (0.000001,-0.0) [-0|1] \"\"",
     };
+    const char* receivers[] = {" A",          " A,B",     " A , B", "\tA,\tB",
+                               " A,\n B",     " A\n, B",  "",       " Corvan__XXX",
+                               " A,Corvan__XXX,B"};
     const std::string start = "VERSION \"\"\nBS_:\nBU_: A\nBO_ 1 M: 8 A\n";
-    const std::string end = " A\nCM_ SG_ 1 S \"c\";\n";
+    const std::string end = "\nCM_ SG_ 1 S \"c\";\n";
     for (const auto& [head, reads] : heads) {
         std::string broken = head;
         broken.insert(broken.find("SG_") + 3, "\n");
         broken += "\n";
-        for (const char* layout : layouts) {
-            SCOPED_TRACE(std::string(head) + layout);
+        for (std::size_t i = 0; i < std::size(layouts) * std::size(receivers); ++i) {
+            const std::string layout = layouts[i % std::size(layouts)];
+            const std::string tail = layout + receivers[i / std::size(layouts)] + end;
+            SCOPED_TRACE(head + tail);
             Database plain;
             Database tokens;
-            const ReadOutcome read = ReadText(start + head + " " + layout + end, &plain.root);
-            EXPECT_EQ(ReadText(start + broken + layout + end, &tokens.root).raised, read.raised);
+            const ReadOutcome read = ReadText(start + head + " " + tail, &plain.root);
+            EXPECT_EQ(ReadText(start + broken + tail, &tokens.root).raised, read.raised);
             EXPECT_EQ(tavlo::test::DescribeDatabase(plain.root),
                       tavlo::test::DescribeDatabase(tokens.root));
             EXPECT_EQ(read.raised, !reads);
