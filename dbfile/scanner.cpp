@@ -524,7 +524,9 @@ inline const unsigned char* StringRun(const unsigned char* p, int* lines) {
             *lines += __builtin_popcount(feeds & ((1u << run) - 1));
             return p + run;
         }
-        *lines += __builtin_popcount(feeds);
+        if (feeds != 0) {  // most runs of 16 have none: no count to take
+            *lines += __builtin_popcount(feeds);
+        }
     }
     return gEnd;  // none before the end
 #else
