@@ -277,17 +277,73 @@ void Parser::CheckObjectType(const attr_def* def, const Name& name, unsigned int
 }
 
 template <class T>
-void Parser::SetValueOf(T* record, attr_def* def, const Name& name, unsigned int objectType) {
+void Parser::SetValueOf(T* record, attr_def* def, const Name& name, unsigned int objectType,
+                        const double* plain) {
     CheckObjectType(def, name, objectType);
     attr* head = record->attributes;
-    SetAttr(&head, value(def, name));
+    SetAttr(&head, plain != nullptr ? NumberValue(def, name, *plain) : value(def, name));
     record->attributes = head;
     Advance();  // past the ";"
+}
+
+// A value read as a plain number, as value() takes a number token.
+attr* Parser::NumberValue(attr_def* def, const Name& name, double number) {
+    if (def->value_type == TAVLO_ATTR_STRING) {
+        Fail(kMsgIllegalMode, name.line, name.text);
+    }
+    attr* result = New<attr>();
+    result->def = def;
+    result->value.number = number;
+    return result;
+}
+
+// user_attribute read in one go (see ScanAttributeValue), in the order of
+// the token by token reading: the checks and faults are the same.
+void Parser::PlainAttributeValue(const AttributeValue& plain) {
+    const int line = CurrentLine();
+    Name name;
+    NameOf(plain.name.text, plain.name.length, line, &name);
+    BlanksForTabs(name.text);
+    attr_def* def = AttrDefRef(name, kMsgUndefinedAttribute);
+    Name item;  // the node, signal or variable, where the object has one
+    if (plain.object != kTokBotschaft && plain.object != 0) {
+        NameOf(plain.item.text, plain.item.length, line, &item);
+    }
+    switch (plain.object) {
+    case kTokBusteilnehmer: {
+        symblk* node = NodeRef(item);
+        if (node == nullptr) {
+            SyntaxError();
+        }
+        SetValueOf(node, def, name, TAVLO_OBJ_NODE, &plain.number);
+        return;
+    }
+    case kTokBotschaft:
+        SetValueOf(MessageRef(plain.id, line), def, name, TAVLO_OBJ_MESSAGE, &plain.number);
+        return;
+    case kTokUnterbotschaft:
+        SetValueOf(SignalRef(MessageRef(plain.id, line), item), def, name, TAVLO_OBJ_SIGNAL,
+                   &plain.number);
+        return;
+    case kTokEnvvar:
+        SetValueOf(EnvvarRef(item), def, name, TAVLO_OBJ_ENVVAR, &plain.number);
+        return;
+    default:
+        CheckObjectType(def, name, TAVLO_OBJ_NETWORK);
+        SetAttr(lists_.dbAttrs, NumberValue(def, name, plain.number));
+        Advance();  // past the ";"
+        return;
+    }
 }
 
 // user_attribute -> BA_ STRING [BU_ node | BO_ id | SG_ id signal |
 //                   EV_ variable] value ';'
 void Parser::user_attribute() {
+    AttributeValue plain;
+    if (!tolerant_ && ScanAttributeValue(&plain)) {
+        PlainAttributeValue(plain);
+        return;
+    }
     Advance();
     Name name;
     ExpectAttributeName(&name);

@@ -156,7 +156,10 @@ private:
     void SetCommentOf(T* record);
     void CheckObjectType(const attr_def* def, const Name& name, unsigned int objectType);
     template <class T>
-    void SetValueOf(T* record, attr_def* def, const Name& name, unsigned int objectType);
+    void SetValueOf(T* record, attr_def* def, const Name& name, unsigned int objectType,
+                    const double* plain = nullptr);
+    attr* NumberValue(attr_def* def, const Name& name, double number);
+    void PlainAttributeValue(const AttributeValue& plain);
     sigblk* SignalRef(msgblk* message, const Name& name);
     env_var_blk* EnvvarRef(const Name& name);
     sigtype* SigtypeRef(const Name& name);

@@ -843,47 +843,104 @@ std::size_t PlainName(const unsigned char* p, unsigned char end) {
     return length;
 }
 
-}  // namespace
-
-bool ScanSignalLayout(SignalLayout* layout) {
+// What `read` reads from the read position in a plain form (see
+// PlainReader), when nothing is pushed back: the position is then moved past
+// it and true returned; else nothing is read.
+template <class Read>
+bool ReadPlainly(Read read) {
     if (gPushCount != 0) {
         return false;
     }
     PlainReader in(gPos, gEnd);
-    if (!ReadLayout(in, layout)) {
+    if (!read(in)) {
         return false;
     }
     gPos = in.position();
     return true;
 }
 
+// The rest of an attribute value statement in its plain form (see
+// ScanAttributeValue), from `in` on.
+bool ReadAttributeValue(PlainReader& in, AttributeValue* value) {
+    // The attribute's name: a string without backslash, line feed or zero.
+    if (!in.Char('"')) {
+        return false;
+    }
+    const unsigned char* name = in.position();
+    const unsigned char* p = name;
+    while (*p != '"' && *p != '\\' && *p != '\n' && *p != '\0') {
+        ++p;
+    }
+    if (*p != '"') {
+        return false;
+    }
+    value->name =
+        PlainText{reinterpret_cast<const char*>(name), static_cast<std::size_t>(p - name)};
+    in.Skip(static_cast<std::size_t>(p + 1 - name));
+    // The object: a keyword and what it names, or none (the network).
+    in.Blanks();
+    value->object = 0;
+    value->id = 0;
+    value->item = PlainText{nullptr, 0};
+    const unsigned char* word = in.position();
+    if ((kTable.classes[*word] & kIdentStart) != 0) {
+        std::size_t length = 0;
+        while ((kTable.classes[word[length]] & kIdentChar) != 0) {
+            ++length;
+        }
+        if ((word[length] != ' ' && word[length] != '\t') ||
+            !LookupKeyword(reinterpret_cast<const char*>(word), length, &value->object)) {
+            return false;
+        }
+        in.Skip(length);
+        const bool id = value->object == kTokBotschaft || value->object == kTokUnterbotschaft;
+        if (id && !in.Unsigned(0xFFFFFFFFu, &value->id)) {
+            return false;
+        }
+        if (value->object != kTokBotschaft) {
+            in.Blanks();
+            const unsigned char* item = in.position();
+            const std::size_t itemLength = PlainName(item, ' ');
+            if (itemLength == 0 || (value->object != kTokBusteilnehmer &&
+                                    value->object != kTokUnterbotschaft &&
+                                    value->object != kTokEnvvar)) {
+                return false;
+            }
+            value->item = PlainText{reinterpret_cast<const char*>(item), itemLength};
+            in.Skip(itemLength);
+        }
+    }
+    // A plain number, then ';'.
+    return in.Number(&value->number) && in.Char(';');
+}
+
+}  // namespace
+
+bool ScanSignalLayout(SignalLayout* layout) {
+    return ReadPlainly([layout](PlainReader& in) { return ReadLayout(in, layout); });
+}
+
 bool ScanSignalHead(SignalHead* head) {
-    if (gPushCount != 0) {
-        return false;
-    }
-    PlainReader in(gPos, gEnd);
-    // A plain name at the read position, then blanks.
-    const auto name = [&in](const char** text, std::size_t* length) {
-        in.Blanks();
-        const unsigned char* start = in.position();
-        *length = PlainName(start, ':');
-        *text = reinterpret_cast<const char*>(start);
-        in.Skip(*length);
-        return *length != 0;
-    };
-    head->mode = nullptr;
-    head->modeLength = 0;
-    if (!name(&head->name, &head->nameLength)) {
-        return false;
-    }
-    if (!in.Char(':') && (!name(&head->mode, &head->modeLength) || !in.Char(':'))) {
-        return false;
-    }
-    if (!ReadLayout(in, &head->layout)) {
-        return false;
-    }
-    gPos = in.position();
-    return true;
+    return ReadPlainly([head](PlainReader& in) {
+        // A plain name at the read position, then blanks.
+        const auto name = [&in](const char** text, std::size_t* length) {
+            in.Blanks();
+            const unsigned char* start = in.position();
+            *length = PlainName(start, ':');
+            *text = reinterpret_cast<const char*>(start);
+            in.Skip(*length);
+            return *length != 0;
+        };
+        head->mode = nullptr;
+        head->modeLength = 0;
+        return name(&head->name, &head->nameLength) &&
+               (in.Char(':') || (name(&head->mode, &head->modeLength) && in.Char(':'))) &&
+               ReadLayout(in, &head->layout);
+    });
+}
+
+bool ScanAttributeValue(AttributeValue* value) {
+    return ReadPlainly([value](PlainReader& in) { return ReadAttributeValue(in, value); });
 }
 
 std::size_t ScanReceivers(PlainText* names, std::size_t most) {

@@ -106,6 +106,21 @@ struct PlainText {
 // follows on the line is left). Returns how many.
 std::size_t ScanReceivers(PlainText* names, std::size_t most);
 
+// The rest of an attribute value statement after its "BA_", read in one go
+// when it is plain and on one line: the attribute's name (a string without
+// backslashes), then "BU_", "BO_", "SG_" or "EV_" and what it names (names
+// the scanner would give as symbols) or nothing, then a number as
+// ScanSignalLayout reads one, and ";". Then the position is after the ";"
+// and true is returned; else nothing is read.
+struct AttributeValue {
+    PlainText name;    // between the quotes
+    int object;        // the keyword's token, or 0: the network
+    unsigned int id;   // after "BO_" and "SG_"
+    PlainText item;    // the node, signal or variable named
+    double number;
+};
+bool ScanAttributeValue(AttributeValue* value);
+
 // Closes the input after a syntax error and reports it (code 1 with the
 // current line and `text` as context). Does not return when the report ends
 // the read.

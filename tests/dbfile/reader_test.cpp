@@ -200,6 +200,43 @@ TEST(Reader, PlainAndTokenPathsAgree) {
     }
 }
 
+// Attribute values written plainly are read in one go, others token by
+// token; each line is read as it is and again with line feeds after its
+// "BA_" and before its ";", which take the token path. Both give the same
+// records, or fail alike.
+TEST(Reader, PlainAndTokenAttributeValuesAgree) {
+    const std::string start =
+        "VERSION \"\"\nBS_:\nBU_: A\nBO_ 1 M: 8 A\n SG_ S : 0|8@1+ (1,0) [0|1] \"\" A\n"
+        "EV_ V: 0 [0|1] \"\" 0 1 DUMMY_NODE_VECTOR0 Vector__XXX;\n"
+        "BA_DEF_ BO_ \"I\" INT 0 100;\nBA_DEF_ BO_ \"F\" FLOAT -10 10;\n"
+        "BA_DEF_ BU_ \"N\" INT 0 9;\nBA_DEF_ SG_ \"G\" HEX 0 255;\nBA_DEF_ EV_ \"V\" INT 0 9;\n"
+        "BA_DEF_ \"W\" ENUM \"a\",\"b\";\nBA_DEF_ BO_ \"T\" STRING ;\nBA_DEF_ BO_ \"X Y\" INT 0 9;\n";
+    // Lines after "BA_", and whether they read.
+    const std::pair<const char*, bool> lines[] = {
+        {" \"I\" BO_ 1 42;", true},        {" \"F\" BO_ 1 -2.5 ;", true},
+        {"\t\"F\"\tBO_\t1\t+0.125;", true}, {" \"N\" BU_ A 3;", true},
+        {" \"G\" SG_ 1 S 17;", true},      {" \"V\" EV_ V 1;", true},
+        {" \"W\" 1;", true},               {" \"X\tY\" BO_ 1 2;", true},
+        {" \"I\" BO_ 1 1e1;", true},       {" \"U\" BO_ 1 5;", false},
+        {" \"I\" BO_ 9 5;", false},        {" \"G\" SG_ 1 R 5;", false},
+        {" \"T\" BO_ 1 5;", false},        {" \"I\" SG_ 1 S 5;", false},
+        {" \"N\" BU_ Corvan__XXX 5;", false}, {" \"I\" BO_ 1 5", false}};
+    for (const auto& [line, reads] : lines) {
+        SCOPED_TRACE(line);
+        std::string broken = line;
+        if (broken.back() == ';') {
+            broken.insert(broken.size() - 1, "\n");
+        }
+        Database plain;
+        Database tokens;
+        const ReadOutcome read = ReadText(start + "BA_" + line + "\n", &plain.root);
+        EXPECT_EQ(read.raised, !reads);
+        EXPECT_EQ(ReadText(start + "BA_\n" + broken + "\n", &tokens.root).raised, read.raised);
+        EXPECT_EQ(tavlo::test::DescribeDatabase(plain.root),
+                  tavlo::test::DescribeDatabase(tokens.root));
+    }
+}
+
 // Later statements find every signal by name, however many the file has:
 // 2,400 messages of 7 signals, each signal given a comment after them all.
 TEST(Reader, CommentsFindEverySignalOfAManySignalFile) {
