@@ -207,7 +207,7 @@ TEST(Reader, PlainAndTokenPathsAgree) {
 TEST(Reader, PlainAndTokenAttributeValuesAgree) {
     const std::string start =
         "VERSION \"\"\nBS_:\nBU_: A\nBO_ 1 M: 8 A\n SG_ S : 0|8@1+ (1,0) [0|1] \"\" A\n"
-        "EV_ V: 0 [0|1] \"\" 0 1 DUMMY_NODE_VECTOR0 Vector__XXX;\n"
+        "EV_ V: 0 [0|1] \"\" 0 1 DUMMY_NODE_CORVAN0 A;\n"
         "BA_DEF_ BO_ \"I\" INT 0 100;\nBA_DEF_ BO_ \"F\" FLOAT -10 10;\n"
         "BA_DEF_ BU_ \"N\" INT 0 9;\nBA_DEF_ SG_ \"G\" HEX 0 255;\nBA_DEF_ EV_ \"V\" INT 0 9;\n"
         "BA_DEF_ \"W\" ENUM \"a\",\"b\";\nBA_DEF_ BO_ \"T\" STRING ;\nBA_DEF_ BO_ \"X Y\" INT 0 9;\n";
