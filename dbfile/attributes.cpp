@@ -215,16 +215,15 @@ attr* Parser::value(attr_def* def, const Name& name) {
     if (tok_ != ';') {
         SyntaxError();
     }
+    if (valueType != TAVLO_ATTR_STRING) {
+        return NumberValue(def, name, number);
+    }
     attr* result = New<attr>();
     result->def = def;
-    if (valueType == TAVLO_ATTR_STRING) {
-        result->value.text = model::DuplicateText(text_.c_str());
-        if (result->value.text == nullptr) {
-            TAVLO_MFREE(result);
-            Fail(kMsgNotEnoughMemory, -1, nullptr);
-        }
-    } else {
-        result->value.number = number;
+    result->value.text = model::DuplicateText(text_.c_str());
+    if (result->value.text == nullptr) {
+        TAVLO_MFREE(result);
+        Fail(kMsgNotEnoughMemory, -1, nullptr);
     }
     return result;
 }
@@ -286,7 +285,8 @@ void Parser::SetValueOf(T* record, attr_def* def, const Name& name, unsigned int
     Advance();  // past the ";"
 }
 
-// A value read as a plain number, as value() takes a number token.
+// A value that is a number (an enumeration's index too), made once it is
+// read; a string attribute takes none.
 attr* Parser::NumberValue(attr_def* def, const Name& name, double number) {
     if (def->value_type == TAVLO_ATTR_STRING) {
         Fail(kMsgIllegalMode, name.line, name.text);

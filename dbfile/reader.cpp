@@ -104,11 +104,7 @@ void Parser::ExpectName(Name* name) {
     }
     // A name token holds name characters only, no zero: cut, not searched.
     const TokenValue& token = CurrentToken();
-    const std::size_t length = token.length < TAVLO_NAME_SIZE ? token.length : TAVLO_NAME_SIZE - 1;
-    std::memcpy(name->text, token.text, length);
-    name->text[length] = '\0';
-    name->length = length;
-    name->line = token.line;
+    NameOf(token.text, token.length, token.line, name);
     Advance();
 }
 
@@ -608,11 +604,7 @@ void Parser::sg(msgblk* message, Tail<sigblk>* signals, SignalRun* run) {
     }
     // rx_list -> [rx_symbol (',' rx_symbol)*]
     rxblk* last = nullptr;
-    const auto receiver = [&]() {
-        Name node;
-        ExpectName(&node);
-        AddReceiver(signal, node, &last);
-    };
+    std::size_t taken = 0;  // receivers read in one go
     if (plain) {
         if (head.mode != nullptr) {
             Name text;
@@ -622,28 +614,26 @@ void Parser::sg(msgblk* message, Tail<sigblk>* signals, SignalRun* run) {
         SetLayout(head.layout, signal);
         // The receivers on the line in one go too, then any more after a ','.
         PlainText nodes[kPlainReceivers];
-        const std::size_t taken = ScanReceivers(nodes, kPlainReceivers);
+        taken = ScanReceivers(nodes, kPlainReceivers);
         for (std::size_t i = 0; i < taken; ++i) {
             Name node;
             NameOf(nodes[i].text, nodes[i].length, name.line, &node);
             AddReceiver(signal, node, &last);
         }
         Advance();
-        if (taken != 0) {
-            while (Accept(',')) {
-                receiver();
-            }
-            return;
-        }
     } else {
         SignalRest(signal);
     }
-    if (tok_ != kTokSymbol) {
+    // The rest token by token: the first, unless some were read, then any
+    // after a ','.
+    if (taken == 0 && tok_ != kTokSymbol) {
         return;
     }
-    do {
-        receiver();
-    } while (Accept(','));
+    for (bool more = taken == 0; more || Accept(','); more = false) {
+        Name node;
+        ExpectName(&node);
+        AddReceiver(signal, node, &last);
+    }
 }
 
 // Links a signal's receiver of a name after `*last` ("Corvan__XXX" is

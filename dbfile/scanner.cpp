@@ -615,14 +615,30 @@ inline bool Decimal(const unsigned char** p, double* magnitude) {
     return true;
 }
 
+// A string's text after its opening quote at *p, up to the closing one,
+// when no backslash, line feed or zero comes first (the input's zeros after
+// its end stop it); *p is then moved past the closing quote.
+inline bool Quoted(const unsigned char** p, const char** text, std::size_t* length) {
+    const unsigned char* end = *p;
+    while (*end != '"' && *end != '\\' && *end != '\n' && *end != '\0') {
+        ++end;
+    }
+    if (*end != '"') {
+        return false;
+    }
+    *text = reinterpret_cast<const char*>(*p);
+    *length = static_cast<std::size_t>(end - *p);
+    *p = end + 1;
+    return true;
+}
+
 // The plain forms that ScanSignalLayout reads; each takes its part at `p`
 // and moves `p` past it, or returns false.
 class PlainReader {
 public:
-    // The bytes from p on, up to end, which kInputPadding zeros follow: a
-    // zero stops every loop here, so only the text's own loop asks for the
-    // end.
-    explicit PlainReader(const unsigned char* p, const unsigned char* end) : p_(p), end_(end) {}
+    // The bytes from p on, which kInputPadding zeros follow: a zero stops
+    // every loop here, so none asks for the end.
+    explicit PlainReader(const unsigned char* p) : p_(p) {}
     const unsigned char* position() const { return p_; }
     void Skip(std::size_t count) { p_ += count; }
 
@@ -676,23 +692,7 @@ public:
         return true;
     }
     bool Text(const char** text, std::size_t* length) {
-        if (!Char('"')) {
-            return false;
-        }
-        const unsigned char* start = p_;
-        while (p_ < end_ && *p_ != '"') {
-            if (*p_ == '\\' || *p_ == '\n') {
-                return false;
-            }
-            ++p_;
-        }
-        if (p_ == end_) {
-            return false;
-        }
-        *text = reinterpret_cast<const char*>(start);
-        *length = static_cast<std::size_t>(p_ - start);
-        ++p_;
-        return true;
+        return Char('"') && Quoted(&p_, text, length);
     }
 
 private:
@@ -703,7 +703,6 @@ private:
     }
 
     const unsigned char* p_;
-    const unsigned char* end_;
 };
 
 }  // namespace
@@ -774,19 +773,7 @@ private:
         *value = negative ? -magnitude : magnitude;
         return true;
     }
-    bool Unit(SignalLayout* layout) {
-        const unsigned char* start = p_;
-        while (*p_ != '"' && *p_ != '\\' && *p_ != '\n' && *p_ != '\0') {
-            ++p_;
-        }
-        if (*p_ != '"') {
-            return false;
-        }
-        layout->unit = reinterpret_cast<const char*>(start);
-        layout->unitLength = static_cast<std::size_t>(p_ - start);
-        ++p_;
-        return true;
-    }
+    bool Unit(SignalLayout* layout) { return Quoted(&p_, &layout->unit, &layout->unitLength); }
 
     const unsigned char* p_;
 };
@@ -851,7 +838,7 @@ bool ReadPlainly(Read read) {
     if (gPushCount != 0) {
         return false;
     }
-    PlainReader in(gPos, gEnd);
+    PlainReader in(gPos);
     if (!read(in)) {
         return false;
     }
@@ -863,20 +850,9 @@ bool ReadPlainly(Read read) {
 // ScanAttributeValue), from `in` on.
 bool ReadAttributeValue(PlainReader& in, AttributeValue* value) {
     // The attribute's name: a string without backslash, line feed or zero.
-    if (!in.Char('"')) {
+    if (!in.Text(&value->name.text, &value->name.length)) {
         return false;
     }
-    const unsigned char* name = in.position();
-    const unsigned char* p = name;
-    while (*p != '"' && *p != '\\' && *p != '\n' && *p != '\0') {
-        ++p;
-    }
-    if (*p != '"') {
-        return false;
-    }
-    value->name =
-        PlainText{reinterpret_cast<const char*>(name), static_cast<std::size_t>(p - name)};
-    in.Skip(static_cast<std::size_t>(p + 1 - name));
     // The object: a keyword and what it names, or none (the network).
     in.Blanks();
     value->object = 0;
@@ -947,7 +923,7 @@ std::size_t ScanReceivers(PlainText* names, std::size_t most) {
     if (gPushCount != 0) {
         return 0;
     }
-    PlainReader in(gPos, gEnd);
+    PlainReader in(gPos);
     std::size_t count = 0;
     const unsigned char* after = gPos;  // after the last name taken
     while (count < most && (count == 0 || in.Char(','))) {
