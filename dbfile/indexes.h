@@ -104,13 +104,28 @@ private:
 // behind.
 class SignalTable {
 public:
-    static std::uint32_t Hash(const char* name) {
-        std::uint32_t hash = 2166136261u;  // FNV-1a
-        for (; *name != '\0'; ++name) {
-            hash = (hash ^ static_cast<unsigned char>(*name)) * 16777619u;
+    // A name's hash, a word at a time; no byte after the name is read (the
+    // last word overlaps the one before it).
+    static std::uint32_t Hash(const char* name, std::size_t length) {
+        std::uint64_t hash = (length + 1) * kMix;
+        if (length >= 8) {
+            std::size_t at = 0;
+            for (; at + 8 < length; at += 8) {
+                hash = Mix(hash, Word<std::uint64_t>(name + at));
+            }
+            hash = Mix(hash, Word<std::uint64_t>(name + length - 8));
+        } else if (length >= 4) {
+            hash = Mix(hash, Word<std::uint32_t>(name) |
+                                 std::uint64_t{Word<std::uint32_t>(name + length - 4)} << 32);
+        } else if (length > 0) {
+            const auto byte = [name](std::size_t at) {
+                return std::uint64_t{static_cast<unsigned char>(name[at])};
+            };
+            hash = Mix(hash, byte(0) | byte(length / 2) << 8 | byte(length - 1) << 16);
         }
-        return hash;
+        return static_cast<std::uint32_t>(hash >> 32);
     }
+    static std::uint32_t Hash(const char* name) { return Hash(name, std::strlen(name)); }
 
     std::uint32_t size() const { return size_; }
 
@@ -149,6 +164,18 @@ public:
     }
 
 private:
+    static constexpr std::uint64_t kMix = 0x9E3779B97F4A7C15u;
+    static std::uint64_t Mix(std::uint64_t hash, std::uint64_t word) {
+        hash = (hash ^ word) * kMix;
+        return hash ^ (hash >> 29);
+    }
+    template <class T>
+    static T Word(const char* at) {
+        T word;
+        std::memcpy(&word, at, sizeof word);
+        return word;
+    }
+
     static constexpr std::uint32_t kChunk = 1u << 14;
     struct Chunk {
         std::uint32_t hashes[kChunk];

@@ -184,6 +184,8 @@ private:
     void SignalRest(sigblk* signal);
     void AddReceiver(sigblk* signal, const Name& name, rxblk** last);
     static constexpr std::size_t kPlainReceivers = 16;  // read in one go, at most
+    // `text` is followed by at least 32 readable bytes: the file's (its
+    // padding after the end) or the token text's.
     static void NameOf(const char* text, std::size_t length, int line, Name* name);
     static void SetLayout(const SignalLayout& layout, sigblk* signal);
     void mode(const Name& text, sigblk* signal);

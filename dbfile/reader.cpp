@@ -587,7 +587,7 @@ void Parser::sg(msgblk* message, Tail<sigblk>* signals, SignalRun* run) {
         Advance();
         ExpectName(&name);
     }
-    const std::uint32_t hash = SignalTable::Hash(name.text);
+    const std::uint32_t hash = SignalTable::Hash(name.text, name.length);
     if (signals_.Find(*run, name.text, hash) != nullptr) {
         Fail(kMsgDuplicateSymbol, name.line, name.text);
     }
@@ -691,7 +691,7 @@ void Parser::NameOf(const char* text, std::size_t length, int line, Name* name) 
     if (length > TAVLO_NAME_SIZE - 1) {
         length = TAVLO_NAME_SIZE - 1;
     }
-    std::memcpy(name->text, text, length);
+    std::memcpy(name->text, text, TAVLO_NAME_SIZE - 1);  // readable: see the declaration
     name->text[length] = '\0';
     name->length = length;
     name->line = line;

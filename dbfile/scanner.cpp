@@ -941,6 +941,40 @@ std::size_t ScanReceivers(PlainText* names, std::size_t most) {
     return count;
 }
 
+namespace {
+
+// The statement keywords most lines begin with, three or four characters and
+// a blank after them: taken at p without measuring the name or looking it
+// up (a keyword goes before any declared new symbol of its text). 0 for
+// anything else.
+inline int CommonKeyword(const unsigned char* p) {
+    struct Common {
+        char text[5];
+        int token;
+    };
+    static constexpr Common kCommon[] = {{"SG_ ", kTokUnterbotschaft},
+                                         {"BA_ ", kTokUserAttribute},
+                                         {"BO_ ", kTokBotschaft},
+                                         {"CM_ ", kTokComment}};
+    for (const Common& common : kCommon) {
+        if (std::memcmp(p, common.text, 4) == 0) {
+            std::memcpy(gText, p, 3);
+            gText[3] = '\0';
+            gPos = p + 3;
+            return common.token;
+        }
+    }
+    if (std::memcmp(p, "VAL_ ", 5) == 0) {
+        std::memcpy(gText, p, 4);
+        gText[4] = '\0';
+        gPos = p + 4;
+        return kTokSignalValues;
+    }
+    return 0;
+}
+
+}  // namespace
+
 void StartScanner() {
     gPos = InputData();
     gEnd = gPos + InputSize();
@@ -1004,6 +1038,11 @@ int NextToken() {
                 }
                 if ((classes & kDigit) != 0) {
                     return NumberAt(p);
+                }
+                if ((classes & kKeywordChar) != 0) {
+                    if (const int keyword = CommonKeyword(p)) {  // the input's zeros follow it
+                        return keyword;
+                    }
                 }
                 bool skipped = false;
 #if defined(__SSE2__)

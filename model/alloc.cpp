@@ -61,7 +61,15 @@ std::atomic<LeafWord*> gLeaves[kLeaves];
 std::mutex gLeafMutex;
 std::atomic<long> gLargeBlocks{0};
 
-thread_local tavlo::model::CarvedBlocks* gScope = nullptr;
+// Every record of a read asks for the scope: on ELF systems it is kept in
+// the thread's static block, one load away, rather than found through the
+// loader's look-up call for a library's own thread variables.
+#if defined(__ELF__) && defined(__GNUC__)
+#define TAVLO_LOCAL_TLS __attribute__((tls_model("initial-exec")))
+#else
+#define TAVLO_LOCAL_TLS
+#endif
+thread_local tavlo::model::CarvedBlocks* gScope TAVLO_LOCAL_TLS = nullptr;
 
 // The word and bit of a large block's address in its leaf (made if `make`),
 // or null when it has none.
