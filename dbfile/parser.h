@@ -260,6 +260,8 @@ private:
     SignalTable signals_;
     msgblk* lastMessage_ = nullptr;  // the message named last, and its signals
     SignalRun lastSignals_;
+    std::uint32_t lastId_ = 0;     // its identifier
+    std::size_t lastEntry_ = 0;  // the place of its index entry (a hint only)
     std::unordered_map<std::string_view, env_var_blk*> envvarIndex_;
     std::unordered_map<std::string_view, attr_def*> attrDefIndex_;
     bool newSymbolKeyword_[kTokUminus + 1] = {};

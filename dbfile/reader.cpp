@@ -225,17 +225,25 @@ symblk* Parser::NodeRef(const Name& name) {
 }
 
 // Statements about one message tend to follow each other, so the last one
-// found is tried first.
+// found is tried first (by the identifier kept with it: the record itself
+// has mostly left the cache by then).
 msgblk* Parser::MessageRef(std::uint32_t id, int line) {
-    if (lastMessage_ != nullptr && lastMessage_->id == id) {
+    if (lastMessage_ != nullptr && lastId_ == id) {
         return lastMessage_;
     }
-    const MessageIndex::Entry* entry = messageIndex_.Find(id);
+    const MessageIndex::Entry* entry = messageIndex_.FindAfter(id, &lastEntry_);
     if (entry == nullptr) {
         Fail(kMsgUnknownSymbol, line, std::to_string(id).c_str());
     }
     lastMessage_ = entry->message;
     lastSignals_ = entry->signals;
+    lastId_ = id;
+    // Statements name messages mostly in the order they were read: the next
+    // message and its signals' names are fetched for the statements to come.
+    if (const MessageIndex::Entry* next = messageIndex_.Next(lastEntry_)) {
+        Touch(&next->message->comment);
+        signals_.TouchNames(next->signals);
+    }
     return lastMessage_;
 }
 
@@ -568,9 +576,11 @@ void Parser::msg() {
         }
         message->signal_count = static_cast<unsigned short>(run.count);
     }
-    messageIndex_.Find(id)->signals = run;
+    messageIndex_.Last().signals = run;  // no message is added while its signals are read
     lastMessage_ = message;
     lastSignals_ = run;
+    lastId_ = id;
+    lastEntry_ = messageIndex_.size() - 1;
 }
 
 // sg -> SG_ name [mode] ':' start '|' length '@' order sign
