@@ -26,6 +26,7 @@ struct Bytes {
               platform::AllocateAligned(size + kInputPadding, kAlignment))),
           capacity(data != nullptr ? size : 0) {
         if (data != nullptr) {
+            platform::PreferLargePages(data, data + size + kInputPadding);
             platform::PopulatePages(data, data + size + kInputPadding);
         }
     }

@@ -34,8 +34,9 @@ std::atomic<bool> gCounting{false};
 // that the large block of any address in it is found by masking; its first
 // kLargeHeader bytes hold the count of its blocks not yet released, plus
 // kHeld while a scope carves from it. Blocks are carved at multiples of 8
-// bytes (records are byte-packed; texts need none).
-constexpr unsigned int kLargeShift = 20;
+// bytes (records are byte-packed; texts need none). The size is that of a
+// large page of the system, so that a block taken at once can be one.
+constexpr unsigned int kLargeShift = 21;
 constexpr std::size_t kLargeSize = std::size_t{1} << kLargeShift;
 constexpr std::size_t kLargeHeader = 64;
 constexpr std::size_t kMostCarved = 4096;  // larger blocks come from the C heap
@@ -113,7 +114,9 @@ char* NewLargeBlock(bool populate) {
         return nullptr;
     }
     if (populate) {
-        tavlo::platform::PopulatePages(block, static_cast<char*>(block) + kLargeSize);
+        char* const end = static_cast<char*>(block) + kLargeSize;
+        tavlo::platform::PreferLargePages(block, end);
+        tavlo::platform::PopulatePages(block, end);
     }
     const auto address = reinterpret_cast<std::uintptr_t>(block);
     std::uintptr_t bit = 0;

@@ -99,6 +99,13 @@ void FreeAligned(void* block, std::size_t size);
 // happens); their bytes then read as zeros.
 void DiscardPages(void* begin, void* end);
 
+// Asks for the memory within [begin, end) of a block from AllocateAligned to
+// be given in the system's large pages where it can (on Linux, transparent
+// huge pages that the system is set to give when asked): one page fault and
+// one page table entry for what takes hundreds of small pages. Elsewhere
+// nothing happens.
+void PreferLargePages(void* begin, void* end);
+
 // Takes the memory of the whole pages within [begin, end) of a block from
 // AllocateAligned at once, for a caller about to write all of them, where
 // the system allows (elsewhere nothing happens); their bytes stay as they

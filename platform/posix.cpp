@@ -308,6 +308,15 @@ void AdvisePages(void* begin, void* end, int advice) {
 
 }  // namespace
 
+void PreferLargePages(void* begin, void* end) {
+#if defined(MADV_HUGEPAGE)
+    AdvisePages(begin, end, MADV_HUGEPAGE);
+#else
+    static_cast<void>(begin);
+    static_cast<void>(end);
+#endif
+}
+
 void DiscardPages(void* begin, void* end) {
     AdvisePages(begin, end, MADV_DONTNEED);
 }

@@ -137,6 +137,8 @@ void FreeAligned(void* block, std::size_t) {
 
 void DiscardPages(void*, void*) {}
 
+void PreferLargePages(void*, void*) {}  // large pages need a privilege here
+
 void PopulatePages(void*, void*) {}  // the block was written with zeros
 
 }  // namespace tavlo::platform
