@@ -182,14 +182,6 @@ public:
     }
     void DropLast() { --size_; }  // a signal a tolerant read gave up
 
-    // Asks for the names of the first signals of a run to be fetched.
-    void TouchNames(const SignalRun& run) const {
-        const std::uint32_t end = run.first + std::min<std::uint32_t>(run.count, kTouched);
-        for (std::uint32_t at = run.first; at < end; ++at) {
-            dbfile::Touch(chunks_[at / kChunk]->signals[at % kChunk]->name);
-        }
-    }
-
     sigblk* Find(const SignalRun& run, const char* name) const {
         return Find(run, name, Hash(name));
     }
@@ -231,7 +223,6 @@ private:
     }
 
     static constexpr std::uint32_t kChunk = 1u << 14;
-    static constexpr std::uint32_t kTouched = 16;
     struct Chunk {
         std::uint32_t hashes[kChunk];
         sigblk* signals[kChunk];

@@ -239,10 +239,9 @@ msgblk* Parser::MessageRef(std::uint32_t id, int line) {
     lastSignals_ = entry->signals;
     lastId_ = id;
     // Statements name messages mostly in the order they were read: the next
-    // message and its signals' names are fetched for the statements to come.
+    // message's fields that statements set are fetched for the one to come.
     if (const MessageIndex::Entry* next = messageIndex_.Next(lastEntry_)) {
         Touch(&next->message->comment);
-        signals_.TouchNames(next->signals);
     }
     return lastMessage_;
 }

@@ -240,15 +240,17 @@ bool TakeRun(unsigned char bits, std::size_t* length) {
     return true;
 }
 
-// Whether the token text's first `length` characters are all ones keywords
-// use ("A"-"Z" and "_").
-inline bool KeywordCharacters(std::size_t length) {
+// Whether the first `length` characters at `text` are all ones keywords use
+// ("A"-"Z" and "_"). A vector's width is read: `text` is the file (with its
+// padding) or the token text (with its room past the end). The bytes are
+// best read where they were not just written: a load over fresh stores of
+// other widths waits for them.
+inline bool KeywordCharacters(const char* text, std::size_t length) {
     if (length > kLongestKeyword) {
         return false;
     }
 #if defined(__SSE2__)
-    // One vector: the token text has room past its end.
-    const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(gText));
+    const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
     const __m128i upper = _mm_and_si128(_mm_cmpgt_epi8(c, _mm_set1_epi8('A' - 1)),
                                         _mm_cmplt_epi8(c, _mm_set1_epi8('Z' + 1)));
     const __m128i in = _mm_or_si128(upper, _mm_cmpeq_epi8(c, _mm_set1_epi8('_')));
@@ -257,7 +259,7 @@ inline bool KeywordCharacters(std::size_t length) {
     return (mask & wanted) == wanted;
 #else
     for (std::size_t i = 0; i < length; ++i) {
-        if (!Is(static_cast<unsigned char>(gText[i]), kKeywordChar)) {
+        if (!Is(static_cast<unsigned char>(text[i]), kKeywordChar)) {
             return false;
         }
     }
@@ -265,12 +267,12 @@ inline bool KeywordCharacters(std::size_t length) {
 #endif
 }
 
-// A name of `length` characters in the token text, terminated there: a
-// keyword's token, a symbol, or the statement of a declared new symbol
-// skipped (kTokError with *skipped set).
-int NameToken(std::size_t length, bool* skipped) {
+// A name of `length` characters in the token text, terminated there, and
+// also at `text`: a keyword's token, a symbol, or the statement of a
+// declared new symbol skipped (kTokError with *skipped set).
+int NameToken(const char* text, std::size_t length, bool* skipped) {
     int token;
-    if (KeywordCharacters(length) && LookupKeyword(gText, length, &token)) {
+    if (KeywordCharacters(text, length) && LookupKeyword(text, length, &token)) {
         return token;
     }
     if (NewSymbols() != nullptr) {
@@ -315,7 +317,7 @@ int Identifier(int c, bool* skipped) {
         return InvalidSymbol(length, c);
     }
     gText[length] = '\0';
-    return NameToken(length, skipped);
+    return NameToken(gText, length, skipped);
 }
 
 // Leaves the read position at `after`, the end of a name or number, as
@@ -347,7 +349,7 @@ int IdentifierAt(const unsigned char* start, bool* skipped) {
     }
     gText[length] = '\0';
     EndTokenAt(after);
-    return NameToken(length, skipped);
+    return NameToken(reinterpret_cast<const char*>(start), length, skipped);
 }
 #endif
 
@@ -610,7 +612,9 @@ inline bool Decimal(const unsigned char** p, double* magnitude) {
     if (digits > 19 || mantissa >= kSixteenDigits || decimals > 22) {
         return false;
     }
-    *magnitude = static_cast<double>(mantissa) / kExactPowersOfTen[decimals];
+    // A division takes long: an integer (exact as a double here) needs none.
+    *magnitude = decimals == 0 ? static_cast<double>(mantissa)
+                               : static_cast<double>(mantissa) / kExactPowersOfTen[decimals];
     *p = at;
     return true;
 }
@@ -800,7 +804,7 @@ bool ReadLayout(PlainReader& in, SignalLayout* layout) {
 
 // A name at `p` that the scanner would give as a symbol token and that a
 // blank, a tab or `end` (":" or ",") ends, or for a "," a line feed too;
-// its length, or 0. The name is left in the token text.
+// its length, or 0.
 std::size_t PlainName(const unsigned char* p, unsigned char end) {
     if ((kTable.classes[*p] & kIdentStart) == 0) {
         return 0;
@@ -818,14 +822,17 @@ std::size_t PlainName(const unsigned char* p, unsigned char end) {
         (after != ' ' && after != '\t' && after != end && (end != ',' || after != '\n'))) {
         return 0;
     }
-    for (std::size_t at = 0; at < length; at += 16) {  // the token text has room past its end
-        std::memcpy(gText + at, p + at, 16);
-    }
-    gText[length] = '\0';
+    const char* const text = reinterpret_cast<const char*>(p);
     int token;
-    if ((KeywordCharacters(length) && LookupKeyword(gText, length, &token)) ||
-        (NewSymbols() != nullptr && FindNewSymbol(gText) != nullptr)) {
+    if (KeywordCharacters(text, length) && LookupKeyword(text, length, &token)) {
         return 0;
+    }
+    if (NewSymbols() != nullptr) {
+        std::memcpy(gText, text, length);
+        gText[length] = '\0';
+        if (FindNewSymbol(gText) != nullptr) {
+            return 0;
+        }
     }
     return length;
 }
