@@ -306,10 +306,10 @@ void Parser::PlainAttributeValue(const AttributeValue& plain) {
     BlanksForTabs(name.text);
     attr_def* def = AttrDefRef(name, kMsgUndefinedAttribute);
     Name item;  // the node, signal or variable, where the object has one
-    if (plain.object != kTokBotschaft && plain.object != 0) {
-        NameOf(plain.item.text, plain.item.length, line, &item);
+    if (plain.of.object != kTokBotschaft && plain.of.object != 0) {
+        NameOf(plain.of.item.text, plain.of.item.length, line, &item);
     }
-    switch (plain.object) {
+    switch (plain.of.object) {
     case kTokBusteilnehmer: {
         symblk* node = NodeRef(item);
         if (node == nullptr) {
@@ -319,10 +319,10 @@ void Parser::PlainAttributeValue(const AttributeValue& plain) {
         return;
     }
     case kTokBotschaft:
-        SetValueOf(MessageRef(plain.id, line), def, name, TAVLO_OBJ_MESSAGE, &plain.number);
+        SetValueOf(MessageRef(plain.of.id, line), def, name, TAVLO_OBJ_MESSAGE, &plain.number);
         return;
     case kTokUnterbotschaft:
-        SetValueOf(SignalRef(MessageRef(plain.id, line), item), def, name, TAVLO_OBJ_SIGNAL,
+        SetValueOf(SignalRef(MessageRef(plain.of.id, line), item), def, name, TAVLO_OBJ_SIGNAL,
                    &plain.number);
         return;
     case kTokEnvvar:

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <string_view>
 #include <vector>
 
 #include "tavloms/records.h"
@@ -229,6 +230,13 @@ private:
     };
     std::vector<std::unique_ptr<Chunk>> chunks_;
     std::uint32_t size_ = 0;
+};
+
+// Names as keys of the reader's hash maps, hashed as the signal table does.
+struct NameHash {
+    std::size_t operator()(std::string_view name) const {
+        return SignalTable::Hash(name.data(), name.size());
+    }
 };
 
 }  // namespace tavlo::dbfile

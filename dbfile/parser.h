@@ -33,7 +33,7 @@ struct Name {
     char text[TAVLO_NAME_SIZE];
     int line;
     std::size_t length;  // of text, as ExpectName cut it
-    std::string_view view() const { return std::string_view(text); }
+    std::string_view view() const { return std::string_view(text, length); }
     bool Is(const char* other) const { return std::strcmp(text, other) == 0; }
 };
 
@@ -140,6 +140,7 @@ private:
     bool IsNumberStart() const;
     void ExpectString(std::string* text);
     char* TakeText();
+    char* NewText(const char* text, std::size_t length);
     void SkipStatement();
 
     // Objects by name or number.
@@ -152,8 +153,11 @@ private:
     unsigned char ByteOrderAndSign();
     template <class T>
     void Scaling(T* record);
-    template <class T>
-    void SetCommentOf(T* record);
+    void PlainComment(const Comment& plain);
+    void AddValueDescription(val** head, val** last, long long number, const char* text,
+                             std::size_t length);
+    static constexpr std::size_t kPlainValues = 64;  // read in one go, at most
+    bool PlainValueDescriptions(msgblk* message);
     void CheckObjectType(const attr_def* def, const Name& name, unsigned int objectType);
     template <class T>
     void SetValueOf(T* record, attr_def* def, const Name& name, unsigned int objectType,
@@ -240,6 +244,7 @@ private:
     void KeepStatement(const unsigned char* start, int line);
 
     void ReplaceText(char** slot);
+    void ReplaceText(char** slot, char* text);
     static void SetAttr(attr** list, attr* value);
     static rxblk* RelationOf(rxblk** list, symblk* node, unsigned short* count);
     void DropRelation(sigblk* signal, msgblk* message, env_var_blk* envvar, rxblk* entry);
@@ -255,15 +260,15 @@ private:
     Tail<valtable> valueTables_;
     Tail<sigtype> sigTypes_;
     Tail<cat> categories_;
-    std::unordered_map<std::string_view, symblk*> nodeIndex_;
+    std::unordered_map<std::string_view, symblk*, NameHash> nodeIndex_;
     MessageIndex messageIndex_;
     SignalTable signals_;
     msgblk* lastMessage_ = nullptr;  // the message named last, and its signals
     SignalRun lastSignals_;
     std::uint32_t lastId_ = 0;     // its identifier
     std::size_t lastEntry_ = 0;  // the place of its index entry (a hint only)
-    std::unordered_map<std::string_view, env_var_blk*> envvarIndex_;
-    std::unordered_map<std::string_view, attr_def*> attrDefIndex_;
+    std::unordered_map<std::string_view, env_var_blk*, NameHash> envvarIndex_;
+    std::unordered_map<std::string_view, attr_def*, NameHash> attrDefIndex_;
     bool newSymbolKeyword_[kTokUminus + 1] = {};
 
     ReadSession* const session_;  // null in TAVLO_READ

@@ -167,13 +167,18 @@ char* Parser::TakeText() {
         SyntaxError();
     }
     const TokenValue& token = CurrentToken();
-    char* text = static_cast<char*>(TAVLO_MALLOC(token.length + 1));
-    if (text == nullptr) {
+    return NewText(token.text, token.length);
+}
+
+// A text of `length` bytes as a new text of the caller's.
+char* Parser::NewText(const char* text, std::size_t length) {
+    char* copy = static_cast<char*>(TAVLO_MALLOC(length + 1));
+    if (copy == nullptr) {
         Fail(kMsgNotEnoughMemory, -1, nullptr);
     }
-    std::memcpy(text, token.text, token.length);
-    text[token.length] = '\0';
-    return text;
+    std::memcpy(copy, text, length);
+    copy[length] = '\0';
+    return copy;
 }
 
 // Drops the tokens of a statement up to and including its ";".
@@ -276,6 +281,7 @@ void Parser::ExpectAttributeName(Name* name) {
     }
     model::CopyName(name->text, CurrentToken().text);
     BlanksForTabs(name->text);
+    name->length = std::strlen(name->text);
     name->line = CurrentToken().line;
     Advance();
 }
@@ -512,10 +518,8 @@ val* Parser::value_descriptions() {
             if (tok_ != kTokString) {
                 SyntaxError();
             }
-            val* entry = New<val>();
-            entry->value = static_cast<int>(static_cast<std::uint32_t>(number));
-            model::CopyName(entry->text, CurrentToken().text);
-            Link(&last, entry, [&](auto* first) { head = first; });
+            const TokenValue& token = CurrentToken();
+            AddValueDescription(&head, &last, number, token.text, token.length);
             Advance();
         }
     } catch (...) {
@@ -523,6 +527,49 @@ val* Parser::value_descriptions() {
         throw;
     }
     return head;
+}
+
+// A value description entry linked after `*last` (the first sets `*head`).
+void Parser::AddValueDescription(val** head, val** last, long long number, const char* text,
+                                 std::size_t length) {
+    val* entry = New<val>();
+    entry->value = static_cast<int>(static_cast<std::uint32_t>(number));
+    CopyNameOf(entry->text, text, length);
+    Link(last, entry, [head](val* first) { *head = first; });
+}
+
+// The value descriptions of a signal of `message` read in one go (see
+// ScanValueDescriptions), the signal's name the current token; false, and
+// nothing read, when they are not plain. In the order of the token by token
+// reading: the checks and faults are the same.
+bool Parser::PlainValueDescriptions(msgblk* message) {
+    ValueDescription values[kPlainValues];
+    std::size_t count = 0;
+    if (!ScanValueDescriptions(values, kPlainValues, &count)) {
+        return false;
+    }
+    const TokenValue& token = CurrentToken();
+    Name name;
+    NameOf(token.text, token.length, token.line, &name);
+    sigblk* signal = SignalRef(message, name);
+    model::ReleaseValueDescriptions(signal->value_descriptions);
+    signal->value_descriptions = nullptr;
+    val* head = nullptr;
+    val* last = nullptr;
+    try {
+        for (std::size_t i = 0; i < count; ++i) {
+            const ValueDescription& value = values[i];
+            const auto magnitude = static_cast<long long>(value.magnitude);
+            AddValueDescription(&head, &last, value.negative ? -magnitude : magnitude,
+                                value.text.text, value.text.length);
+        }
+    } catch (...) {
+        model::ReleaseValueDescriptions(head);
+        throw;
+    }
+    signal->value_descriptions = head;
+    Advance();
+    return true;
 }
 
 // msg -> BO_ id name ':' dlc transmitter signal_list
@@ -968,26 +1015,54 @@ void Parser::sigtype_values() {
     KeepStatement(start.start, start.line);
 }
 
-// Replaces a text of the database (version, file comment) by the string
-// token, then reads on.
+// Replaces a text (the version, a comment) by the string token or by `text`,
+// then reads on.
 void Parser::ReplaceText(char** slot) {
-    char* text = TakeText();
+    ReplaceText(slot, TakeText());
+}
+
+void Parser::ReplaceText(char** slot, char* text) {
     TAVLO_MFREE(*slot);
     *slot = text;
     Advance();
 }
 
-template <class T>
-void Parser::SetCommentOf(T* record) {
-    char* text = TakeText();
-    TAVLO_MFREE(record->comment);
-    record->comment = text;
-    Advance();
+// comment read in one go (see ScanComment), in the order of the token by
+// token reading: the checks and faults are the same.
+void Parser::PlainComment(const Comment& plain) {
+    const int line = CurrentLine();
+    Name item;  // the node, signal or variable, where the object has one
+    if (plain.of.object != kTokBotschaft && plain.of.object != 0) {
+        NameOf(plain.of.item.text, plain.of.item.length, line, &item);
+    }
+    char** slot = lists_.comment;
+    switch (plain.of.object) {
+    case kTokBusteilnehmer: {
+        symblk* node = NodeRef(item);
+        if (node == nullptr) {
+            SyntaxError();
+        }
+        slot = &node->comment;
+        break;
+    }
+    case kTokBotschaft: slot = &MessageRef(plain.of.id, line)->comment; break;
+    case kTokUnterbotschaft:
+        slot = &SignalRef(MessageRef(plain.of.id, line), item)->comment;
+        break;
+    case kTokEnvvar: slot = &EnvvarRef(item)->comment; break;
+    default: break;
+    }
+    ReplaceText(slot, NewText(plain.text.text, plain.text.length));
 }
 
 // comment -> CM_ [BU_ node | BO_ id | SG_ id signal | EV_ variable |
 //                 SGTYPE_ type] STRING ';'
 void Parser::comment() {
+    Comment plain;
+    if (!tolerant_ && ScanComment(&plain)) {
+        PlainComment(plain);
+        return;
+    }
     Advance();
     switch (tok_) {
     case kTokString:
@@ -996,13 +1071,13 @@ void Parser::comment() {
     case kTokBusteilnehmer: {
         Advance();
         symblk* node = ExpectNode();
-        SetCommentOf(node);
+        ReplaceText(&node->comment);
         break;
     }
     case kTokBotschaft: {
         Advance();
         msgblk* message = ExpectMessage();
-        SetCommentOf(message);
+        ReplaceText(&message->comment);
         break;
     }
     case kTokUnterbotschaft: {
@@ -1011,7 +1086,7 @@ void Parser::comment() {
         Name name;
         ExpectName(&name);
         sigblk* signal = SignalRef(message, name);
-        SetCommentOf(signal);
+        ReplaceText(&signal->comment);
         break;
     }
     case kTokEnvvar: {
@@ -1019,7 +1094,7 @@ void Parser::comment() {
         Name name;
         ExpectName(&name);
         env_var_blk* envvar = EnvvarRef(name);
-        SetCommentOf(envvar);
+        ReplaceText(&envvar->comment);
         break;
     }
     case kTokSignalType: {
@@ -1027,7 +1102,7 @@ void Parser::comment() {
         Name name;
         ExpectName(&name);
         ::sigtype* type = SigtypeRef(name);
-        SetCommentOf(type);
+        ReplaceText(&type->comment);
         break;
     }
     default:
@@ -1060,6 +1135,9 @@ void Parser::sig_values() {
         return;
     }
     msgblk* message = ExpectMessage();
+    if (!tolerant_ && tok_ == kTokSymbol && PlainValueDescriptions(message)) {
+        return;
+    }
     Name name;
     ExpectName(&name);
     sigblk* signal = SignalRef(message, name);

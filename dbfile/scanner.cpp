@@ -624,9 +624,26 @@ inline bool Decimal(const unsigned char** p, double* magnitude) {
 // its end stop it); *p is then moved past the closing quote.
 inline bool Quoted(const unsigned char** p, const char** text, std::size_t* length) {
     const unsigned char* end = *p;
+#if defined(__SSE2__)
+    // Sixteen bytes at a time: the padding's zeros stop it before its end.
+    for (;; end += 16) {
+        const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(end));
+        const __m128i stops =
+            _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(c, _mm_set1_epi8('"')),
+                                      _mm_cmpeq_epi8(c, _mm_set1_epi8('\\'))),
+                         _mm_or_si128(_mm_cmpeq_epi8(c, _mm_set1_epi8('\n')),
+                                      _mm_cmpeq_epi8(c, _mm_setzero_si128())));
+        const auto mask = static_cast<unsigned int>(_mm_movemask_epi8(stops));
+        if (mask != 0) {
+            end += __builtin_ctz(mask);
+            break;
+        }
+    }
+#else
     while (*end != '"' && *end != '\\' && *end != '\n' && *end != '\0') {
         ++end;
     }
+#endif
     if (*end != '"') {
         return false;
     }
@@ -662,8 +679,13 @@ public:
         }
         return false;
     }
-    bool Unsigned(unsigned int maximum, unsigned int* value) {
-        Blanks();
+    // Digits, at most `maximum` (below 10^18); with `blankFirst`, after
+    // blanks.
+    template <class T>
+    bool Unsigned(std::uint64_t maximum, T* value, bool blankFirst = true) {
+        if (blankFirst) {
+            Blanks();
+        }
         const unsigned char* start = p_;
         std::uint64_t number = 0;
         unsigned int digit;
@@ -671,10 +693,10 @@ public:
             number = number * 10 + digit;
             ++p_;
         }
-        if (p_ == start || p_ - start > 10 || number > maximum || EndsBadly()) {
+        if (p_ == start || p_ - start > 18 || number > maximum || EndsBadly()) {
             return false;
         }
-        *value = static_cast<unsigned int>(number);
+        *value = static_cast<T>(number);
         return true;
     }
     // ['-' | '+'] digits ['.' digits], read exactly as the scanner would (see
@@ -853,48 +875,73 @@ bool ReadPlainly(Read read) {
     return true;
 }
 
+// What a statement is about, in its plain form: "BU_", "BO_", "SG_" or "EV_"
+// and what it names, or nothing (the network), from `in` on.
+bool ReadObject(PlainReader& in, ObjectRef* object) {
+    in.Blanks();
+    object->object = 0;
+    object->id = 0;
+    object->item = PlainText{nullptr, 0};
+    const unsigned char* word = in.position();
+    if ((kTable.classes[*word] & kIdentStart) == 0) {
+        return true;
+    }
+    std::size_t length = 0;
+    while ((kTable.classes[word[length]] & kIdentChar) != 0) {
+        ++length;
+    }
+    if ((word[length] != ' ' && word[length] != '\t') ||
+        !LookupKeyword(reinterpret_cast<const char*>(word), length, &object->object)) {
+        return false;
+    }
+    in.Skip(length);
+    const bool id = object->object == kTokBotschaft || object->object == kTokUnterbotschaft;
+    if (id && !in.Unsigned(0xFFFFFFFFu, &object->id)) {
+        return false;
+    }
+    if (object->object != kTokBotschaft) {
+        in.Blanks();
+        const unsigned char* item = in.position();
+        const std::size_t itemLength = PlainName(item, ' ');
+        if (itemLength == 0 || (object->object != kTokBusteilnehmer &&
+                                object->object != kTokUnterbotschaft &&
+                                object->object != kTokEnvvar)) {
+            return false;
+        }
+        object->item = PlainText{reinterpret_cast<const char*>(item), itemLength};
+        in.Skip(itemLength);
+    }
+    return true;
+}
+
 // The rest of an attribute value statement in its plain form (see
 // ScanAttributeValue), from `in` on.
 bool ReadAttributeValue(PlainReader& in, AttributeValue* value) {
     // The attribute's name: a string without backslash, line feed or zero.
-    if (!in.Text(&value->name.text, &value->name.length)) {
-        return false;
-    }
-    // The object: a keyword and what it names, or none (the network).
-    in.Blanks();
-    value->object = 0;
-    value->id = 0;
-    value->item = PlainText{nullptr, 0};
-    const unsigned char* word = in.position();
-    if ((kTable.classes[*word] & kIdentStart) != 0) {
-        std::size_t length = 0;
-        while ((kTable.classes[word[length]] & kIdentChar) != 0) {
-            ++length;
-        }
-        if ((word[length] != ' ' && word[length] != '\t') ||
-            !LookupKeyword(reinterpret_cast<const char*>(word), length, &value->object)) {
+    // Then the object, a plain number and ';'.
+    return in.Text(&value->name.text, &value->name.length) && ReadObject(in, &value->of) &&
+           in.Number(&value->number) && in.Char(';');
+}
+
+// The rest of a comment statement in its plain form (see ScanComment).
+bool ReadComment(PlainReader& in, Comment* comment) {
+    return ReadObject(in, &comment->of) && in.Text(&comment->text.text, &comment->text.length) &&
+           in.Char(';');
+}
+
+// Value descriptions in their plain form (see ScanValueDescriptions).
+bool ReadValueDescriptions(PlainReader& in, ValueDescription* values, std::size_t most,
+                           std::size_t* count) {
+    for (*count = 0; !in.Char(';'); ++*count) {
+        in.Blanks();
+        ValueDescription& value = values[*count];
+        value.negative = in.Char('-');
+        if (*count == most || !in.Unsigned(kMostPlainValue, &value.magnitude, false) ||
+            !in.Text(&value.text.text, &value.text.length)) {
             return false;
         }
-        in.Skip(length);
-        const bool id = value->object == kTokBotschaft || value->object == kTokUnterbotschaft;
-        if (id && !in.Unsigned(0xFFFFFFFFu, &value->id)) {
-            return false;
-        }
-        if (value->object != kTokBotschaft) {
-            in.Blanks();
-            const unsigned char* item = in.position();
-            const std::size_t itemLength = PlainName(item, ' ');
-            if (itemLength == 0 || (value->object != kTokBusteilnehmer &&
-                                    value->object != kTokUnterbotschaft &&
-                                    value->object != kTokEnvvar)) {
-                return false;
-            }
-            value->item = PlainText{reinterpret_cast<const char*>(item), itemLength};
-            in.Skip(itemLength);
-        }
     }
-    // A plain number, then ';'.
-    return in.Number(&value->number) && in.Char(';');
+    return true;
 }
 
 }  // namespace
@@ -924,6 +971,16 @@ bool ScanSignalHead(SignalHead* head) {
 
 bool ScanAttributeValue(AttributeValue* value) {
     return ReadPlainly([value](PlainReader& in) { return ReadAttributeValue(in, value); });
+}
+
+bool ScanComment(Comment* comment) {
+    return ReadPlainly([comment](PlainReader& in) { return ReadComment(in, comment); });
+}
+
+bool ScanValueDescriptions(ValueDescription* values, std::size_t most, std::size_t* count) {
+    return ReadPlainly([values, most, count](PlainReader& in) {
+        return ReadValueDescriptions(in, values, most, count);
+    });
 }
 
 std::size_t ScanReceivers(PlainText* names, std::size_t most) {

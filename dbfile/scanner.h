@@ -106,20 +106,49 @@ struct PlainText {
 // follows on the line is left). Returns how many.
 std::size_t ScanReceivers(PlainText* names, std::size_t most);
 
+// What a statement is about: "BU_", "BO_", "SG_" or "EV_" and what it
+// names (names the scanner would give as symbols), or nothing.
+struct ObjectRef {
+    int object;       // the keyword's token, or 0: the network
+    unsigned int id;  // after "BO_" and "SG_"
+    PlainText item;   // the node, signal or variable named
+};
+
 // The rest of an attribute value statement after its "BA_", read in one go
 // when it is plain and on one line: the attribute's name (a string without
-// backslashes), then "BU_", "BO_", "SG_" or "EV_" and what it names (names
-// the scanner would give as symbols) or nothing, then a number as
+// backslashes), what it is about (see ObjectRef), then a number as
 // ScanSignalLayout reads one, and ";". Then the position is after the ";"
 // and true is returned; else nothing is read.
 struct AttributeValue {
-    PlainText name;    // between the quotes
-    int object;        // the keyword's token, or 0: the network
-    unsigned int id;   // after "BO_" and "SG_"
-    PlainText item;    // the node, signal or variable named
+    PlainText name;  // between the quotes
+    ObjectRef of;
     double number;
 };
 bool ScanAttributeValue(AttributeValue* value);
+
+// The rest of a comment statement after its "CM_", read in one go when it is
+// plain and on one line: what it is about (see ObjectRef), its text (a
+// string without backslashes) and ";". Then the position is after the ";"
+// and true is returned; else nothing is read.
+struct Comment {
+    ObjectRef of;
+    PlainText text;  // between the quotes
+};
+bool ScanComment(Comment* comment);
+
+// The value descriptions of a "VAL_" statement after what they describe, up
+// to and including the ";", read in one go when they are plain and on one
+// line: each an integer of at most 18 digits, "-" directly before it or
+// none, then a string without backslashes. At most `most` are taken; then
+// *count tells how many there were and true is returned. Else nothing is
+// read.
+struct ValueDescription {
+    bool negative;
+    std::uint64_t magnitude;
+    PlainText text;  // between the quotes
+};
+constexpr std::uint64_t kMostPlainValue = 999999999999999999u;
+bool ScanValueDescriptions(ValueDescription* values, std::size_t most, std::size_t* count);
 
 // Closes the input after a syntax error and reports it (code 1 with the
 // current line and `text` as context). Does not return when the report ends

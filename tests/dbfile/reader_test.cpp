@@ -200,38 +200,67 @@ TEST(Reader, PlainAndTokenPathsAgree) {
     }
 }
 
-// Attribute values written plainly are read in one go, others token by
-// token; each line is read as it is and again with line feeds after its
-// "BA_" and before its ";", which take the token path. Both give the same
-// records, or fail alike.
-TEST(Reader, PlainAndTokenAttributeValuesAgree) {
+// Attribute values, comments and value descriptions written plainly are
+// read in one go, others token by token; each statement is read as it is
+// and again with line feeds after its keyword and before its ";", which take
+// the token path. Both give the same records, or fail alike.
+TEST(Reader, PlainAndTokenStatementsAgree) {
     const std::string start =
         "VERSION \"\"\nBS_:\nBU_: A\nBO_ 1 M: 8 A\n SG_ S : 0|8@1+ (1,0) [0|1] \"\" A\n"
         "EV_ V: 0 [0|1] \"\" 0 1 DUMMY_NODE_CORVAN0 A;\n"
+        "CM_ BO_ 1 \"old\";\nVAL_ 1 S 1 \"one\" ;\n"
         "BA_DEF_ BO_ \"I\" INT 0 100;\nBA_DEF_ BO_ \"F\" FLOAT -10 10;\n"
         "BA_DEF_ BU_ \"N\" INT 0 9;\nBA_DEF_ SG_ \"G\" HEX 0 255;\nBA_DEF_ EV_ \"V\" INT 0 9;\n"
         "BA_DEF_ \"W\" ENUM \"a\",\"b\";\nBA_DEF_ BO_ \"T\" STRING ;\nBA_DEF_ BO_ \"X Y\" INT 0 9;\n";
-    // Lines after "BA_", and whether they read.
-    const std::pair<const char*, bool> lines[] = {
-        {" \"I\" BO_ 1 42;", true},        {" \"F\" BO_ 1 -2.5 ;", true},
-        {"\t\"F\"\tBO_\t1\t+0.125;", true}, {" \"N\" BU_ A 3;", true},
-        {" \"G\" SG_ 1 S 17;", true},      {" \"V\" EV_ V 1;", true},
-        {" \"W\" 1;", true},               {" \"X\tY\" BO_ 1 2;", true},
-        {" \"I\" BO_ 1 1e1;", true},       {" \"U\" BO_ 1 5;", false},
-        {" \"I\" BO_ 9 5;", false},        {" \"G\" SG_ 1 R 5;", false},
-        {" \"T\" BO_ 1 5;", false},        {" \"I\" SG_ 1 S 5;", false},
-        {" \"N\" BU_ Corvan__XXX 5;", false}, {" \"I\" BO_ 1 5", false}};
-    for (const auto& [line, reads] : lines) {
-        SCOPED_TRACE(line);
-        std::string broken = line;
+    // Value descriptions, more than are read in one go.
+    const auto entries = [](int count) {
+        std::string text;
+        for (int value = 0; value < count; ++value) {
+            text += " " + std::to_string(value) + " \"v" + std::to_string(value) + "\"";
+        }
+        return text;
+    };
+    // Keywords with what follows them, and whether they read.
+    const struct {
+        const char* keyword;
+        std::string rest;
+        bool reads;
+    } statements[] = {
+        {"BA_", " \"I\" BO_ 1 42;", true},        {"BA_", " \"F\" BO_ 1 -2.5 ;", true},
+        {"BA_", "\t\"F\"\tBO_\t1\t+0.125;", true}, {"BA_", " \"N\" BU_ A 3;", true},
+        {"BA_", " \"G\" SG_ 1 S 17;", true},      {"BA_", " \"V\" EV_ V 1;", true},
+        {"BA_", " \"W\" 1;", true},               {"BA_", " \"X\tY\" BO_ 1 2;", true},
+        {"BA_", " \"I\" BO_ 1 1e1;", true},       {"BA_", " \"U\" BO_ 1 5;", false},
+        {"BA_", " \"I\" BO_ 9 5;", false},        {"BA_", " \"G\" SG_ 1 R 5;", false},
+        {"BA_", " \"T\" BO_ 1 5;", false},        {"BA_", " \"I\" SG_ 1 S 5;", false},
+        {"BA_", " \"N\" BU_ Corvan__XXX 5;", false}, {"BA_", " \"I\" BO_ 1 5", false},
+        {"CM_", " \"net\";", true},               {"CM_", " BU_ A \"a\";", true},
+        {"CM_", " BU_ B \"new node\" ;", true},   {"CM_", " BO_ 1 \"new\";", true},
+        {"CM_", "\tSG_\t1\tS\t\"a\tb\";", true}, {"CM_", " EV_ V \"v\";", true},
+        {"CM_", " BO_ 1 \"a \\\"b\\\" c\";", true}, {"CM_", " SGTYPE_ T \"t\";", false},
+        {"CM_", " BO_ 9 \"x\";", false},          {"CM_", " SG_ 1 R \"x\";", false},
+        {"CM_", " BU_ Corvan__XXX \"x\";", false}, {"CM_", " EV_ W \"x\";", false},
+        {"CM_", " BO_ 1 \"x\"", false},           {"CM_", " BO_ 1 x;", false},
+        {"VAL_ 1 S", " 3 \"c\" 2 \"b\" -1 \"minus one\" ;", true},
+        {"VAL_ 1 S", " ;", true},                   {"VAL_ 1 S", "\t0\t\"z\";", true},
+        {"VAL_ 1 S", " 4294967297 \"wraps\" 7 \"longer than thirty-two characters\";", true},
+        {"VAL_ 1 S", " - 5 \"x\" + 6 \"y\";", true}, {"VAL_ 1 S", " 5\"x\";", true},
+        {"VAL_ 1 S", entries(64) + ";", true},   {"VAL_ 1 S", entries(65) + ";", true},
+        {"VAL_ 1 S", " 123456789012345678901 \"huge\";", false},
+        {"VAL_ 1 S", " 1.5 \"x\";", false},        {"VAL_ 1 S", " 5 \"x\"", false},
+        {"VAL_ 1 S", " 5 x;", false},                {"VAL_ 1 R", " 5 \"x\";", false}};
+    for (const auto& [keyword, rest, reads] : statements) {
+        SCOPED_TRACE(keyword + rest);
+        std::string broken = rest;
         if (broken.back() == ';') {
             broken.insert(broken.size() - 1, "\n");
         }
         Database plain;
         Database tokens;
-        const ReadOutcome read = ReadText(start + "BA_" + line + "\n", &plain.root);
+        const ReadOutcome read = ReadText(start + keyword + rest + "\n", &plain.root);
         EXPECT_EQ(read.raised, !reads);
-        EXPECT_EQ(ReadText(start + "BA_\n" + broken + "\n", &tokens.root).raised, read.raised);
+        EXPECT_EQ(ReadText(start + keyword + "\n" + broken + "\n", &tokens.root).raised,
+                  read.raised);
         EXPECT_EQ(tavlo::test::DescribeDatabase(plain.root),
                   tavlo::test::DescribeDatabase(tokens.root));
     }
