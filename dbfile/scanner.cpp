@@ -886,15 +886,24 @@ bool ReadObject(PlainReader& in, ObjectRef* object) {
     if ((kTable.classes[*word] & kIdentStart) == 0) {
         return true;
     }
-    std::size_t length = 0;
-    while ((kTable.classes[word[length]] & kIdentChar) != 0) {
-        ++length;
+    // The keyword, a blank or tab after it; any other word is left to the
+    // token reading.
+    static constexpr struct {
+        char text[4];
+        int token;
+    } kObjects[] = {{"BO_", kTokBotschaft},
+                    {"SG_", kTokUnterbotschaft},
+                    {"BU_", kTokBusteilnehmer},
+                    {"EV_", kTokEnvvar}};
+    for (const auto& keyword : kObjects) {
+        if (std::memcmp(word, keyword.text, 3) == 0) {
+            object->object = keyword.token;
+        }
     }
-    if ((word[length] != ' ' && word[length] != '\t') ||
-        !LookupKeyword(reinterpret_cast<const char*>(word), length, &object->object)) {
+    if (object->object == 0 || (word[3] != ' ' && word[3] != '\t')) {
         return false;
     }
-    in.Skip(length);
+    in.Skip(3);
     const bool id = object->object == kTokBotschaft || object->object == kTokUnterbotschaft;
     if (id && !in.Unsigned(0xFFFFFFFFu, &object->id)) {
         return false;
@@ -903,9 +912,7 @@ bool ReadObject(PlainReader& in, ObjectRef* object) {
         in.Blanks();
         const unsigned char* item = in.position();
         const std::size_t itemLength = PlainName(item, ' ');
-        if (itemLength == 0 || (object->object != kTokBusteilnehmer &&
-                                object->object != kTokUnterbotschaft &&
-                                object->object != kTokEnvvar)) {
+        if (itemLength == 0) {
             return false;
         }
         object->item = PlainText{reinterpret_cast<const char*>(item), itemLength};
