@@ -241,24 +241,27 @@ void PutAttrLines(OutputText& out, const char* keyword, const attr* list, PutObj
 // a null signal), followed by one row per signal of it. Most sections walk
 // all signals; walking these rows instead of the links lets the records be
 // fetched ahead rather than one link at a time, which matters with hundreds
-// of thousands of signals. A signal's row also notes what the later
-// sections will find in its record, so that each of them passes over the
-// rows alone and reads only the records it writes something of: a large
-// database's records lie far apart in memory, and reading every one of them
-// in every section was most of a write's time.
-enum SignalHas : unsigned int {
+// of thousands of signals. Each row also notes what the later sections will
+// find in its record, so that each of them passes over the rows alone and
+// reads only the records it writes something of: a large database's records
+// lie far apart in memory, and reading every one of them in every section
+// was most of a write's time.
+enum RecordHas : unsigned int {
     kHasComment = 1u,
     kHasAttributes = 2u,
-    kHasRelations = 4u,  // a receiver with attributes ("BA_REL_")
-    kHasValues = 8u,
+    kHasRelations = 4u,  // a receiver or transmitter with attributes ("BA_REL_")
+    kHasValues = 8u,     // signals only, as the three after it
     kHasType = 16u,
     kHasValueType = 32u,
+    kHasTransmitters = 64u,  // messages only, as the two after it
+    kHasCategory = 128u,
+    kHasGroups = 256u,
 };
 
 struct Row {
     const msgblk* message;
     const sigblk* signal;  // null on the message's own row
-    unsigned int has;      // a signal's SignalHas bits
+    unsigned int has;      // RecordHas bits of the signal's or the message's record
 };
 using Rows = std::vector<Row>;
 
@@ -278,10 +281,26 @@ unsigned int WhatSignalHas(const sigblk* signal) {
     return has;
 }
 
+unsigned int WhatMessageHas(const msgblk* message) {
+    unsigned int has = 0;
+    has |= !IsEmpty(message->comment) ? kHasComment : 0u;
+    has |= message->attributes != nullptr ? kHasAttributes : 0u;
+    has |= message->transmitters != nullptr ? kHasTransmitters : 0u;
+    for (const rxblk* tx = message->transmitters; tx != nullptr; tx = tx->next) {
+        if (tx->attributes != nullptr) {
+            has |= kHasRelations;
+            break;
+        }
+    }
+    has |= message->category != nullptr ? kHasCategory : 0u;
+    has |= message->signal_groups != nullptr ? kHasGroups : 0u;
+    return has;
+}
+
 Rows FlattenMessages(const msgblk* messages) {
     Rows rows;
     for (const msgblk* message = messages; message != nullptr; message = message->next) {
-        rows.push_back({message, nullptr, 0});
+        rows.push_back({message, nullptr, WhatMessageHas(message)});
         for (const sigblk* signal = message->signals; signal != nullptr; signal = signal->next) {
             rows.push_back({message, signal, WhatSignalHas(signal)});
         }
@@ -289,10 +308,11 @@ Rows FlattenMessages(const msgblk* messages) {
     return rows;
 }
 
+// The messages whose rows have any of the bits of has.
 template <class Visit>
-void ForEachMessage(const Rows& rows, Visit visit) {
+void ForEachMessage(const Rows& rows, unsigned int has, Visit visit) {
     for (const Row& row : rows) {
-        if (row.signal == nullptr) {
+        if (row.signal == nullptr && (row.has & has) != 0) {
             visit(row.message);
         }
     }
@@ -447,7 +467,7 @@ void WriteMessages(OutputText& out, const Rows& rows) {
 
 // A single transmitter entry is never written.
 void WriteTransmitters(OutputText& out, const Rows& rows) {
-    ForEachMessage(rows, [&](const msgblk* message) {
+    ForEachMessage(rows, kHasTransmitters, [&](const msgblk* message) {
         const rxblk* transmitters = message->transmitters;
         if (transmitters == nullptr || transmitters->next == nullptr) {
             return;
@@ -544,7 +564,7 @@ void WriteComments(OutputText& out, const tavlo_root_t& db, const Rows& rows) {
     }
     for (const Row& row : rows) {
         if (row.signal == nullptr) {
-            if (!IsEmpty(row.message->comment)) {
+            if ((row.has & kHasComment) != 0) {
                 out.Put("CM_ BO_ ");
                 out.Unsigned(row.message->id);
                 out.Put(' ');
@@ -633,7 +653,7 @@ void WriteAttrValues(OutputText& out, const tavlo_root_t& db, const Rows& rows) 
             out.Put(' ');
         });
     }
-    ForEachMessage(rows, [&](const msgblk* message) {
+    ForEachMessage(rows, kHasAttributes, [&](const msgblk* message) {
         PutAttrLines(out, "BA_", message->attributes, [&] {
             out.Put("BO_ ", 4);
             out.Unsigned(message->id);
@@ -673,7 +693,7 @@ void WriteAttrValues(OutputText& out, const tavlo_root_t& db, const Rows& rows) 
             });
         }
     });
-    ForEachMessage(rows, [&](const msgblk* message) {
+    ForEachMessage(rows, kHasRelations, [&](const msgblk* message) {
         for (const rxblk* tx = message->transmitters; tx != nullptr; tx = tx->next) {
             PutAttrLines(out, "BA_REL_", tx->attributes, [&] {
                 out.Put("BU_BO_REL_ ");
@@ -750,7 +770,7 @@ void WriteCategories(OutputText& out, const tavlo_root_t& db, const Rows& rows) 
             out.Put(";\n", 2);
         }
     }
-    ForEachMessage(rows, [&](const msgblk* message) {
+    ForEachMessage(rows, kHasCategory, [&](const msgblk* message) {
         const cat* category = message->category;
         if (category != nullptr) {
             out.Put("CAT_ BO_ ");
@@ -812,7 +832,7 @@ void WriteSigTypeRefs(OutputText& out, const Rows& rows) {
 }
 
 void WriteSignalGroups(OutputText& out, const Rows& rows) {
-    ForEachMessage(rows, [&](const msgblk* message) {
+    ForEachMessage(rows, kHasGroups, [&](const msgblk* message) {
         for (const siggroupblk* group = message->signal_groups; group != nullptr;
              group = group->next) {
             out.Put("SIG_GROUP_ ");
