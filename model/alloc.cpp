@@ -34,9 +34,15 @@ std::atomic<bool> gCounting{false};
 // that the large block of any address in it is found by masking; its first
 // kLargeHeader bytes hold the count of its blocks not yet released, plus
 // kHeld while a scope carves from it. Blocks are carved at multiples of 8
-// bytes (records are byte-packed; texts need none). The size is that of a
-// large page of the system, so that a block taken at once can be one.
+// bytes (records are byte-packed; texts need none). On Linux the size is that
+// of a large page, so that a block taken at once can be one; elsewhere a
+// block is written with zeros when made, and a smaller one costs a small
+// file's read less.
+#if defined(__linux__)
 constexpr unsigned int kLargeShift = 21;
+#else
+constexpr unsigned int kLargeShift = 20;
+#endif
 constexpr std::size_t kLargeSize = std::size_t{1} << kLargeShift;
 constexpr std::size_t kLargeHeader = 64;
 constexpr std::size_t kMostCarved = 4096;  // larger blocks come from the C heap
