@@ -574,15 +574,27 @@ bool Parser::PlainValueDescriptions(msgblk* message) {
 
 // msg -> BO_ id name ':' dlc transmitter signal_list
 void Parser::msg() {
-    Advance();
-    int line;
-    const auto id = ExpectId(&line);
+    // The plain form is read in one go (a strict read only, as for signals).
+    MessageHead plain;
+    std::uint32_t id;
     Name name;
-    ExpectName(&name);
-    Expect(':');
-    const auto dlc = static_cast<unsigned short>(ExpectUnsigned(0xFFFF));
+    unsigned short dlc;
     Name transmitter;
-    ExpectName(&transmitter);
+    if (!tolerant_ && ScanMessageHead(&plain)) {
+        const int line = CurrentLine();
+        id = plain.id;
+        NameOf(plain.name.text, plain.name.length, line, &name);
+        dlc = static_cast<unsigned short>(plain.dlc);
+        NameOf(plain.transmitter.text, plain.transmitter.length, line, &transmitter);
+        Advance();
+    } else {
+        Advance();
+        id = ExpectId(nullptr);
+        ExpectName(&name);
+        Expect(':');
+        dlc = static_cast<unsigned short>(ExpectUnsigned(0xFFFF));
+        ExpectName(&transmitter);
+    }
     if (messageIndex_.Find(id) != nullptr) {
         Fail(kMsgDuplicateSymbol, name.line, name.text);
     }
@@ -638,7 +650,7 @@ void Parser::sg(msgblk* message, Tail<sigblk>* signals, SignalRun* run) {
     const bool plain = !tolerant_ && ScanSignalHead(&head);
     Name name;
     if (plain) {
-        NameOf(head.name, head.nameLength, CurrentLine(), &name);
+        NameOf(head.name.text, head.name.length, CurrentLine(), &name);
     } else {
         Advance();
         ExpectName(&name);
@@ -662,9 +674,9 @@ void Parser::sg(msgblk* message, Tail<sigblk>* signals, SignalRun* run) {
     rxblk* last = nullptr;
     std::size_t taken = 0;  // receivers read in one go
     if (plain) {
-        if (head.mode != nullptr) {
+        if (head.mode.text != nullptr) {
             Name text;
-            NameOf(head.mode, head.modeLength, name.line, &text);
+            NameOf(head.mode.text, head.mode.length, name.line, &text);
             mode(text, signal);
         }
         SetLayout(head.layout, signal);

@@ -825,8 +825,8 @@ bool ReadLayout(PlainReader& in, SignalLayout* layout) {
 }
 
 // A name at `p` that the scanner would give as a symbol token and that a
-// blank, a tab or `end` (":" or ",") ends, or for a "," a line feed too;
-// its length, or 0.
+// blank, a tab or `end` (":", "," or a line feed) ends, for a "," a line
+// feed too; its length, or 0.
 std::size_t PlainName(const unsigned char* p, unsigned char end) {
     if ((kTable.classes[*p] & kIdentStart) == 0) {
         return 0;
@@ -857,6 +857,17 @@ std::size_t PlainName(const unsigned char* p, unsigned char end) {
         }
     }
     return length;
+}
+
+// A plain name (see PlainName) after blanks, taken into *name; false when
+// there is none.
+inline bool TakeName(PlainReader& in, unsigned char end, PlainText* name) {
+    in.Blanks();
+    const unsigned char* start = in.position();
+    name->text = reinterpret_cast<const char*>(start);
+    name->length = PlainName(start, end);
+    in.Skip(name->length);
+    return name->length != 0;
 }
 
 // What `read` reads from the read position in a plain form (see
@@ -909,14 +920,9 @@ bool ReadObject(PlainReader& in, ObjectRef* object) {
         return false;
     }
     if (object->object != kTokBotschaft) {
-        in.Blanks();
-        const unsigned char* item = in.position();
-        const std::size_t itemLength = PlainName(item, ' ');
-        if (itemLength == 0) {
+        if (!TakeName(in, ' ', &object->item)) {
             return false;
         }
-        object->item = PlainText{reinterpret_cast<const char*>(item), itemLength};
-        in.Skip(itemLength);
     }
     return true;
 }
@@ -959,20 +965,18 @@ bool ScanSignalLayout(SignalLayout* layout) {
 
 bool ScanSignalHead(SignalHead* head) {
     return ReadPlainly([head](PlainReader& in) {
-        // A plain name at the read position, then blanks.
-        const auto name = [&in](const char** text, std::size_t* length) {
-            in.Blanks();
-            const unsigned char* start = in.position();
-            *length = PlainName(start, ':');
-            *text = reinterpret_cast<const char*>(start);
-            in.Skip(*length);
-            return *length != 0;
-        };
-        head->mode = nullptr;
-        head->modeLength = 0;
-        return name(&head->name, &head->nameLength) &&
-               (in.Char(':') || (name(&head->mode, &head->modeLength) && in.Char(':'))) &&
+        head->mode = PlainText{nullptr, 0};
+        return TakeName(in, ':', &head->name) &&
+               (in.Char(':') || (TakeName(in, ':', &head->mode) && in.Char(':'))) &&
                ReadLayout(in, &head->layout);
+    });
+}
+
+bool ScanMessageHead(MessageHead* head) {
+    return ReadPlainly([head](PlainReader& in) {
+        return in.Unsigned(0xFFFFFFFFu, &head->id) && TakeName(in, ':', &head->name) &&
+               in.Char(':') && in.Unsigned(0xFFFF, &head->dlc) &&
+               TakeName(in, '\n', &head->transmitter);
     });
 }
 
@@ -997,15 +1001,8 @@ std::size_t ScanReceivers(PlainText* names, std::size_t most) {
     PlainReader in(gPos);
     std::size_t count = 0;
     const unsigned char* after = gPos;  // after the last name taken
-    while (count < most && (count == 0 || in.Char(','))) {
-        in.Blanks();
-        const unsigned char* start = in.position();
-        const std::size_t length = PlainName(start, ',');
-        if (length == 0) {
-            break;
-        }
-        names[count++] = PlainText{reinterpret_cast<const char*>(start), length};
-        in.Skip(length);
+    while (count < most && (count == 0 || in.Char(',')) && TakeName(in, ',', &names[count])) {
+        ++count;
         after = in.position();
     }
     gPos = after;

@@ -84,20 +84,32 @@ bool ScanSignalLayout(SignalLayout* layout);
 // Then the position is after the unit's closing quote and true is
 // returned; else nothing is read. The names point into the file, not
 // terminated.
-struct SignalHead {
-    const char* name;
-    std::size_t nameLength;
-    const char* mode;  // null: none
-    std::size_t modeLength;
-    SignalLayout layout;
-};
-bool ScanSignalHead(SignalHead* head);
-
 // Names of the file, not terminated.
 struct PlainText {
     const char* text;
     std::size_t length;
 };
+
+struct SignalHead {
+    PlainText name;
+    PlainText mode;  // text null: none
+    SignalLayout layout;
+};
+bool ScanSignalHead(SignalHead* head);
+
+// The rest of a message line after its "BO_", read in one go when it is
+// plain and on one line: its identifier (at most 32 bits), its name, ":",
+// its length (at most 16 bits) and its transmitter, the names ones the
+// scanner would give as symbols and the transmitter's followed by a blank, a
+// tab or the line's end. Then the position is after the transmitter and true
+// is returned; else nothing is read.
+struct MessageHead {
+    unsigned int id;
+    PlainText name;
+    unsigned int dlc;
+    PlainText transmitter;
+};
+bool ScanMessageHead(MessageHead* head);
 
 // The receivers of a signal line after its unit, read in one go while they
 // are plain: names the scanner would give as symbols, separated by ","

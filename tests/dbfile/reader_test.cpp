@@ -200,10 +200,10 @@ TEST(Reader, PlainAndTokenPathsAgree) {
     }
 }
 
-// Attribute values, comments and value descriptions written plainly are
-// read in one go, others token by token; each statement is read as it is
-// and again with line feeds after its keyword and before its ";", which take
-// the token path. Both give the same records, or fail alike.
+// Attribute values, comments, value descriptions and message lines written
+// plainly are read in one go, others token by token; each statement is read
+// as it is and again with line feeds after its keyword and before its ";",
+// which take the token path. Both give the same records, or fail alike.
 TEST(Reader, PlainAndTokenStatementsAgree) {
     const std::string start =
         "VERSION \"\"\nBS_:\nBU_: A\nBO_ 1 M: 8 A\n SG_ S : 0|8@1+ (1,0) [0|1] \"\" A\n"
@@ -248,7 +248,12 @@ TEST(Reader, PlainAndTokenStatementsAgree) {
         {"VAL_ 1 S", entries(64) + ";", true},   {"VAL_ 1 S", entries(65) + ";", true},
         {"VAL_ 1 S", " 123456789012345678901 \"huge\";", false},
         {"VAL_ 1 S", " 1.5 \"x\";", false},        {"VAL_ 1 S", " 5 \"x\"", false},
-        {"VAL_ 1 S", " 5 x;", false},                {"VAL_ 1 R", " 5 \"x\";", false}};
+        {"VAL_ 1 S", " 5 x;", false},                {"VAL_ 1 R", " 5 \"x\";", false},
+        {"BO_", " 2 N: 8 A", true},                  {"BO_", "\t4294967295\tN\t:\t0\tCorvan__XXX", true},
+        {"BO_", " 2 N : 8 B // x", true},          {"BO_", " 2 N: 8 A\n SG_ T : 0|8@1+ (1,0) [0|1] \"\" A", true},
+        {"BO_", " 1 N: 8 A", false},                 {"BO_", " 4294967296 N: 8 A", false},
+        {"BO_", " 2 BO_: 8 A", false},               {"BO_", " 2 N: 65536 A", false},
+        {"BO_", " 2 N 8 A", false},                  {"BO_", " 2 N: 8", false}};
     for (const auto& [keyword, rest, reads] : statements) {
         SCOPED_TRACE(keyword + rest);
         std::string broken = rest;
