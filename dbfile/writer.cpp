@@ -265,16 +265,21 @@ struct Row {
 };
 using Rows = std::vector<Row>;
 
+// kHasRelations when an entry of the relation list has attributes.
+unsigned int RelationsHave(const rxblk* list) {
+    for (; list != nullptr; list = list->next) {
+        if (list->attributes != nullptr) {
+            return kHasRelations;
+        }
+    }
+    return 0;
+}
+
 unsigned int WhatSignalHas(const sigblk* signal) {
     unsigned int has = 0;
     has |= !IsEmpty(signal->comment) ? kHasComment : 0u;
     has |= signal->attributes != nullptr ? kHasAttributes : 0u;
-    for (const rxblk* rx = signal->receivers; rx != nullptr; rx = rx->next) {
-        if (rx->attributes != nullptr) {
-            has |= kHasRelations;
-            break;
-        }
-    }
+    has |= RelationsHave(signal->receivers);
     has |= signal->value_descriptions != nullptr ? kHasValues : 0u;
     has |= signal->sig_type != nullptr ? kHasType : 0u;
     has |= signal->value_type != TAVLO_VALUE_INTEGER ? kHasValueType : 0u;
@@ -286,12 +291,7 @@ unsigned int WhatMessageHas(const msgblk* message) {
     has |= !IsEmpty(message->comment) ? kHasComment : 0u;
     has |= message->attributes != nullptr ? kHasAttributes : 0u;
     has |= message->transmitters != nullptr ? kHasTransmitters : 0u;
-    for (const rxblk* tx = message->transmitters; tx != nullptr; tx = tx->next) {
-        if (tx->attributes != nullptr) {
-            has |= kHasRelations;
-            break;
-        }
-    }
+    has |= RelationsHave(message->transmitters);
     has |= message->category != nullptr ? kHasCategory : 0u;
     has |= message->signal_groups != nullptr ? kHasGroups : 0u;
     return has;
