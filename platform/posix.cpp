@@ -292,10 +292,25 @@ void FreeAligned(void* block, std::size_t size) {
 
 namespace {
 
+// Advice the system may lack (kNoAdvice then).
+constexpr int kNoAdvice = -1;
+#if defined(MADV_HUGEPAGE)
+constexpr int kLargePagesAdvice = MADV_HUGEPAGE;
+#else
+constexpr int kLargePagesAdvice = kNoAdvice;
+#endif
+// In one call where the kernel has it (5.14 on): a page fault each costs
+// more than the zeroing.
+#if defined(MADV_POPULATE_WRITE)
+constexpr int kPopulateAdvice = MADV_POPULATE_WRITE;
+#else
+constexpr int kPopulateAdvice = kNoAdvice;
+#endif
+
 // Advice for the whole pages within [begin, end).
 void AdvisePages(void* begin, void* end, int advice) {
     const long page = sysconf(_SC_PAGESIZE);
-    if (page <= 0) {
+    if (page <= 0 || advice == kNoAdvice) {
         return;
     }
     const auto mask = static_cast<std::uintptr_t>(page) - 1;
@@ -309,27 +324,15 @@ void AdvisePages(void* begin, void* end, int advice) {
 }  // namespace
 
 void PreferLargePages(void* begin, void* end) {
-#if defined(MADV_HUGEPAGE)
-    AdvisePages(begin, end, MADV_HUGEPAGE);
-#else
-    static_cast<void>(begin);
-    static_cast<void>(end);
-#endif
+    AdvisePages(begin, end, kLargePagesAdvice);
 }
 
 void DiscardPages(void* begin, void* end) {
     AdvisePages(begin, end, MADV_DONTNEED);
 }
 
-// In one call where the kernel has it (5.14 on): a page fault each costs
-// more than the zeroing.
 void PopulatePages(void* begin, void* end) {
-#if defined(MADV_POPULATE_WRITE)
-    AdvisePages(begin, end, MADV_POPULATE_WRITE);
-#else
-    static_cast<void>(begin);
-    static_cast<void>(end);
-#endif
+    AdvisePages(begin, end, kPopulateAdvice);
 }
 
 }  // namespace tavlo::platform
