@@ -154,6 +154,8 @@ private:
     template <class T>
     void Scaling(T* record);
     void PlainComment(const Comment& plain);
+    template <class T>
+    void SetCommentOf(T* record, char* text = nullptr);
     void AddValueDescription(val** head, val** last, long long number, const char* text,
                              std::size_t length);
     static constexpr std::size_t kPlainValues = 64;  // read in one go, at most
@@ -243,8 +245,7 @@ private:
     bool AtLineStart() const;
     void KeepStatement(const unsigned char* start, int line);
 
-    void ReplaceText(char** slot);
-    void ReplaceText(char** slot, char* text);
+    void ReplaceText(char** slot, char* text = nullptr);
     static void SetAttr(attr** list, attr* value);
     static rxblk* RelationOf(rxblk** list, symblk* node, unsigned short* count);
     void DropRelation(sigblk* signal, msgblk* message, env_var_blk* envvar, rxblk* entry);

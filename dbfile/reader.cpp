@@ -1027,15 +1027,27 @@ void Parser::sigtype_values() {
     KeepStatement(start.start, start.line);
 }
 
-// Replaces a text (the version, a comment) by the string token or by `text`,
-// then reads on.
-void Parser::ReplaceText(char** slot) {
-    ReplaceText(slot, TakeText());
-}
-
+// Replaces a text of the database (version, file comment) by `text` (the
+// string token's when null), then reads on.
 void Parser::ReplaceText(char** slot, char* text) {
+    if (text == nullptr) {
+        text = TakeText();
+    }
     TAVLO_MFREE(*slot);
     *slot = text;
+    Advance();
+}
+
+// Replaces a record's comment by `text` (the string token's when null),
+// then reads on. The records are packed: their fields are set in place,
+// never through a pointer to them.
+template <class T>
+void Parser::SetCommentOf(T* record, char* text) {
+    if (text == nullptr) {
+        text = TakeText();
+    }
+    TAVLO_MFREE(record->comment);
+    record->comment = text;
     Advance();
 }
 
@@ -1047,24 +1059,34 @@ void Parser::PlainComment(const Comment& plain) {
     if (plain.of.object != kTokBotschaft && plain.of.object != 0) {
         NameOf(plain.of.item.text, plain.of.item.length, line, &item);
     }
-    char** slot = lists_.comment;
+    // Each record is found before its text is made, as by the token reading.
+    const auto text = [this, &plain] { return NewText(plain.text.text, plain.text.length); };
     switch (plain.of.object) {
     case kTokBusteilnehmer: {
         symblk* node = NodeRef(item);
         if (node == nullptr) {
             SyntaxError();
         }
-        slot = &node->comment;
+        SetCommentOf(node, text());
         break;
     }
-    case kTokBotschaft: slot = &MessageRef(plain.of.id, line)->comment; break;
-    case kTokUnterbotschaft:
-        slot = &SignalRef(MessageRef(plain.of.id, line), item)->comment;
+    case kTokBotschaft: {
+        msgblk* message = MessageRef(plain.of.id, line);
+        SetCommentOf(message, text());
         break;
-    case kTokEnvvar: slot = &EnvvarRef(item)->comment; break;
-    default: break;
     }
-    ReplaceText(slot, NewText(plain.text.text, plain.text.length));
+    case kTokUnterbotschaft: {
+        sigblk* signal = SignalRef(MessageRef(plain.of.id, line), item);
+        SetCommentOf(signal, text());
+        break;
+    }
+    case kTokEnvvar: {
+        env_var_blk* envvar = EnvvarRef(item);
+        SetCommentOf(envvar, text());
+        break;
+    }
+    default: ReplaceText(lists_.comment, text()); break;
+    }
 }
 
 // comment -> CM_ [BU_ node | BO_ id | SG_ id signal | EV_ variable |
@@ -1083,13 +1105,13 @@ void Parser::comment() {
     case kTokBusteilnehmer: {
         Advance();
         symblk* node = ExpectNode();
-        ReplaceText(&node->comment);
+        SetCommentOf(node);
         break;
     }
     case kTokBotschaft: {
         Advance();
         msgblk* message = ExpectMessage();
-        ReplaceText(&message->comment);
+        SetCommentOf(message);
         break;
     }
     case kTokUnterbotschaft: {
@@ -1098,7 +1120,7 @@ void Parser::comment() {
         Name name;
         ExpectName(&name);
         sigblk* signal = SignalRef(message, name);
-        ReplaceText(&signal->comment);
+        SetCommentOf(signal);
         break;
     }
     case kTokEnvvar: {
@@ -1106,7 +1128,7 @@ void Parser::comment() {
         Name name;
         ExpectName(&name);
         env_var_blk* envvar = EnvvarRef(name);
-        ReplaceText(&envvar->comment);
+        SetCommentOf(envvar);
         break;
     }
     case kTokSignalType: {
@@ -1114,7 +1136,7 @@ void Parser::comment() {
         Name name;
         ExpectName(&name);
         ::sigtype* type = SigtypeRef(name);
-        ReplaceText(&type->comment);
+        SetCommentOf(type);
         break;
     }
     default:

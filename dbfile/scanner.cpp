@@ -946,10 +946,12 @@ bool ReadComment(PlainReader& in, Comment* comment) {
 bool ReadValueDescriptions(PlainReader& in, ValueDescription* values, std::size_t most,
                            std::size_t* count) {
     for (*count = 0; !in.Char(';'); ++*count) {
-        in.Blanks();
+        if (*count == most) {
+            return false;
+        }
         ValueDescription& value = values[*count];
         value.negative = in.Char('-');
-        if (*count == most || !in.Unsigned(kMostPlainValue, &value.magnitude, false) ||
+        if (!in.Unsigned(kMostPlainValue, &value.magnitude, false) ||
             !in.Text(&value.text.text, &value.text.length)) {
             return false;
         }
