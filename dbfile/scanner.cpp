@@ -792,8 +792,10 @@ private:
     bool Number(double* value) {
         const bool negative = *p_ == '-';
         p_ += negative;
-        double magnitude;
-        if (!Decimal(&p_, &magnitude)) {
+        double magnitude = 0.0;
+        if (*p_ == '0' && p_[1] != '.' && static_cast<unsigned int>(p_[1]) - '0' >= 10) {
+            ++p_;  // a lone zero, the most common number of all
+        } else if (!Decimal(&p_, &magnitude)) {
             return false;
         }
         *value = negative ? -magnitude : magnitude;
