@@ -679,8 +679,8 @@ public:
         }
         return false;
     }
-    // Digits, at most `maximum` (below 10^18); with `blankFirst`, after
-    // blanks.
+    // At most 18 digits, their value at most `maximum`; with `blankFirst`,
+    // after blanks.
     template <class T>
     bool Unsigned(std::uint64_t maximum, T* value, bool blankFirst = true) {
         if (blankFirst) {
