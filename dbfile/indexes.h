@@ -80,8 +80,8 @@ public:
             return nullptr;
         }
         *at = static_cast<std::size_t>(entry - entries_.data());
-        // What a statement changes of a message lies after its name; that
-        // of the next message is fetched now, for the statement after this.
+        // What a statement changes of a message lies after its name, on a
+        // line of its own: asked for at once.
         Touch(&entry->message->comment);
         return entry;
     }

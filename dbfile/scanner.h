@@ -151,9 +151,9 @@ bool ScanComment(Comment* comment);
 // The value descriptions of a "VAL_" statement after what they describe, up
 // to and including the ";", read in one go when they are plain and on one
 // line: each an integer of at most 18 digits, "-" directly before it or
-// none, then a string without backslashes. At most `most` are taken; then
-// *count tells how many there were and true is returned. Else nothing is
-// read.
+// none, then a string without backslashes. When there are at most `most`,
+// *count tells how many and true is returned; more, or any not plain, read
+// nothing.
 struct ValueDescription {
     bool negative;
     std::uint64_t magnitude;
