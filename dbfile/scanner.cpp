@@ -471,19 +471,28 @@ int Number(int c) {
     return kTokFloat;
 }
 
+// Takes the run of digits at p into *value (times ten per digit, plus the
+// digit; past 19 digits it wraps) and returns where the run ends. The
+// input's zeros after its end stop it.
+inline const unsigned char* DigitRun(const unsigned char* p, std::uint64_t* value) {
+    std::uint64_t number = *value;
+    unsigned int digit;
+    while ((digit = static_cast<unsigned int>(*p) - '0') < 10) {
+        number = number * 10 + digit;
+        ++p;
+    }
+    *value = number;
+    return p;
+}
+
 // Number for one that starts at `start` in the file, the read position after
 // its first digit and nothing pushed back: digits, or digits, a point and
 // digits, read in one pass. Anything else (an exponent, more than 19 digits
 // of an integer, a number too long for the token text, the file's end) is
 // left to Number.
 int NumberAt(const unsigned char* start) {
-    const unsigned char* p = start;
     std::uint64_t value = 0;
-    unsigned int digit;
-    while ((digit = static_cast<unsigned int>(*p) - '0') < 10) {  // the input's zeros stop it
-        value = value * 10 + digit;
-        ++p;
-    }
+    const unsigned char* p = DigitRun(start, &value);
     const bool point = *p == '.';
     if (point) {
         do {
@@ -587,13 +596,8 @@ int String() {
 // 19 digits in all (which the mantissa might not hold) are left to the
 // scanner. Moves *p past it; false when there is none or it is left.
 inline bool Decimal(const unsigned char** p, double* magnitude) {
-    const unsigned char* at = *p;
     std::uint64_t mantissa = 0;
-    unsigned int digit;
-    while ((digit = static_cast<unsigned int>(*at) - '0') < 10) {  // the input's zeros stop it
-        mantissa = mantissa * 10 + digit;
-        ++at;
-    }
+    const unsigned char* at = DigitRun(*p, &mantissa);
     if (at == *p) {
         return false;
     }
@@ -601,10 +605,7 @@ inline bool Decimal(const unsigned char** p, double* magnitude) {
     std::size_t decimals = 0;
     if (*at == '.') {
         const unsigned char* first = ++at;
-        while ((digit = static_cast<unsigned int>(*at) - '0') < 10) {
-            mantissa = mantissa * 10 + digit;
-            ++at;
-        }
+        at = DigitRun(first, &mantissa);
         decimals = static_cast<std::size_t>(at - first);
         digits += decimals;
     }
@@ -688,11 +689,7 @@ public:
         }
         const unsigned char* start = p_;
         std::uint64_t number = 0;
-        unsigned int digit;
-        while ((digit = static_cast<unsigned int>(*p_) - '0') < 10) {
-            number = number * 10 + digit;
-            ++p_;
-        }
+        p_ = DigitRun(p_, &number);
         if (p_ == start || p_ - start > 18 || number > maximum || EndsBadly()) {
             return false;
         }
@@ -775,16 +772,12 @@ private:
     // At most five digits, up to 0xFFFF.
     bool Unsigned(unsigned int* value) {
         const unsigned char* start = p_;
-        unsigned int number = 0;
-        unsigned int digit;
-        while ((digit = static_cast<unsigned int>(*p_) - '0') < 10) {
-            number = number * 10 + digit;
-            ++p_;
-        }
+        std::uint64_t number = 0;
+        p_ = DigitRun(p_, &number);
         if (p_ == start || p_ - start > 5 || number > 0xFFFF) {
             return false;
         }
-        *value = number;
+        *value = static_cast<unsigned int>(number);
         return true;
     }
     // ['-'] digits ['.' digits]; the byte after it is one of ",)|]" here,
@@ -792,10 +785,8 @@ private:
     bool Number(double* value) {
         const bool negative = *p_ == '-';
         p_ += negative;
-        double magnitude = 0.0;
-        if (*p_ == '0' && p_[1] != '.' && static_cast<unsigned int>(p_[1]) - '0' >= 10) {
-            ++p_;  // a lone zero, the most common number of all
-        } else if (!Decimal(&p_, &magnitude)) {
+        double magnitude;
+        if (!Decimal(&p_, &magnitude)) {
             return false;
         }
         *value = negative ? -magnitude : magnitude;
