@@ -4,6 +4,7 @@
 // "BA_REL_"), each value checked against its definition's object type.
 #include <cstring>
 #include <string>
+#include <type_traits>
 
 #include "dbfile/parser.h"
 #include "dbfile/report.h"
@@ -305,35 +306,15 @@ void Parser::PlainAttributeValue(const AttributeValue& plain) {
     NameOf(plain.name.text, plain.name.length, line, &name);
     BlanksForTabs(name.text);
     attr_def* def = AttrDefRef(name, kMsgUndefinedAttribute);
-    Name item;  // the node, signal or variable, where the object has one
-    if (plain.of.object != kTokBotschaft && plain.of.object != 0) {
-        NameOf(plain.of.item.text, plain.of.item.length, line, &item);
-    }
-    switch (plain.of.object) {
-    case kTokBusteilnehmer: {
-        symblk* node = NodeRef(item);
-        if (node == nullptr) {
-            SyntaxError();
+    VisitObject(plain.of, line, [&](auto* record, unsigned int objectType) {
+        if constexpr (std::is_same_v<decltype(record), Network*>) {
+            CheckObjectType(def, name, objectType);
+            SetAttr(lists_.dbAttrs, NumberValue(def, name, plain.number));
+            Advance();  // past the ";"
+        } else {
+            SetValueOf(record, def, name, objectType, &plain.number);
         }
-        SetValueOf(node, def, name, TAVLO_OBJ_NODE, &plain.number);
-        return;
-    }
-    case kTokBotschaft:
-        SetValueOf(MessageRef(plain.of.id, line), def, name, TAVLO_OBJ_MESSAGE, &plain.number);
-        return;
-    case kTokUnterbotschaft:
-        SetValueOf(SignalRef(MessageRef(plain.of.id, line), item), def, name, TAVLO_OBJ_SIGNAL,
-                   &plain.number);
-        return;
-    case kTokEnvvar:
-        SetValueOf(EnvvarRef(item), def, name, TAVLO_OBJ_ENVVAR, &plain.number);
-        return;
-    default:
-        CheckObjectType(def, name, TAVLO_OBJ_NETWORK);
-        SetAttr(lists_.dbAttrs, NumberValue(def, name, plain.number));
-        Advance();  // past the ";"
-        return;
-    }
+    });
 }
 
 // user_attribute -> BA_ STRING [BU_ node | BO_ id | SG_ id signal |

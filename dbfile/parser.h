@@ -154,6 +154,10 @@ private:
     template <class T>
     void Scaling(T* record);
     void PlainComment(const Comment& plain);
+    // The network, as what a statement is about.
+    struct Network {};
+    template <class Visit>
+    void VisitObject(const ObjectRef& of, int line, Visit visit);
     template <class T>
     void SetCommentOf(T* record, char* text = nullptr);
     void AddValueDescription(val** head, val** last, long long number, const char* text,
@@ -286,6 +290,33 @@ T* Parser::New() {
         Fail(kMsgNotEnoughMemory, -1, nullptr);
     }
     return record;
+}
+
+// What a statement read in one go is about, found as the token reading
+// finds it (the same checks and faults), given to visit with its object type:
+// a node, message, signal or variable record, or Network.
+template <class Visit>
+void Parser::VisitObject(const ObjectRef& of, int line, Visit visit) {
+    Name item;  // the node, signal or variable, where the object has one
+    if (of.object != kTokBotschaft && of.object != 0) {
+        NameOf(of.item.text, of.item.length, line, &item);
+    }
+    switch (of.object) {
+    case kTokBusteilnehmer: {
+        symblk* node = NodeRef(item);
+        if (node == nullptr) {
+            SyntaxError();
+        }
+        visit(node, TAVLO_OBJ_NODE);
+        return;
+    }
+    case kTokBotschaft: visit(MessageRef(of.id, line), TAVLO_OBJ_MESSAGE); return;
+    case kTokUnterbotschaft:
+        visit(SignalRef(MessageRef(of.id, line), item), TAVLO_OBJ_SIGNAL);
+        return;
+    case kTokEnvvar: visit(EnvvarRef(item), TAVLO_OBJ_ENVVAR); return;
+    default: visit(static_cast<Network*>(nullptr), TAVLO_OBJ_NETWORK); return;
+    }
 }
 
 }  // namespace tavlo::dbfile

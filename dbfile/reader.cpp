@@ -10,6 +10,7 @@
 // indexes built while reading, so big files read in linear time.
 #include <cstring>
 #include <string>
+#include <type_traits>
 
 #include "dbfile/input.h"
 #include "dbfile/parser.h"
@@ -1054,39 +1055,15 @@ void Parser::SetCommentOf(T* record, char* text) {
 // comment read in one go (see ScanComment), in the order of the token by
 // token reading: the checks and faults are the same.
 void Parser::PlainComment(const Comment& plain) {
-    const int line = CurrentLine();
-    Name item;  // the node, signal or variable, where the object has one
-    if (plain.of.object != kTokBotschaft && plain.of.object != 0) {
-        NameOf(plain.of.item.text, plain.of.item.length, line, &item);
-    }
-    // Each record is found before its text is made, as by the token reading.
-    const auto text = [this, &plain] { return NewText(plain.text.text, plain.text.length); };
-    switch (plain.of.object) {
-    case kTokBusteilnehmer: {
-        symblk* node = NodeRef(item);
-        if (node == nullptr) {
-            SyntaxError();
+    // The record is found before its text is made, as by the token reading.
+    VisitObject(plain.of, CurrentLine(), [this, &plain](auto* record, unsigned int) {
+        char* text = NewText(plain.text.text, plain.text.length);
+        if constexpr (std::is_same_v<decltype(record), Network*>) {
+            ReplaceText(lists_.comment, text);
+        } else {
+            SetCommentOf(record, text);
         }
-        SetCommentOf(node, text());
-        break;
-    }
-    case kTokBotschaft: {
-        msgblk* message = MessageRef(plain.of.id, line);
-        SetCommentOf(message, text());
-        break;
-    }
-    case kTokUnterbotschaft: {
-        sigblk* signal = SignalRef(MessageRef(plain.of.id, line), item);
-        SetCommentOf(signal, text());
-        break;
-    }
-    case kTokEnvvar: {
-        env_var_blk* envvar = EnvvarRef(item);
-        SetCommentOf(envvar, text());
-        break;
-    }
-    default: ReplaceText(lists_.comment, text()); break;
-    }
+    });
 }
 
 // comment -> CM_ [BU_ node | BO_ id | SG_ id signal | EV_ variable |
