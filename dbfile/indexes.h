@@ -85,9 +85,9 @@ public:
         Touch(&entry->message->comment);
         return entry;
     }
-    // The entry after the one at `at`, or null.
-    const Entry* Next(std::size_t at) const {
-        return at + 1 < entries_.size() ? &entries_[at + 1] : nullptr;
+    // The entry at the place `at`, or null when there is none.
+    const Entry* At(std::size_t at) const {
+        return at < entries_.size() ? &entries_[at] : nullptr;
     }
     // The new entry; valid until the next Add.
     Entry* Add(msgblk* message, std::uint32_t firstSignal) {

@@ -268,10 +268,8 @@ private:
     std::unordered_map<std::string_view, symblk*, NameHash> nodeIndex_;
     MessageIndex messageIndex_;
     SignalTable signals_;
-    msgblk* lastMessage_ = nullptr;  // the message named last, and its signals
-    SignalRun lastSignals_;
-    std::uint32_t lastId_ = 0;     // its identifier
-    std::size_t lastEntry_ = 0;  // the place of its index entry (a hint only)
+    // The place of the index entry of the message named last; none at first.
+    std::size_t lastEntry_ = static_cast<std::size_t>(-1);
     std::unordered_map<std::string_view, env_var_blk*, NameHash> envvarIndex_;
     std::unordered_map<std::string_view, attr_def*, NameHash> attrDefIndex_;
     bool newSymbolKeyword_[kTokUminus + 1] = {};

@@ -231,25 +231,23 @@ symblk* Parser::NodeRef(const Name& name) {
 }
 
 // Statements about one message tend to follow each other, so the last one
-// found is tried first (by the identifier kept with it: the record itself
-// has mostly left the cache by then).
+// found is tried first (by the identifier in its index entry: the record
+// itself has mostly left the cache by then).
 msgblk* Parser::MessageRef(std::uint32_t id, int line) {
-    if (lastMessage_ != nullptr && lastId_ == id) {
-        return lastMessage_;
+    const MessageIndex::Entry* entry = messageIndex_.At(lastEntry_);
+    if (entry != nullptr && entry->id == id) {
+        return entry->message;
     }
-    const MessageIndex::Entry* entry = messageIndex_.FindAfter(id, &lastEntry_);
+    entry = messageIndex_.FindAfter(id, &lastEntry_);
     if (entry == nullptr) {
         Fail(kMsgUnknownSymbol, line, std::to_string(id).c_str());
     }
-    lastMessage_ = entry->message;
-    lastSignals_ = entry->signals;
-    lastId_ = id;
     // Statements name messages mostly in the order they were read: the next
     // message's fields that statements set are fetched for the one to come.
-    if (const MessageIndex::Entry* next = messageIndex_.Next(lastEntry_)) {
+    if (const MessageIndex::Entry* next = messageIndex_.At(lastEntry_ + 1)) {
         Touch(&next->message->comment);
     }
-    return lastMessage_;
+    return entry->message;
 }
 
 // id -> INTEGER | LONG, within 32 bits
@@ -290,10 +288,12 @@ void Parser::ExpectAttributeName(Name* name) {
 // Callers name the message first, so its signals are those of the message
 // named last.
 sigblk* Parser::SignalRef(msgblk* message, const Name& name) {
-    if (message != lastMessage_) {
+    const MessageIndex::Entry* last = messageIndex_.At(lastEntry_);
+    if (last == nullptr || last->message != message) {
         MessageRef(message->id, name.line);
+        last = messageIndex_.At(lastEntry_);
     }
-    sigblk* signal = signals_.Find(lastSignals_, name.text);
+    sigblk* signal = signals_.Find(last->signals, name.text);
     if (signal == nullptr) {
         Fail(kMsgUnknownSymbol, name.line, name.text);
     }
@@ -636,9 +636,6 @@ void Parser::msg() {
         message->signal_count = static_cast<unsigned short>(run.count);
     }
     messageIndex_.Last().signals = run;  // no message is added while its signals are read
-    lastMessage_ = message;
-    lastSignals_ = run;
-    lastId_ = id;
     lastEntry_ = messageIndex_.size() - 1;
 }
 
